@@ -1,0 +1,14 @@
+# brindle_layer(NAME SOURCES file... [USES layer...])
+#
+# A layer is a folder of the source tree and a static library of the same name. Its headers are included
+# as "NAME/Header.h". The library's include root holds nothing but the layer's own folder, so a layer sees
+# itself and the layers it uses, and an include that climbs finds no file.
+function(brindle_layer name)
+  cmake_parse_arguments(PARSE_ARGV 1 layer "" "" "SOURCES;USES")
+  set(root ${PROJECT_BINARY_DIR}/include/${name})
+  file(MAKE_DIRECTORY ${root})
+  file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${name} ${root}/${name} SYMBOLIC)
+  add_library(${name} STATIC ${layer_SOURCES})
+  target_include_directories(${name} PUBLIC ${root})
+  target_link_libraries(${name} PUBLIC ${layer_USES} Threads::Threads PRIVATE brindle_warnings)
+endfunction()

@@ -1,0 +1,51 @@
+#include "platform/ByteBuffer.h"
+
+#include <algorithm>
+
+ByteBuffer::ByteBuffer(unsigned long size)
+    : capacity(size),
+      writePosition(0),
+      readPosition(0),
+      storage(std::make_unique_for_overwrite<unsigned char[]>(size)) {}
+
+unsigned long ByteBuffer::Write(unsigned char const* source, unsigned long count) {
+  const unsigned long moved = std::min(count, capacity - writePosition);
+  std::copy_n(source, moved, storage.get() + writePosition);
+  writePosition += moved;
+  return moved;
+}
+
+unsigned long ByteBuffer::FillBuffer(unsigned char value, unsigned long count) {
+  const unsigned long filled = std::min(count, capacity - writePosition);
+  std::fill_n(storage.get() + writePosition, filled, value);
+  writePosition += filled;
+  return filled;
+}
+
+unsigned long ByteBuffer::Read(ByteBuffer& destination, unsigned long count) {
+  const unsigned long moved =
+      destination.Write(storage.get() + readPosition, std::min(count, writePosition - readPosition));
+  readPosition += moved;
+  return moved;
+}
+
+void ByteBuffer::Reset() {
+  writePosition = 0;
+  readPosition = 0;
+}
+
+unsigned char const* ByteBuffer::GetBuffer() const {
+  return storage.get();
+}
+
+unsigned long ByteBuffer::GetCapacity() const {
+  return capacity;
+}
+
+unsigned long ByteBuffer::GetWritePosition() const {
+  return writePosition;
+}
+
+unsigned long ByteBuffer::GetReadPosition() const {
+  return readPosition;
+}

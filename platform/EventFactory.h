@@ -1,0 +1,20 @@
+// Makes events. The caller owns what it gets; any thread may call.
+#pragma once
+
+#include <memory>
+
+#include "platform/Event.h"
+#include "platform/SimpleEvent.h"
+
+class EventFactory {
+ public:
+  enum class Reset : unsigned int { AutoReset = 0, ManualReset = 1 };
+
+  EventFactory() = delete;
+
+  static std::shared_ptr<Event> GetSharedEvent(bool autoReset);
+  static std::unique_ptr<Event> GetUniqueEvent(bool autoReset);
+  static std::unique_ptr<SimpleEvent> GetUniqueSimpleEvent(bool autoReset);
+  // Every value but AutoReset means manual reset.
+  static std::unique_ptr<SimpleEvent> GetUniqueSimpleEvent(Reset reset);
+};

@@ -1,0 +1,148 @@
+#include "platform/PosixEvent.h"
+
+#include <cerrno>
+
+namespace {
+
+constexpr unsigned int AllFlags = 0xFFFFFFFF;
+constexpr long NanosecondsPerSecond = 1'000'000'000;
+constexpr long NanosecondsPerMillisecond = 1'000'000;
+
+int MakeMonotonicCondition(pthread_cond_t& condition) {
+  pthread_condattr_t attributes;
+  if (const int error = pthread_condattr_init(&attributes); error != 0) return error;
+  int error = pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
+  if (error == 0) error = pthread_cond_init(&condition, &attributes);
+  pthread_condattr_destroy(&attributes);
+  return error;
+}
+
+// Unlocks on every way out of a wait: a predicate may throw, and a cancelled thread unwinds out of its sleep.
+class Unlocker {
+ public:
+  explicit Unlocker(PosixEvent& locked) : event(locked) {}
+  ~Unlocker() { event.Unlock(); }
+  Unlocker(Unlocker const&) = delete;
+  Unlocker& operator=(Unlocker const&) = delete;
+
+ private:
+  PosixEvent& event;
+};
+
+}  // namespace
+
+PosixEvent::PosixEvent(bool resetsAutomatically)
+    : Event(resetsAutomatically), mutex(), condition(), creationError(0) {
+  creationError = pthread_mutex_init(&mutex, nullptr);
+  if (creationError != 0) return;
+  creationError = MakeMonotonicCondition(condition);
+  if (creationError != 0) pthread_mutex_destroy(&mutex);
+}
+
+PosixEvent::~PosixEvent() {
+  if (creationError != 0) return;
+  pthread_cond_destroy(&condition);
+  pthread_mutex_destroy(&mutex);
+}
+
+// The one sleep of all waits. Returns the word as it stood when the condition held (`met`), or 0.
+template <typename Condition>
+unsigned int PosixEvent::Sleep(Condition const& holds, unsigned int consumed, timespec const* deadline,
+                               bool& met) {
+  met = false;
+  if (Lock() != 0) return 0;
+  const Unlocker unlocker(*this);
+  while (!holds(flagWord.load())) {
+    const int error = deadline == nullptr ? pthread_cond_wait(&condition, &mutex)
+                                          : pthread_cond_timedwait(&condition, &mutex, deadline);
+    if (error == ETIMEDOUT) return 0;
+    if (error != 0) {
+      HandleCondVarWaitException(error, consumed);
+      return 0;
+    }
+  }
+  met = true;
+  const unsigned int word = flagWord;
+  if (autoReset) flagWord &= ~consumed;
+  return word;
+}
+
+template <typename Condition>
+unsigned int PosixEvent::Sleep(Condition const& holds, unsigned int consumed, unsigned int timeout,
+                               bool& met) {
+  if (timeout == NoTimeout) return Sleep(holds, consumed, nullptr, met);
+  const timespec deadline = CalculateWakeUpTime(timeout);
+  return Sleep(holds, consumed, &deadline, met);
+}
+
+unsigned int PosixEvent::WaitOr(unsigned int flags) {
+  return WaitOr(flags, NoTimeout);
+}
+
+unsigned int PosixEvent::WaitOr(unsigned int flags, unsigned int timeout) {
+  bool met = false;
+  return Sleep([flags](unsigned int word) { return (word & flags) != 0; }, flags, timeout, met);
+}
+
+unsigned int PosixEvent::Wait(Predicate const& predicate) {
+  bool met = false;
+  return Sleep(predicate, AllFlags, NoTimeout, met);
+}
+
+bool PosixEvent::Wait(Predicate const& predicate, unsigned int timeout) {
+  if (timeout == NoTimeout) return Wait(predicate) != 0;
+  bool met = false;
+  Sleep(predicate, AllFlags, timeout, met);
+  return met;
+}
+
+bool PosixEvent::WaitAnd(unsigned int flags) {
+  return WaitAnd(flags, NoTimeout);
+}
+
+bool PosixEvent::WaitAnd(unsigned int flags, unsigned int timeout) {
+  bool met = false;
+  Sleep([flags](unsigned int word) { return (word & flags) == flags; }, flags, timeout, met);
+  return met;
+}
+
+int PosixEvent::Signal(unsigned int flags) {
+  if (const int error = Lock(); error != 0) return error;
+  flagWord |= flags;
+  Unlock();
+  pthread_cond_broadcast(&condition);
+  return 0;
+}
+
+int PosixEvent::ResetFlags(unsigned int flags) {
+  if (const int error = Lock(); error != 0) return error;
+  flagWord &= ~flags;
+  Unlock();
+  return 0;
+}
+
+int PosixEvent::Lock() {
+  return creationError != 0 ? creationError : pthread_mutex_lock(&mutex);
+}
+
+int PosixEvent::Unlock() {
+  return creationError != 0 ? creationError : pthread_mutex_unlock(&mutex);
+}
+
+timespec PosixEvent::CalculateWakeUpTime(unsigned int timeout) {
+  timespec time{};
+  clock_gettime(CLOCK_MONOTONIC, &time);
+  if (timeout == 0) return time;
+  const unsigned long ahead = timeout + 1UL;
+  time.tv_sec += static_cast<time_t>(ahead / 1000);
+  time.tv_nsec += static_cast<long>(ahead % 1000) * NanosecondsPerMillisecond;
+  if (time.tv_nsec >= NanosecondsPerSecond) {
+    ++time.tv_sec;
+    time.tv_nsec -= NanosecondsPerSecond;
+  }
+  return time;
+}
+
+void PosixEvent::HandleCondVarWaitException(int /*error*/, unsigned int flags) {
+  if (autoReset) flagWord &= ~flags;
+}

@@ -1,0 +1,44 @@
+#include "platform/SignalHold.h"
+
+#include <array>
+
+namespace {
+
+constexpr std::array EndingSignals = {SIGINT, SIGQUIT, SIGTERM, SIGHUP};
+
+sigset_t NoSignals() {
+  sigset_t set;
+  sigemptyset(&set);
+  return set;
+}
+
+// What the holds of this thread have blocked. A signal that was blocked from outside is not theirs to open.
+thread_local sigset_t held = NoSignals();
+
+}  // namespace
+
+SignalHold::SignalHold() : outer(held) {
+  sigset_t blocked;
+  pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+  for (const int signal : EndingSignals) {
+    if (sigismember(&blocked, signal) == 0) sigaddset(&held, signal);
+  }
+  pthread_sigmask(SIG_BLOCK, &held, nullptr);
+}
+
+SignalHold::~SignalHold() {
+  sigset_t ended = NoSignals();
+  for (const int signal : EndingSignals) {
+    if (sigismember(&held, signal) != 0 && sigismember(&outer, signal) == 0) sigaddset(&ended, signal);
+  }
+  held = outer;
+  pthread_sigmask(SIG_UNBLOCK, &ended, nullptr);
+}
+
+SignalWindow::SignalWindow() {
+  pthread_sigmask(SIG_UNBLOCK, &held, nullptr);
+}
+
+SignalWindow::~SignalWindow() {
+  pthread_sigmask(SIG_BLOCK, &held, nullptr);
+}

@@ -1,0 +1,30 @@
+// Puts off the signals that ask a process to end (SIGINT, SIGQUIT, SIGTERM, SIGHUP) while work goes on that
+// must not stop half-way. One that arrives stays pending and acts when the hold ends; an ignored one stays
+// ignored.
+//
+// A hold covers the calling thread and every thread that it creates meanwhile, so it is to be taken before
+// those threads are made. Hold and window live on one thread.
+#pragma once
+
+#include <csignal>
+
+class SignalHold {
+ public:
+  SignalHold();
+  ~SignalHold();
+  SignalHold(SignalHold const&) = delete;
+  SignalHold& operator=(SignalHold const&) = delete;
+
+ private:
+  sigset_t outer;  // what was held before
+};
+
+// Lets the held signals act at once while it lives: for a stretch inside a hold that may be left at any
+// point. Without a hold it changes nothing.
+class SignalWindow {
+ public:
+  SignalWindow();
+  ~SignalWindow();
+  SignalWindow(SignalWindow const&) = delete;
+  SignalWindow& operator=(SignalWindow const&) = delete;
+};

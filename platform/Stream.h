@@ -1,0 +1,59 @@
+// A stream of bytes with a process-wide number and a connected flag.
+//
+// Reads and writes return a byte count, or one of the negative result codes below. The connected flag may be
+// used from any thread, everything else from one thread at a time.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <vector>
+
+enum class StreamDataType : unsigned int { Unspecified = 0 };
+
+class Stream {
+ public:
+  static constexpr long Failed = -2;       // failed or broken, or an operation that the stream does not have
+  static constexpr long EndOfFile = -3;    // nothing moved, the end was met, the stream is fine
+  static constexpr long NotWritable = -4;  // not opened for writing
+
+  // The number of the next stream of any kind; the first of the process is 0.
+  static std::atomic<unsigned int> nextID;
+
+  Stream();
+  virtual ~Stream();
+  Stream(Stream const&) = delete;
+  Stream& operator=(Stream const&) = delete;
+
+  virtual long Read(unsigned char* buffer, long count) = 0;
+  // A stream without timed reads returns Failed and touches nothing.
+  virtual long Read(unsigned char* buffer, long count,
+                    std::chrono::duration<std::int64_t, std::micro> timeout);
+  virtual long Write(unsigned char const* buffer, long count) = 0;
+  // Reads up to `count` bytes from `source` in one read and writes what came. A result code of the read is
+  // returned as it is, and nothing is written. A negative count counts as 0.
+  virtual long Write(Stream& source, long count);
+  virtual long Write(std::vector<unsigned char> const& bytes);
+
+  // Clear and set the connected flag, and only that here.
+  virtual void Close();
+  virtual void Open();
+
+  // Descriptive values, kept for the users of a stream; nothing here depends on them.
+  virtual unsigned int GetID() const;
+  virtual unsigned int GetType() const;
+  virtual unsigned int GetStatus() const;
+  virtual unsigned int GetConnectivitySource() const;
+  virtual StreamDataType GetStreamDataType() const;
+  virtual void SetStreamDataType(StreamDataType newDataType);
+
+  virtual bool Connected() const;
+
+ private:
+  unsigned int id;
+  unsigned int type;
+  unsigned int status;
+  StreamDataType dataType;
+  unsigned int connectivitySource;
+  std::atomic<bool> connected;
+};

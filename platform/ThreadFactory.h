@@ -1,0 +1,15 @@
+// Makes threads. The caller owns what it gets; the thread is not started.
+#pragma once
+
+#include <memory>
+
+#include "platform/Thread.h"
+
+class ThreadFactory {
+ public:
+  ThreadFactory() = delete;
+
+  // `stackBytes` is the stack's size, 0 for the platform's default.
+  static std::unique_ptr<Thread> GetUniqueThread(Thread::EntryFunction body, int priority,
+                                                 unsigned long stackBytes);
+};

@@ -1,0 +1,16 @@
+// Keeps a device locked for one scope.
+#pragma once
+
+#include "i2c/I2CDevice.h"
+
+class DeviceLock {
+ public:
+  // Borrows `lockedDevice`.
+  explicit DeviceLock(I2CDevice& lockedDevice);
+  ~DeviceLock();
+  DeviceLock(DeviceLock const&) = delete;
+  DeviceLock& operator=(DeviceLock const&) = delete;
+
+ private:
+  I2CDevice& device;
+};

@@ -1,0 +1,72 @@
+#include "i2c/LinuxI2CFactory.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <system_error>
+
+#include "i2c/LinuxI2CMasterBus.h"
+#include "platform/PlatformStrings.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const fs::path I2CDevicesPath = "/sys/bus/i2c/devices";
+const fs::path I2CDeviceNameFile = "name";
+const std::string I2CAddressPrefix = "I2C(0x";
+const std::string I2CAddressSuffix = ")";
+
+std::optional<std::string> ReadText(fs::path const& path) {
+  std::ifstream file(path);
+  std::ostringstream text;
+  if (file.peek() == std::ifstream::traits_type::eof() || !(text << file.rdbuf())) return std::nullopt;
+  return text.str();
+}
+
+std::optional<unsigned long> AddressIn(std::string const& name) {
+  const auto prefix = name.find(I2CAddressPrefix);
+  if (prefix == std::string::npos) return std::nullopt;
+  const auto suffix = name.find(I2CAddressSuffix, prefix);
+  if (suffix == std::string::npos) return std::nullopt;
+  const auto digits = prefix + I2CAddressPrefix.size();
+  return std::strtoull(name.substr(digits, suffix - digits).c_str(), nullptr, 16);
+}
+
+}  // namespace
+
+LinuxI2CFactory::LinuxI2CFactory() {
+  LocateBuses();
+}
+
+fs::path const& LinuxI2CFactory::DevicesDirectory() {
+  return I2CDevicesPath;
+}
+
+void LinuxI2CFactory::LocateBuses() {
+  std::error_code error;
+  fs::directory_iterator entry(I2CDevicesPath, error);
+  while (!error && entry != fs::directory_iterator()) {
+    AddBus(*entry);
+    entry.increment(error);
+  }
+}
+
+void LinuxI2CFactory::AddBus(fs::directory_entry const& entry) {
+  std::error_code error;
+  if (!entry.is_directory(error)) return;
+  const fs::path node = fs::path(PlatformStrings::FilePaths::DevicesPath) / entry.path().filename();
+  const fs::path nameFile = entry.path() / I2CDeviceNameFile;
+  if (!fs::exists(node, error) || !fs::is_regular_file(nameFile, error)) return;
+  const std::optional<std::string> name = ReadText(nameFile);
+  if (!name) return;
+  if (const auto address = AddressIn(*name)) buses.try_emplace(*address, node);
+}
+
+std::shared_ptr<I2CBus> LinuxI2CFactory::GetBus(unsigned long address) {
+  const auto bus = buses.find(address);
+  if (bus == buses.end()) return {};
+  return std::make_shared<LinuxI2CMasterBus>(bus->second);
+}

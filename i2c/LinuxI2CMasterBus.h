@@ -1,0 +1,42 @@
+// A bus on one of the kernel's i2c-dev nodes (kernel document i2c/dev-interface).
+//
+// Each attempt at a transaction selects the slave address (I2C_SLAVE, so an address that a kernel driver
+// holds is refused) and its width (I2C_TENBIT), then moves the bytes with plain read and write: a write
+// followed by a read is two messages with a stop condition between them. A transfer that moved nothing, or
+// fewer bytes than asked, has failed, and a repeated WriteThenRead writes again.
+//
+// A node that cannot be opened is not reported; every transfer then returns 0. The bus speed is the kernel's
+// affair: SetBusSpeed does nothing, GetBusSpeed answers 0. A WriteDelayRead whose pause is 0xFFFFFFFF, which
+// would never end, fails before its write; a shorter pause holds up everything queued behind it.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+#include "i2c/TransactionalizedI2CBus.h"
+#include "platform/SimpleEvent.h"
+
+class LinuxI2CMasterBus : public TransactionalizedI2CBus {
+ public:
+  // `device`: path of the node, opened for reading and writing as long as the bus lives.
+  explicit LinuxI2CMasterBus(std::filesystem::path const& device);
+  ~LinuxI2CMasterBus() override;
+
+  void SetBusSpeed(unsigned int speed) override;
+  unsigned int GetBusSpeed() const override;
+
+ protected:
+  void HandleTransaction(I2C::Transaction* transaction) override;
+
+  // Each sets the transaction's `success`. Worker thread only.
+  void ReadData(I2C::Transaction* transaction);
+  void WriteData(I2C::Transaction* transaction);
+  void ReadMem(I2C::Transaction* transaction);
+  void WriteMem(I2C::Transaction* transaction);
+
+ private:
+  bool SelectSlave(I2C::Transaction const& transaction) const;
+
+  int fd;                                   // -1 when the node could not be opened
+  std::unique_ptr<SimpleEvent> delayEvent;  // the pause of WriteDelayRead
+};

@@ -35,10 +35,10 @@ SignalHold::~SignalHold() {
   pthread_sigmask(SIG_UNBLOCK, &ended, nullptr);
 }
 
-SignalWindow::SignalWindow() {
-  pthread_sigmask(SIG_UNBLOCK, &held, nullptr);
+SignalWindow::SignalWindow() : previous() {
+  pthread_sigmask(SIG_UNBLOCK, &held, &previous);
 }
 
 SignalWindow::~SignalWindow() {
-  pthread_sigmask(SIG_BLOCK, &held, nullptr);
+  pthread_sigmask(SIG_SETMASK, &previous, nullptr);
 }

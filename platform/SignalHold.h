@@ -27,4 +27,7 @@ class SignalWindow {
   ~SignalWindow();
   SignalWindow(SignalWindow const&) = delete;
   SignalWindow& operator=(SignalWindow const&) = delete;
+
+ private:
+  sigset_t previous;  // the mask outside the window
 };

@@ -1,0 +1,223 @@
+#include "cli/FrontEnd.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <iterator>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "eeprom/PosixEEpromHandler.h"
+#include "platform/SignalHold.h"
+
+namespace {
+
+using File = EEPromHandler::FilesInEEProm;
+using Location = EEPromHelper::EEPromLocation;
+
+constexpr int Success = 0;
+constexpr int OperationFailed = 5;
+constexpr int NotAccessible = 19;
+constexpr int InvalidArguments = 22;
+
+const std::string ReadFlag = "/R";
+const std::string WriteFlag = "/W";
+const std::string EraseFlag = "/E";
+const std::string VerifyFlag = "/V";
+const std::string BoardSetFlag = "/BS";
+const std::string DeveloperSetFlag = "/DS";
+const std::string ReadBoardInfoFlag = "/RBI";
+const std::string ReadAllFlag = "/RA";
+const std::string WriteAllFlag = "/WA";
+const std::string VerifyAllFlag = "/VA";
+const std::string Goldcrest = "Goldcrest";
+
+// Positions and counts include the program name.
+constexpr std::size_t CommandArgument = 1;
+constexpr std::size_t ValueArgument = 2;  // file type, path or value text
+constexpr std::size_t FilePathArgument = 3;
+constexpr std::size_t BaseboardArgument = 3;
+constexpr std::size_t SmallestCount = 2;
+
+// What a checked command line asks for.
+struct Request {
+  File file = File::PeripheralConfig;
+  Location location = Location::BaseboardDefault;
+  std::string value;  // host path or value text, as typed
+};
+
+struct Command {
+  std::string const& word;
+  std::size_t expectedCount;
+  bool namesFile;  // by a file type, with the path behind it
+  bool writes;     // into the EEPROM
+  bool (*run)(PosixEEpromHandler& store, Request const& request);
+};
+
+const Command Commands[] = {
+    {ReadFlag, 4, true, false,
+     [](PosixEEpromHandler& store, Request const& request) {
+       return store.Read(request.file, request.value);
+     }},
+    {WriteFlag, 4, true, true,
+     [](PosixEEpromHandler& store, Request const& request) {
+       return store.Write(request.file, request.value);
+     }},
+    {EraseFlag, 2, false, true, [](PosixEEpromHandler& store, Request const&) { return store.Erase(); }},
+    {VerifyFlag, 4, true, false,
+     [](PosixEEpromHandler& store, Request const& request) {
+       return store.Verify(request.file, request.value);
+     }},
+    {BoardSetFlag, 3, false, true,
+     [](PosixEEpromHandler& store, Request const& request) {
+       return store.BaseboardIdSet(EEPromHelper::BoardTypeSetAddress, request.value);
+     }},
+    {DeveloperSetFlag, 3, false, true,
+     [](PosixEEpromHandler& store, Request const& request) {
+       return store.DeveloperBoardSet(EEPromHelper::DeveloperByteSetAddress, request.value);
+     }},
+    {ReadBoardInfoFlag, 3, false, false,
+     [](PosixEEpromHandler& store, Request const& request) {
+       return store.ReadBoardInformation(request.value);
+     }},
+    {ReadAllFlag, 3, false, false,
+     [](PosixEEpromHandler& store, Request const& request) { return store.ReadAll(request.value); }},
+    {WriteAllFlag, 3, false, true,
+     [](PosixEEpromHandler& store, Request const& request) { return store.WriteAll(request.value); }},
+    {VerifyAllFlag, 3, false, false,
+     [](PosixEEpromHandler& store, Request const& request) { return store.VerifyAll(request.value); }},
+};
+
+void PrintUsage(std::ostream& output) {
+  output << "Reads or Writes file contents from/to EEPROM\n"
+            "See Using the Brindle in Confluence\n\n"
+            "Brindle /E\n"
+            "\t E - Erase all EEPROM\n\n"
+            "Brindle (/R | /W | /V) (1 | 2 | 3) /FileAbsolutePath\n"
+            "\t R - Read from EEPROM\n"
+            "\t W - Write to EEPROM\n"
+            "\t V - Verify input file content against written file content\n"
+            "\t 1 - Peripheral configuration file\n\n"
+            "\t 2 - Upgrade file\n\n"
+            "\t 3 - Board configuration file\n\n"
+            "Brindle (/RA | /WA | /VA) /FileAbsolutePath\n"
+            "\t RA - Read All from EEPROM\n"
+            "\t WA - Write All to EEPROM\n"
+            "\t VA - Verify input file content against eeprom content\n\n"
+            "Brindle /BS (BaseboardRev#) <Goldcrest|Baseboard-default>-optional\n"
+            "\t BS - Set Baseboard Revision\n"
+            "\t BaseboardRev# - current baseboards can be found in confluence\n\n"
+            "Brindle /DS (1 | 0)\n"
+            "\t DS - set Developer Board Enable\\Disable\n"
+            "\t 1 - Enable Developer Board\n"
+            "\t 0 - Disable Developer Board\n\n"
+            "Brindle /RBI /FileAbsolutePath\n"
+            "\t RBI - read board info\n"
+            "\t will read out first page of EEPROM data\n\n";
+}
+
+int RefuseMissingCommand(std::ostream& output) {
+  output << "Missing minimum required command line arguments. Exiting..." << std::endl;
+  PrintUsage(output);
+  return InvalidArguments;
+}
+
+int RefuseArguments(std::ostream& output, std::size_t expected, std::size_t received) {
+  output << "Missing required command line arguments, expected: " << expected << ", received: " << received
+         << " or unknown command. Exiting..." << std::endl;
+  PrintUsage(output);
+  return InvalidArguments;
+}
+
+int RefuseValue(std::ostream& output, char const* name) {
+  output << name << " is incorrect. Exiting...\n\n";
+  PrintUsage(output);
+  return InvalidArguments;
+}
+
+int ReportNotAccessible(std::ostream& output) {
+  output << "EEPROM not accessible" << std::endl;
+  return NotAccessible;
+}
+
+int ReportResult(std::ostream& output, bool succeeded) {
+  output << (succeeded ? "EEPROM read/write complete." : "EEPROM read/write failed.") << std::endl;
+  return succeeded ? Success : OperationFailed;
+}
+
+Command const* FindCommand(std::string word) {
+  std::transform(word.begin(), word.end(), word.begin(),
+                 [](unsigned char character) { return static_cast<char>(std::toupper(character)); });
+  const auto* const found = std::find_if(std::begin(Commands), std::end(Commands),
+                                         [&word](Command const& command) { return command.word == word; });
+  return found == std::end(Commands) ? nullptr : found;
+}
+
+std::optional<File> ParseFileType(std::string const& text) {
+  int number = 0;
+  const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
+  if (!std::all_of(text.begin(), text.end(), isDigit)) return std::nullopt;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || number < 1 || number > 3) return std::nullopt;
+  return static_cast<File>(number - 1);
+}
+
+// No value when the file type is none.
+std::optional<Request> ParseRequest(Command const& command, std::vector<std::string> const& arguments) {
+  Request request;
+  if (command.namesFile) {
+    const auto file = ParseFileType(arguments[ValueArgument]);
+    if (!file) return std::nullopt;
+    request.file = *file;
+    request.value = arguments[FilePathArgument];
+  } else if (arguments.size() > ValueArgument) {
+    request.value = arguments[ValueArgument];
+  }
+  if (command.word == BoardSetFlag && arguments.size() > BaseboardArgument &&
+      arguments[BaseboardArgument] == Goldcrest) {
+    request.location = Location::GoldcrestBaseboard;
+  }
+  return request;
+}
+
+// Empty when the store has no EEPROM or could not be built.
+std::unique_ptr<PosixEEpromHandler> OpenStore(Location location, BusSource const& getBus) try {
+  auto store = std::make_unique<PosixEEpromHandler>(location, getBus());
+  return store->IsEEPromAccessible() ? std::move(store) : nullptr;
+} catch (...) {
+  return nullptr;
+}
+
+int RunOperation(Command const& command, Request const& request, PosixEEpromHandler& store,
+                 std::ostream& output) try {
+  std::optional<SignalWindow> window;
+  if (!command.writes) window.emplace();
+  return ReportResult(output, command.run(store, request));
+} catch (std::logic_error const&) {
+  if (command.word == BoardSetFlag) return RefuseValue(output, "BaseboardRev#");
+  return ReportResult(output, false);
+} catch (...) {
+  return ReportResult(output, false);
+}
+
+}  // namespace
+
+int FrontEnd(int argc, char const* const* argv, std::ostream& output, BusSource const& getBus) {
+  const std::vector<std::string> arguments(argv, argv + argc);
+  if (arguments.size() < SmallestCount) return RefuseMissingCommand(output);
+  Command const* const command = FindCommand(arguments[CommandArgument]);
+  const std::size_t expected = command != nullptr ? command->expectedCount : SmallestCount;
+  if (command == nullptr || arguments.size() < expected) {
+    return RefuseArguments(output, expected, arguments.size());
+  }
+  const std::optional<Request> request = ParseRequest(*command, arguments);
+  if (!request) return RefuseValue(output, "FileType");
+
+  const SignalHold hold;
+  const auto store = OpenStore(request->location, getBus);
+  if (!store) return ReportNotAccessible(output);
+  return RunOperation(*command, *request, *store, output);
+}

@@ -1,0 +1,22 @@
+// The command line: checks the arguments, runs one operation of the file store, prints how it ended.
+//
+// Exit codes: 0 success, 5 the operation failed (EIO), 19 no EEPROM could be reached (ENODEV), 22 missing or
+// invalid arguments (EINVAL). Nothing throws out of it; a failing output stream changes neither the operation
+// nor the exit code.
+//
+// From before the bus is obtained until the result line is out, the signals that ask the process to end are
+// held while the EEPROM may be written; commands that only read it can be interrupted.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <ostream>
+
+#include "i2c/I2CBus.h"
+
+// Supplies the bus of the board EEPROM, empty when there is none. Called at most once, and only when the
+// arguments are in order.
+using BusSource = std::function<std::shared_ptr<I2CBus>()>;
+
+// `argc` and `argv` as main receives them. Returns the exit code.
+int FrontEnd(int argc, char const* const* argv, std::ostream& output, BusSource const& getBus);

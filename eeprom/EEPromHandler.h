@@ -1,0 +1,57 @@
+// The store of up to three files, and of the board's settings, in the board EEPROM.
+//
+// Operations return true for success and false for any failure; they print nothing, and throw only for a text
+// that is no number and where memory runs out. Only IsEEPromAccessible may be called on a store that is not
+// accessible. One thread at a time; each call blocks until the chip is done.
+#pragma once
+
+#include <string>
+
+class EEPromHandler {
+ public:
+  // A stored file, and its entry in the file-allocation table. The command line shows the number plus one.
+  enum class FilesInEEProm : unsigned int { PeripheralConfig = 0, UpgradeFile = 1, BoardConfig = 2 };
+
+  EEPromHandler() = default;
+  virtual ~EEPromHandler() = default;
+  EEPromHandler(EEPromHandler const&) = delete;
+  EEPromHandler& operator=(EEPromHandler const&) = delete;
+
+  virtual bool IsEEPromAccessible() const = 0;
+
+  // Between a stored file and the host file at `path`, which holds the data alone. A host file that cannot be
+  // read in full, or that holds more than the whole device, fails with the EEPROM untouched; a pipe is read
+  // to its end and fails when it brings nothing. Read makes or empties the host file only once it has the
+  // data.
+  virtual bool Write(FilesInEEProm file, std::string const& path) = 0;
+  // Between the whole EEPROM and a raw image. WriteAll fills up a shorter image with 0xFF, and refuses one
+  // whose size cannot be measured (a pipe); VerifyAll wants exactly the device's size.
+  virtual bool WriteAll(std::string const& path) = 0;
+  virtual bool Read(FilesInEEProm file, std::string const& path) = 0;
+  virtual bool ReadAll(std::string const& path) = 0;
+
+  // Turns every byte into 0xFF. True when any page was erased.
+  virtual bool Erase() = 0;
+
+  virtual bool Verify(FilesInEEProm file, std::string const& path) = 0;
+  virtual bool VerifyAll(std::string const& path) = 0;
+
+  // The board bytes, addresses 0 to 3; a word is little-endian and must lie within them. Any other address
+  // gives 0 or false and does not touch the device. What could not be read is 0.
+  virtual unsigned char ByteGet(unsigned short address) = 0;
+  virtual bool ByteSet(unsigned short address, unsigned char value) = 0;
+  // Sets the number that `text` begins with in number base `base`, white space and a sign allowed, cut to the
+  // byte or word. Throws std::invalid_argument when there is none, std::out_of_range beyond 32 bits signed;
+  // nothing is written then.
+  virtual bool ByteSet(unsigned short address, std::string const& text, unsigned char base) = 0;
+  virtual unsigned short WordGet(unsigned short address) = 0;
+  virtual bool WordSet(unsigned short address, unsigned short value) = 0;
+  virtual bool WordSet(unsigned short address, std::string const& text, unsigned char base) = 0;
+
+  // Sets the flag for the text "1", clears it for any other.
+  virtual bool DeveloperBoardSet(unsigned short address, std::string const& text) = 0;
+
+  // Writes the first 64 bytes as hexadecimal text, 4 lines of 16 bytes and 208 characters in all. What could
+  // not be read shows as 00.
+  virtual bool ReadBoardInformation(std::string const& path) = 0;
+};

@@ -1,0 +1,54 @@
+// The layout of the board EEPROM. Addresses and lengths are in bytes; multi-byte values are little-endian.
+//
+//   0x0000   1  board byte 0, set by nothing but an erase or a restored image
+//   0x0001   2  baseboard revision
+//   0x0003   1  developer-board flag: 0xA5 set, 0x00 cleared
+//   0x0004  12  file-allocation table: for each of the three files its address and the size of its stored
+//   image 0x0010  48  unassigned 0x0040      files. A stored image is the checksum of the data, low byte
+//   first, then the data; it starts at a
+//               multiple of 64
+//
+// The functions are pure; any thread.
+#pragma once
+
+#include <vector>
+
+// Where a file's stored image lies, and how long it is with its two checksum bytes.
+struct FileAllocationTableEntry {
+  unsigned short Address;
+  unsigned short Size;
+};
+
+namespace EEPromHelper {
+
+// The EEPROM to open, by the board that carries it.
+enum class EEPromLocation : unsigned int { GoldcrestBaseboard = 0, BaseboardDefault = 1 };
+
+inline constexpr unsigned short DeveloperByteSetAddress = 3;
+inline constexpr unsigned short BoardTypeSetAddress = 1;
+// Room kept for the peripheral configuration file while the table does not say how long it is.
+inline constexpr unsigned short FileInEEPromReservedBytes = 0x4000;
+inline constexpr unsigned short FilesInEEPromStartOffset = 0x0040;
+inline constexpr unsigned short FreshEEPromValue = 0xFFFF;
+// Select the checksum byte that is stored first, and the one stored second.
+inline constexpr unsigned short MaskMSB = 0x00FF;
+inline constexpr unsigned short MaskLSB = 0xFF00;
+inline constexpr unsigned short FileAllocationTableEntrySize = 4;
+inline constexpr unsigned short FileAllocationTableEntryOffset = 4;
+inline constexpr unsigned short EEPromStartAddressOffset = 0;
+
+// Decodes an entry from the first 4 bytes of `buffer`, which must be there.
+void ParseFileMetaData(std::vector<unsigned char> const& buffer, unsigned short& address,
+                       unsigned short& size);
+
+// Encodes an entry into exactly 4 bytes.
+std::vector<unsigned char> ConstructFileMetaDataBuffer(unsigned short address, unsigned short const& size);
+
+// An entry has a place when its address is valid, and describes a readable file when its size is valid too.
+bool IsAddressValid(unsigned short address);
+bool IsSizeValid(unsigned short size);
+
+// Whether `address` is one of the four board bytes.
+bool ValidByteSetAddress(unsigned short address);
+
+}  // namespace EEPromHelper

@@ -1,0 +1,58 @@
+// A file-allocation table while it is being changed: which images may not be overwritten, and where the next
+// one goes. Knows no device; a predicate tells which entries describe a readable file, and is asked only
+// about those that matter.
+//
+// Addresses and lengths are in bytes. The chip's addresses go round at the end of its memory, so images that
+// a foreign table puts beyond the end are looked for where the chip keeps them.
+#pragma once
+
+#include <array>
+#include <functional>
+#include <optional>
+
+#include "eeprom/EEPromHandler.h"
+#include "eeprom/EEPromHelper.h"
+
+using FileAllocationTable = std::array<FileAllocationTableEntry, 3>;
+
+// Where `file` is, or would be, stored by the table alone: at its own address, else at the end of the file
+// with the highest address rounded up to a multiple of 64, modulo 65536, else at the start of the file area.
+[[nodiscard]] unsigned short StartAddress(FileAllocationTable const& table,
+                                          EEPromHandler::FilesInEEProm file);
+
+class FileLayout {
+ public:
+  using File = EEPromHandler::FilesInEEProm;
+  using IsReadable = std::function<bool(File)>;
+
+  FileLayout(FileAllocationTable const& startTable, unsigned long sizeOfDevice, IsReadable readablePredicate);
+
+  // Takes a file out: its entry is erased, its image may be overwritten.
+  void Lift(File file);
+
+  // Enters an image of `length` bytes at `start`, from now on not to be overwritten.
+  void Place(File file, unsigned long start, unsigned long length);
+
+  // Where an image of `length` bytes goes for a lifted file: StartAddress, or, when it would run into an
+  // image there, behind the highest image. No value when it does not fit there.
+  [[nodiscard]] std::optional<unsigned short> StartFor(File file, unsigned long length) const;
+
+  // Whether an image may lie there at all: inside the file area and the device.
+  [[nodiscard]] bool Fits(unsigned long start, unsigned long length) const;
+
+  // Whether these bytes belong to the placed or readable image of another file than `file`.
+  [[nodiscard]] bool RunsIntoAnother(File file, unsigned long start, unsigned long length) const;
+
+  [[nodiscard]] FileAllocationTable const& Table() const { return table; }
+
+ private:
+  enum class State { Standing, Lifted, Placed };
+
+  bool IsToBeKept(File file) const;
+  unsigned long HighestEnd() const;
+
+  FileAllocationTable table;
+  unsigned long deviceSize;
+  IsReadable isReadable;
+  std::array<State, 3> states;
+};

@@ -1,0 +1,104 @@
+#include "eeprom/PlacementPlan.h"
+
+#include <cstddef>
+
+namespace {
+
+using File = EEPromHandler::FilesInEEProm;
+
+constexpr std::array AllFiles = {File::PeripheralConfig, File::UpgradeFile, File::BoardConfig};
+
+// One way to place the new image, and what came of it.
+struct Attempt {
+  std::optional<PlacementPlan> plan;
+  bool imageInTheWay = false;  // a readable file that does not move lies where the file is
+};
+
+class Planner {
+ public:
+  Planner(FileAllocationTable const& currentTable, unsigned long sizeOfDevice, File newFile,
+          unsigned long imageLength, FileLayout::IsReadable const& readablePredicate)
+      : table(currentTable),
+        deviceSize(sizeOfDevice),
+        file(newFile),
+        length(imageLength),
+        isReadable(readablePredicate) {}
+
+  std::optional<PlacementPlan> Plan() const {
+    FileAllocationTableEntry const& entry = Entry(file);
+    if (!EEPromHelper::IsAddressValid(entry.Address)) return Anew();
+    Attempt attempt = entry.Size == length ? InPlace({}, false) : InPlace(FilesAfter(), true);
+    if (!attempt.plan && entry.Size != length) attempt = InPlace(FilesAfterOrAbove(), true);
+    return attempt.imageInTheWay ? Anew() : attempt.plan;
+  }
+
+ private:
+  FileAllocationTableEntry const& Entry(File which) const { return table[static_cast<std::size_t>(which)]; }
+
+  std::vector<File> FilesAfter() const {
+    return ReadableFilesThat([this](File other) { return other > file; });
+  }
+
+  std::vector<File> FilesAfterOrAbove() const {
+    return ReadableFilesThat(
+        [this](File other) { return other > file || Entry(other).Address > Entry(file).Address; });
+  }
+
+  template <typename Condition>
+  std::vector<File> ReadableFilesThat(Condition const& condition) const {
+    std::vector<File> files;
+    for (const File other : AllFiles) {
+      if (other != file && condition(other) && isReadable(other)) files.push_back(other);
+    }
+    return files;
+  }
+
+  // At the file's own address, with the files of `moving` behind.
+  Attempt InPlace(std::vector<File> moving, bool writesTable) const {
+    FileLayout layout(table, deviceSize, isReadable);
+    for (const File other : moving) layout.Lift(other);
+    const unsigned short start = Entry(file).Address;
+    if (layout.RunsIntoAnother(file, start, length)) return {.plan = std::nullopt, .imageInTheWay = true};
+    if (!layout.Fits(start, length)) return {};
+    layout.Place(file, start, length);
+    if (!RestFits(layout, moving, writesTable)) return {};
+    return {.plan = PlacementPlan{start, std::move(moving), writesTable, std::move(layout)}};
+  }
+
+  // Behind all others, of which none moves.
+  std::optional<PlacementPlan> Anew() const {
+    FileLayout layout(table, deviceSize, isReadable);
+    layout.Lift(file);
+    const auto start = layout.StartFor(file, length);
+    if (!start) return std::nullopt;
+    layout.Place(file, *start, length);
+    if (!RestFits(layout, {}, true)) return std::nullopt;
+    return PlacementPlan{*start, {}, true, std::move(layout)};
+  }
+
+  // Whether the moving files find room behind the new image, and the table may be written.
+  bool RestFits(FileLayout layout, std::vector<File> const& moving, bool writesTable) const {
+    for (const File other : moving) {
+      const unsigned short size = Entry(other).Size;
+      const auto start = layout.StartFor(other, size);
+      if (!start) return false;
+      layout.Place(other, *start, size);
+    }
+    return !writesTable || !layout.RunsIntoAnother(file, EEPromHelper::FileAllocationTableEntryOffset,
+                                                   table.size() * EEPromHelper::FileAllocationTableEntrySize);
+  }
+
+  FileAllocationTable const& table;
+  unsigned long deviceSize;
+  File file;
+  unsigned long length;
+  FileLayout::IsReadable const& isReadable;
+};
+
+}  // namespace
+
+std::optional<PlacementPlan> PlanPlacement(FileAllocationTable const& table, unsigned long deviceSize,
+                                           File file, unsigned long length,
+                                           FileLayout::IsReadable const& isReadable) {
+  return Planner(table, deviceSize, file, length, isReadable).Plan();
+}

@@ -1,0 +1,287 @@
+#include "eeprom/PosixEEpromHandler.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <map>
+#include <utility>
+
+#include "eeprom/EepromFinder.h"
+#include "eeprom/HostFile.h"
+#include "eeprom/ImageChecksum.h"
+
+namespace {
+
+using File = EEPromHandler::FilesInEEProm;
+using Bytes = std::vector<unsigned char>;
+
+constexpr unsigned short FileAllocationTableSize = 3 * EEPromHelper::FileAllocationTableEntrySize;
+constexpr std::size_t ChecksumBytes = 2;
+constexpr std::size_t SmallestImage = ChecksumBytes + 1;
+constexpr unsigned char ErasedByte = 0xFF;
+
+constexpr char ApiCommandEnableDeveloperBit[] = "1";
+constexpr unsigned char DeveloperBoardEnabled = 0xA5;
+constexpr unsigned char DeveloperBoardDisabled = 0x00;
+
+constexpr std::size_t InformationBytes = 64;
+constexpr std::size_t InformationLine = 16;
+constexpr std::size_t InformationGroup = 4;
+
+unsigned short SlaveAddress(EEPromHelper::EEPromLocation location) {
+  return location == EEPromHelper::EEPromLocation::GoldcrestBaseboard ? 0x52 : 0x56;
+}
+
+std::size_t Index(File file) {
+  return static_cast<std::size_t>(file);
+}
+
+Bytes BuildImage(Bytes const& data) {
+  const unsigned short checksum = ImageChecksum(data);
+  Bytes image;
+  image.reserve(ChecksumBytes + data.size());
+  image.push_back(static_cast<unsigned char>(checksum & EEPromHelper::MaskMSB));
+  image.push_back(static_cast<unsigned char>((checksum & EEPromHelper::MaskLSB) >> 8));
+  image.insert(image.end(), data.begin(), data.end());
+  return image;
+}
+
+bool HasCorrectChecksum(Bytes const& image) {
+  if (image.size() < SmallestImage) return false;
+  const unsigned int stored = image[0] + 256U * image[1];
+  return ImageChecksum(std::span(image).subspan(ChecksumBytes)) == stored;
+}
+
+bool HoldsData(Bytes const& image, Bytes const& data) {
+  return image.size() == ChecksumBytes + data.size() &&
+         std::equal(data.begin(), data.end(), image.begin() + ChecksumBytes);
+}
+
+bool IsWordOfBoardBytes(unsigned short address) {
+  return EEPromHelper::ValidByteSetAddress(address) &&
+         EEPromHelper::ValidByteSetAddress(static_cast<unsigned short>(address + 1));
+}
+
+std::string InformationText(std::array<unsigned char, InformationBytes> const& bytes) {
+  constexpr char Digits[] = "0123456789abcdef";
+  std::string text;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    text += Digits[bytes[i] >> 4];
+    text += Digits[bytes[i] & 0x0F];
+    const std::size_t next = i + 1;
+    if (next % InformationLine == 0) {
+      text += "\r\n";
+    } else {
+      text += next % InformationGroup == 0 ? "  " : " ";
+    }
+  }
+  return text;
+}
+
+}  // namespace
+
+PosixEEpromHandler::PosixEEpromHandler(EEPromHelper::EEPromLocation location, std::shared_ptr<I2CBus> bus)
+    : table(),
+      device(
+          EepromFinder::FindEeprom(std::move(bus), SlaveAddress(location), Eeprom::EepromType::Cat24c256)) {
+  if (device && ReadFileAllocationTable()) MakeFirstFileAsPeripheralConfig();
+}
+
+bool PosixEEpromHandler::IsEEPromAccessible() const {
+  return device != nullptr;
+}
+
+// --- the table ---
+
+bool PosixEEpromHandler::ReadFileAllocationTable() {
+  Bytes bytes(FileAllocationTableSize);
+  const int count =
+      device->Read(EEPromHelper::FileAllocationTableEntryOffset, bytes.data(), FileAllocationTableSize);
+  if (count != FileAllocationTableSize) return false;
+  auto from = bytes.begin();
+  for (FileAllocationTableEntry& entry : table) {
+    const auto to = from + EEPromHelper::FileAllocationTableEntrySize;
+    EEPromHelper::ParseFileMetaData(Bytes(from, to), entry.Address, entry.Size);
+    from = to;
+  }
+  return true;
+}
+
+bool PosixEEpromHandler::WriteFileAllocationTable() {
+  Bytes bytes;
+  for (FileAllocationTableEntry const& entry : table) {
+    const Bytes encoded = EEPromHelper::ConstructFileMetaDataBuffer(entry.Address, entry.Size);
+    bytes.insert(bytes.end(), encoded.begin(), encoded.end());
+  }
+  const int count =
+      device->Write(EEPromHelper::FileAllocationTableEntryOffset, bytes.data(), FileAllocationTableSize);
+  ReadFileAllocationTable();
+  return count == FileAllocationTableSize;
+}
+
+void PosixEEpromHandler::MakeFirstFileAsPeripheralConfig() {
+  FileAllocationTableEntry& entry = table[Index(File::PeripheralConfig)];
+  if (EEPromHelper::IsAddressValid(entry.Address) && EEPromHelper::IsSizeValid(entry.Size)) return;
+  entry = {EEPromHelper::FilesInEEPromStartOffset, EEPromHelper::FileInEEPromReservedBytes};
+  const Bytes image = ReadCurrentFile(File::PeripheralConfig);
+  const auto end = std::find(image.begin(), image.end(), ErasedByte);
+  if (end == image.begin() || end == image.end()) return;
+  entry.Size = static_cast<unsigned short>(end - image.begin());
+  WriteFileAllocationTable();
+}
+
+unsigned short PosixEEpromHandler::GetFileStartAddress(FilesInEEProm file) const {
+  return StartAddress(table, file);
+}
+
+// --- one stored file ---
+
+// No value when the device delivered the image short, empty when there is no usable file.
+std::optional<Bytes> PosixEEpromHandler::ReadImage(FilesInEEProm file) const {
+  if (Index(file) >= table.size()) return Bytes();
+  const auto& [address, size] = table[Index(file)];
+  if (!EEPromHelper::IsAddressValid(address) || !EEPromHelper::IsSizeValid(size)) return Bytes();
+  Bytes image(size);
+  if (device->Read(address, image.data(), size) != size) return std::nullopt;
+  return HasCorrectChecksum(image) ? image : Bytes();
+}
+
+std::vector<unsigned char> PosixEEpromHandler::ReadCurrentFile(FilesInEEProm file) const {
+  return ReadImage(file).value_or(Bytes());
+}
+
+bool PosixEEpromHandler::WriteImage(unsigned short address, std::vector<unsigned char> const& image) {
+  const int length = static_cast<int>(image.size());
+  return device->Write(address, image.data(), length) == length;
+}
+
+bool PosixEEpromHandler::Write(FilesInEEProm file, std::vector<unsigned char> const& data) {
+  if (Index(file) >= table.size()) return false;
+  const Bytes image = BuildImage(data);
+
+  std::map<File, Bytes> kept;
+  bool allDelivered = true;
+  const auto isReadable = [&](File other) {
+    const auto [found, isNew] = kept.try_emplace(other);
+    if (isNew) {
+      std::optional<Bytes> otherImage = ReadImage(other);
+      allDelivered = allDelivered && otherImage.has_value();
+      found->second = std::move(otherImage).value_or(Bytes());
+    }
+    return !found->second.empty();
+  };
+  std::optional<PlacementPlan> plan =
+      PlanPlacement(table, device->GetSizeInBytes(), file, image.size(), isReadable);
+  if (!plan || !allDelivered) return false;
+
+  if (!WriteImage(plan->start, image)) return false;
+  if (!plan->writesTable) return true;
+  for (const File other : plan->moving) {
+    Bytes const& moved = kept.at(other);
+    const auto start = plan->layout.StartFor(other, moved.size());
+    if (start && WriteImage(*start, moved)) plan->layout.Place(other, *start, moved.size());
+  }
+  table = plan->layout.Table();
+  return WriteFileAllocationTable();
+}
+
+bool PosixEEpromHandler::Write(FilesInEEProm file, std::string const& path) {
+  const auto content = HostFile::Read(path, device->GetSizeInBytes(), HostFile::Kind::Any);
+  return content && Write(file, *content);
+}
+
+bool PosixEEpromHandler::Read(FilesInEEProm file, std::string const& path) {
+  const Bytes image = ReadCurrentFile(file);
+  if (image.empty()) return false;
+  return HostFile::Write(path, image.data() + ChecksumBytes, image.size() - ChecksumBytes);
+}
+
+bool PosixEEpromHandler::Verify(FilesInEEProm file, std::string const& path) {
+  const auto expected = HostFile::Read(path, device->GetSizeInBytes(), HostFile::Kind::Any);
+  if (!expected) return false;
+  const Bytes image = ReadCurrentFile(file);
+  return !image.empty() && HoldsData(image, *expected);
+}
+
+// --- the whole device ---
+
+std::optional<Bytes> PosixEEpromHandler::ReadDevice() const {
+  Bytes bytes(device->GetSizeInBytes());
+  const int size = static_cast<int>(bytes.size());
+  if (device->Read(EEPromHelper::EEPromStartAddressOffset, bytes.data(), size) != size) return std::nullopt;
+  return bytes;
+}
+
+bool PosixEEpromHandler::ReadAll(std::string const& path) {
+  const auto image = ReadDevice();
+  return image && HostFile::Write(path, image->data(), image->size());
+}
+
+bool PosixEEpromHandler::WriteAll(std::string const& path) {
+  const unsigned long size = device->GetSizeInBytes();
+  auto image = HostFile::Read(path, size, HostFile::Kind::Measurable);
+  if (!image) return false;
+  image->resize(size, ErasedByte);
+  return WriteImage(EEPromHelper::EEPromStartAddressOffset, *image);
+}
+
+bool PosixEEpromHandler::VerifyAll(std::string const& path) {
+  const auto expected = HostFile::Read(path, device->GetSizeInBytes(), HostFile::Kind::Any);
+  if (!expected) return false;
+  const auto image = ReadDevice();
+  return image && !image->empty() && *image == *expected;
+}
+
+bool PosixEEpromHandler::Erase() {
+  return device->EraseAll();
+}
+
+// --- the board bytes ---
+
+unsigned char PosixEEpromHandler::ByteGet(unsigned short address) {
+  unsigned char value = 0;
+  if (EEPromHelper::ValidByteSetAddress(address)) device->Read(address, &value, 1);
+  return value;
+}
+
+bool PosixEEpromHandler::ByteSet(unsigned short address, unsigned char value) {
+  return EEPromHelper::ValidByteSetAddress(address) && device->Write(address, &value, 1) == 1;
+}
+
+bool PosixEEpromHandler::ByteSet(unsigned short address, std::string const& text, unsigned char base) {
+  const int value = std::stoi(text, nullptr, base);
+  return ByteSet(address, static_cast<unsigned char>(value));
+}
+
+unsigned short PosixEEpromHandler::WordGet(unsigned short address) {
+  std::array<unsigned char, 2> bytes{};
+  if (IsWordOfBoardBytes(address)) device->Read(address, bytes.data(), bytes.size());
+  return static_cast<unsigned short>(bytes[0] | bytes[1] << 8);
+}
+
+bool PosixEEpromHandler::WordSet(unsigned short address, unsigned short value) {
+  const std::array bytes = {static_cast<unsigned char>(value), static_cast<unsigned char>(value >> 8)};
+  return IsWordOfBoardBytes(address) && device->Write(address, bytes.data(), bytes.size()) == bytes.size();
+}
+
+bool PosixEEpromHandler::WordSet(unsigned short address, std::string const& text, unsigned char base) {
+  const int value = std::stoi(text, nullptr, base);
+  return WordSet(address, static_cast<unsigned short>(value));
+}
+
+bool PosixEEpromHandler::BaseboardIdSet(unsigned short address, std::string const& text) {
+  constexpr unsigned char Decimal = 10;
+  return WordSet(address, text, Decimal);
+}
+
+bool PosixEEpromHandler::DeveloperBoardSet(unsigned short address, std::string const& text) {
+  return ByteSet(address,
+                 text == ApiCommandEnableDeveloperBit ? DeveloperBoardEnabled : DeveloperBoardDisabled);
+}
+
+bool PosixEEpromHandler::ReadBoardInformation(std::string const& path) {
+  std::array<unsigned char, InformationBytes> bytes{};
+  device->Read(EEPromHelper::EEPromStartAddressOffset, bytes.data(), bytes.size());
+  const std::string text = InformationText(bytes);
+  return HostFile::Write(path, reinterpret_cast<unsigned char const*>(text.data()), text.size());
+}

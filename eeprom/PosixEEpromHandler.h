@@ -1,0 +1,79 @@
+// The file store on the board's CAT24C256.
+//
+// It keeps a copy of the file-allocation table, read when the store is built and after every table write.
+// While the table has no usable entry for the peripheral configuration file, the copy holds a reservation for
+// it, which the next table write stores. Writing a file writes the new image first, then the images that
+// move, the table last: it is not atomic, and a power cut in between can cost the files that were being
+// written.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "eeprom/EEPromHandler.h"
+#include "eeprom/EEPromHelper.h"
+#include "eeprom/Eeprom.h"
+#include "eeprom/FileLayout.h"
+#include "eeprom/PlacementPlan.h"
+
+class PosixEEpromHandler : public EEPromHandler {
+ public:
+  // Finds the chip at `location` on `bus`, of which it keeps no share of its own, and reads the table; a
+  // table that cannot be read counts as empty. Not accessible afterwards when there is no bus or no chip
+  // answers.
+  PosixEEpromHandler(EEPromHelper::EEPromLocation location, std::shared_ptr<I2CBus> bus);
+
+  bool IsEEPromAccessible() const override;
+  bool Write(FilesInEEProm file, std::string const& path) override;
+  bool WriteAll(std::string const& path) override;
+  bool Read(FilesInEEProm file, std::string const& path) override;
+  bool ReadAll(std::string const& path) override;
+  bool Erase() override;
+  bool Verify(FilesInEEProm file, std::string const& path) override;
+  bool VerifyAll(std::string const& path) override;
+  unsigned char ByteGet(unsigned short address) override;
+  bool ByteSet(unsigned short address, unsigned char value) override;
+  bool ByteSet(unsigned short address, std::string const& text, unsigned char base) override;
+  unsigned short WordGet(unsigned short address) override;
+  bool WordSet(unsigned short address, unsigned short value) override;
+  bool WordSet(unsigned short address, std::string const& text, unsigned char base) override;
+  bool DeveloperBoardSet(unsigned short address, std::string const& text) override;
+  bool ReadBoardInformation(std::string const& path) override;
+
+  // Stores `data` as `file`. True when the new image and, if it had to change, the table were written. False
+  // with nothing written when there is no room, or when an image that decides the placement could not be
+  // read: nobody knows then what lies there. A moved file that could not be written drops out of the table.
+  // Data of no bytes is stored, and reads back as no file.
+  bool Write(FilesInEEProm file, std::vector<unsigned char> const& data);
+
+  // Sets the word at `address` to the decimal number in `text`; throws as WordSet does.
+  bool BaseboardIdSet(unsigned short address, std::string const& text);
+
+  // The stored image of `file`, its two checksum bytes included; empty when the file is absent or damaged or
+  // could not be read.
+  std::vector<unsigned char> ReadCurrentFile(FilesInEEProm file) const;
+
+  // Where `file` is, or by the table alone would be, stored. The result may lie outside the file area.
+  unsigned short GetFileStartAddress(FilesInEEProm file) const;
+
+  // Reads the table into the copy, which stays as it was when that fails.
+  bool ReadFileAllocationTable();
+
+  // Writes the copy and reads it back. True when the whole table was written.
+  bool WriteFileAllocationTable();
+
+  // Gives the peripheral configuration file its reserved place when its entry is not usable. When a block
+  // with a correct checksum lies there, the file is taken to end before its first 0xFF byte, and the table is
+  // written.
+  void MakeFirstFileAsPeripheralConfig();
+
+ private:
+  std::optional<std::vector<unsigned char>> ReadImage(FilesInEEProm file) const;
+  bool WriteImage(unsigned short address, std::vector<unsigned char> const& image);
+  std::optional<std::vector<unsigned char>> ReadDevice() const;
+
+  FileAllocationTable table;
+  std::unique_ptr<Eeprom> device;
+};

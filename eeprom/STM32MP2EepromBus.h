@@ -1,0 +1,15 @@
+// The I2C bus on which the board carries its EEPROM.
+#pragma once
+
+#include <memory>
+
+#include "i2c/I2CBus.h"
+
+class EepromBus {
+ public:
+  EepromBus() = delete;
+
+  // A new bus on controller I2C4 of the STM32MP2, found afresh by each call; empty when the system has no
+  // such adapter.
+  static std::shared_ptr<I2CBus> Get();
+};

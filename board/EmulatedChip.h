@@ -1,0 +1,59 @@
+// A chip of the model together with its memory, which is erased (0xFF) at first.
+//
+// One thread at a time, as the model itself.
+#ifndef BOARD_EMULATED_CHIP_H
+#define BOARD_EMULATED_CHIP_H
+
+#include <algorithm>
+#include <cstdint>
+#include <span>
+#include <stdexcept>
+#include <vector>
+
+#include "board/chip_model.h"
+
+class EmulatedChip final {
+ public:
+  explicit EmulatedChip(chip_kind kind = CHIP_CAT24C256, unsigned int slave = 0x56)
+      : memory(chip_model_size(kind), 0xFF) {
+    chip_model_init(&model, kind, memory.data(), slave);
+  }
+  EmulatedChip(EmulatedChip const&) = delete;
+  EmulatedChip& operator=(EmulatedChip const&) = delete;
+
+  [[nodiscard]] chip_model& Model() { return model; }
+  [[nodiscard]] chip_model const& Model() const { return model; }
+  [[nodiscard]] std::span<unsigned char> Memory() { return memory; }
+  [[nodiscard]] std::span<unsigned char const> Memory() const { return memory; }
+
+  [[nodiscard]] bool AnswersAt(unsigned int slave) const { return chip_model_answers_at(&model, slave) != 0; }
+
+  // As chip_model_write and chip_model_read at the chip's own slave address or at `slave`; `now` in
+  // nanoseconds.
+  int Write(std::span<unsigned char const> data, std::uint64_t now) { return Write(model.slave, data, now); }
+  int Write(unsigned int slave, std::span<unsigned char const> data, std::uint64_t now) {
+    return chip_model_write(&model, slave, data.data(), static_cast<unsigned int>(data.size()), now);
+  }
+  int Read(std::span<unsigned char> data, std::uint64_t now) { return Read(model.slave, data, now); }
+  int Read(unsigned int slave, std::span<unsigned char> data, std::uint64_t now) {
+    return chip_model_read(&model, slave, data.data(), static_cast<unsigned int>(data.size()), now);
+  }
+
+  // Adds a fault that strikes `count` messages or page writes from the number `first` on, 0 for ever. Returns
+  // it, to read `met`. Throws std::length_error when CHIP_FAULTS are set already.
+  chip_fault& Add(chip_fault_kind kind, std::uint64_t first, std::uint64_t count = 1,
+                  std::uint64_t parameter = 0) {
+    auto* const free = std::find_if(std::begin(model.faults), std::end(model.faults),
+                                    [](chip_fault const& fault) { return fault.kind == CHIP_FAULT_NONE; });
+    if (free == std::end(model.faults)) throw std::length_error("too many faults");
+    *free = {kind, first, count, parameter, 0};
+    return *free;
+  }
+  void ClearFaults() { std::fill(std::begin(model.faults), std::end(model.faults), chip_fault{}); }
+
+ private:
+  std::vector<unsigned char> memory;
+  chip_model model{};
+};
+
+#endif

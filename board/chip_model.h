@@ -8,17 +8,17 @@
  * time.
  *
  * What the model keeps:
- *  - A write carries the memory address first: two bytes, high byte first (CAT24C256), or one byte, with bits
- * 8 to 10 in the low three bits of the slave address (CAT24C16, which answers at eight slave addresses).
- *  - A write wraps inside its page of 64 (CAT24C256) or 16 bytes (CAT24C16): of more bytes than a page holds,
- *    the last ones stay.
+ *  - A write carries the memory address first: two bytes, high byte first (CAT24C256), or one byte, with
+ *    bits 8 to 10 in the low three bits of the slave address (CAT24C16, which answers at eight of them).
+ *  - A write wraps inside its page of 64 (CAT24C256) or 16 bytes (CAT24C16): of more bytes than a page
+ *    holds, the last ones stay.
  *  - The bytes are stored when the message ends. Then the write cycle begins (t_WR, 5 ms at most), in which
- * the chip answers nothing at all.
+ *    the chip answers nothing at all.
  *  - A message of an address alone only sets the address counter. An empty message, or one that ends within
- * the address, is just acknowledged.
- *  - A read goes on from the address counter, which survives between messages, follows the last byte read or
- *    written, and wraps at the end of the memory. The CAT24C16 takes bits 8 to 10 of the counter from the
- * slave address of every message.
+ *    the address, is just acknowledged.
+ *  - A read goes on from the address counter, which survives between messages, follows the last byte read
+ *    or written, and wraps at the end of the memory. The CAT24C16 takes bits 8 to 10 of the counter from
+ *    the slave address of every message.
  */
 #ifndef BOARD_CHIP_MODEL_H
 #define BOARD_CHIP_MODEL_H

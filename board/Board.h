@@ -1,0 +1,51 @@
+// The emulated board as a program: sets everything up, serves the nodes while the command runs, and ends.
+#ifndef BOARD_BOARD_H
+#define BOARD_BOARD_H
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "board/BoardOptions.h"
+#include "board/CallTrace.h"
+#include "board/CommandProcess.h"
+#include "board/FuseNode.h"
+#include "board/I2CAdapter.h"
+#include "board/ImageFile.h"
+#include "board/chip_model.h"
+
+class Board final {
+ public:
+  // The program: prints help and errors, returns the exit code.
+  static int Main(int count, char** arguments);
+
+  // Opens the images and the trace. Throws BoardError. Keeps nothing of `options` but the command.
+  explicit Board(BoardOptions const& options);
+  Board(Board const&) = delete;
+  Board& operator=(Board const&) = delete;
+
+  // Runs the command. Returns its exit code. Throws BoardError. To be called once.
+  int Run();
+
+ private:
+  struct Chip {
+    Chip(std::string const& path, chip_kind kind, unsigned int address, BoardOptions const& options);
+
+    ImageFile image;
+    chip_model model{};
+  };
+
+  void MountNodes();
+  bool ServeOnce(int timeout);
+  void Finish();
+
+  char** commandLine;
+  CallTrace trace;
+  Chip eeprom;
+  std::optional<Chip> second;
+  std::vector<I2CAdapter> adapters;
+  std::vector<std::unique_ptr<FuseNode>> nodes;
+  CommandProcess command;
+};
+
+#endif

@@ -1,0 +1,191 @@
+#include "board/BoardOptions.h"
+
+#include <getopt.h>
+
+#include <array>
+#include <charconv>
+#include <limits>
+#include <string_view>
+
+#include "board/BoardError.h"
+
+namespace {
+
+constexpr char Help[] =
+    R"(Usage: brindle-board [OPTION]... IMAGE -- COMMAND [ARGUMENT]...
+
+Runs COMMAND on an emulated board: it finds the I2C adapters of an STM32MP2 in /sys/bus/i2c/devices and their
+nodes /dev/i2c-N, and a CAT24C256 EEPROM answers at address 0x56 of /dev/i2c-5. IMAGE is the file with the
+EEPROM's memory; a missing or empty one is made, erased. Outside of COMMAND nothing of this can be seen.
+
+  --address ADDRESS      slave address of the EEPROM (0x56)
+  --kind KIND            24c256 (default) or 24c16
+  --second FILE          a second CAT24C256 at address 0x52, with its memory in FILE
+  --write-cycle US       length of the EEPROM's write cycle in microseconds (5000)
+  --refusal NAME         error of a message that nobody acknowledges: ENXIO (default) or EREMOTEIO
+  --clock HZ             messages take as long as on a bus of this clock rate (default: no time)
+  --claim ADDRESS        a kernel driver holds ADDRESS on every bus: I2C_SLAVE fails with EBUSY
+  --fault FAULT          what goes wrong, see below; at most four
+  --trace FILE           write a line for every call and every message to FILE
+  --help                 show this text
+
+FAULT is KIND:FIRST[:COUNT[:PARAMETER]]. It strikes COUNT (default 1, 0 for ever) messages to the EEPROM at IMAGE
+from number FIRST (1 is the first) on:
+  refuse         not acknowledged
+  refuse-late    a read whose address counter moves on all the same is refused; a write like refuse
+  short          ends after PARAMETER bytes
+  flip           bit PARAMETER % 8 of byte PARAMETER / 8 flips on the wire
+  drop           the data of a write is acknowledged but not stored
+  stuck          the address counter stands still during the message
+  foreign        just before, somebody else leaves the address counter at PARAMETER
+or COUNT page writes from number FIRST on; the EEPROM answers nothing from then on:
+  power-nothing  power goes before anything of the page is stored
+  power-first    power goes when PARAMETER bytes are stored
+  power-groups   power goes when the groups of four bytes are stored whose bits are set in PARAMETER
+
+Lines of the trace (TIME in seconds of the monotonic clock; OPEN numbers the opens of a node; PID is 0 for a close; a negative RESULT is followed
+by its name; a call follows its messages; bytes in hexadecimal digits, - for none):
+  TIME PID BUS OPEN open = RESULT
+  TIME PID BUS OPEN close = RESULT
+  TIME PID BUS OPEN read|write LENGTH = RESULT
+  TIME PID BUS OPEN ioctl REQUEST ARGUMENT = RESULT
+  TIME PID BUS OPEN sent|received ADDRESS LENGTH BYTES = RESULT
+  TIME chip ADDRESS messages N refused N busy N bytes N page-writes N met N    (at the end, for each chip)
+
+The exit code is COMMAND's, 128 + N when signal N ended it. The board itself ends with 123 when this machine
+lacks /dev/fuse or refuses the namespace, 125 on any other failure; 126 and 127: COMMAND can't be executed, or
+doesn't exist.
+)";
+
+struct FaultName {
+  std::string_view name;
+  chip_fault_kind kind;
+};
+
+constexpr std::array FaultNames{FaultName{"refuse", CHIP_FAULT_REFUSE},
+                                FaultName{"refuse-late", CHIP_FAULT_REFUSE_LATE},
+                                FaultName{"short", CHIP_FAULT_SHORT},
+                                FaultName{"flip", CHIP_FAULT_FLIP},
+                                FaultName{"drop", CHIP_FAULT_DROP},
+                                FaultName{"stuck", CHIP_FAULT_STUCK},
+                                FaultName{"foreign", CHIP_FAULT_FOREIGN},
+                                FaultName{"power-nothing", CHIP_FAULT_POWER_NOTHING},
+                                FaultName{"power-first", CHIP_FAULT_POWER_FIRST},
+                                FaultName{"power-groups", CHIP_FAULT_POWER_GROUPS}};
+
+std::uint64_t ParseNumber(std::string const& what, std::string_view text, std::uint64_t least,
+                          std::uint64_t most) {
+  bool const hexadecimal = text.starts_with("0x");
+  std::string_view const digits = hexadecimal ? text.substr(2) : text;
+  std::uint64_t value = 0;
+  auto const [end, error] =
+      std::from_chars(digits.data(), digits.data() + digits.size(), value, hexadecimal ? 16 : 10);
+  if (error != std::errc{} || end != digits.data() + digits.size() || value < least || value > most)
+    throw BoardError(what + ": '" + std::string(text) + "' is no number from " + std::to_string(least) +
+                     " to " + std::to_string(most));
+  return value;
+}
+
+unsigned int ParseAddress(std::string const& what, std::string_view text) {
+  return static_cast<unsigned int>(ParseNumber(what, text, 0, 0x7F));
+}
+
+chip_fault ParseFault(std::string_view text) {
+  constexpr std::uint64_t Any = std::numeric_limits<std::uint64_t>::max();
+  std::vector<std::string_view> parts;
+  for (std::size_t start = 0; start <= text.size();) {
+    std::size_t const end = std::min(text.find(':', start), text.size());
+    parts.push_back(text.substr(start, end - start));
+    start = end + 1;
+  }
+  for (auto const& [name, kind] : FaultNames) {
+    if (parts[0] != name || parts.size() < 2 || parts.size() > 4) continue;
+    return {kind, ParseNumber("--fault", parts[1], 1, Any),
+            parts.size() > 2 ? ParseNumber("--fault", parts[2], 0, Any) : 1,
+            parts.size() > 3 ? ParseNumber("--fault", parts[3], 0, Any) : 0, 0};
+  }
+  throw BoardError("--fault: '" + std::string(text) + "' is no KIND:FIRST[:COUNT[:PARAMETER]]");
+}
+
+chip_kind ParseKind(std::string_view text) {
+  if (text == "24c256") return CHIP_CAT24C256;
+  if (text == "24c16") return CHIP_CAT24C16;
+  throw BoardError("--kind: '" + std::string(text) + "' is neither 24c256 nor 24c16");
+}
+
+int ParseRefusal(std::string_view text) {
+  if (text == "ENXIO") return -ENXIO;
+  if (text == "EREMOTEIO") return -EREMOTEIO;
+  throw BoardError("--refusal: '" + std::string(text) + "' is neither ENXIO nor EREMOTEIO");
+}
+
+constexpr std::array<option, 11> LongOptions{{{"address", required_argument, nullptr, 'a'},
+                                              {"kind", required_argument, nullptr, 'k'},
+                                              {"second", required_argument, nullptr, 's'},
+                                              {"write-cycle", required_argument, nullptr, 'w'},
+                                              {"refusal", required_argument, nullptr, 'r'},
+                                              {"clock", required_argument, nullptr, 'c'},
+                                              {"claim", required_argument, nullptr, 'b'},
+                                              {"fault", required_argument, nullptr, 'f'},
+                                              {"trace", required_argument, nullptr, 't'},
+                                              {"help", no_argument, nullptr, 'h'},
+                                              {}}};
+
+void Apply(BoardOptions& options, int letter, std::string const& value) {
+  switch (letter) {
+    case 'a':
+      options.address = ParseAddress("--address", value);
+      return;
+    case 'k':
+      options.kind = ParseKind(value);
+      return;
+    case 's':
+      options.secondImage = value;
+      return;
+    case 'w':
+      options.writeCycle = ParseNumber("--write-cycle", value, 0, 1000000000) * 1000;
+      return;
+    case 'r':
+      options.refusal = ParseRefusal(value);
+      return;
+    case 'c':
+      options.clock = ParseNumber("--clock", value, 0, 5000000);
+      return;
+    case 'b':
+      options.claimed.push_back(ParseAddress("--claim", value));
+      return;
+    case 'f':
+      options.faults.push_back(ParseFault(value));
+      return;
+    case 't':
+      options.trace = value;
+      return;
+    default:
+      options.help = true;
+      return;
+  }
+}
+
+}  // namespace
+
+char const* BoardOptions::HelpText() {
+  return Help;
+}
+
+BoardOptions BoardOptions::Parse(int count, char** arguments) {
+  BoardOptions options;
+  opterr = 0;
+  for (int letter = 0;
+       (letter = getopt_long(count, arguments, "+:", LongOptions.data(), nullptr)) != -1 && !options.help;) {
+    if (letter == '?') throw BoardError(std::string(arguments[optind - 1]) + ": no such option; see --help");
+    if (letter == ':') throw BoardError(std::string(arguments[optind - 1]) + " needs a value; see --help");
+    Apply(options, letter, optarg ? optarg : "");
+  }
+  if (options.help) return options;
+  if (options.faults.size() > CHIP_FAULTS) throw BoardError("at most four --fault options; see --help");
+  if (count - optind < 3 || std::string_view(arguments[optind + 1]) != "--")
+    throw BoardError("expected IMAGE -- COMMAND [ARGUMENT]... after the options; see --help");
+  options.image = arguments[optind];
+  options.command = arguments + optind + 2;
+  return options;
+}

@@ -1,0 +1,32 @@
+// The command line of brindle-board.
+#ifndef BOARD_BOARD_OPTIONS_H
+#define BOARD_BOARD_OPTIONS_H
+
+#include <cerrno>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "board/chip_model.h"
+
+struct BoardOptions {
+  // Throws BoardError with one line for the user on bad use. `command` points into `arguments`.
+  static BoardOptions Parse(int count, char** arguments);
+  static char const* HelpText();
+
+  bool help = false;  // asked for; nothing else is valid then
+  std::string image;
+  char** command = nullptr;  // ends with a null pointer, as execvp wants it
+
+  chip_kind kind = CHIP_CAT24C256;
+  unsigned int address = 0x56;
+  std::string secondImage;             // empty: no second chip
+  std::uint64_t writeCycle = 5000000;  // nanoseconds
+  int refusal = -ENXIO;
+  std::uint64_t clock = 0;            // of the bus, in Hz; 0: messages take no time
+  std::vector<unsigned int> claimed;  // slave addresses that a kernel driver holds
+  std::vector<chip_fault> faults;     // of the first chip, at most CHIP_FAULTS
+  std::string trace;                  // empty: none
+};
+
+#endif

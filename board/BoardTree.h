@@ -1,0 +1,37 @@
+// The files by which a program finds the board's I2C adapters: /sys/bus/i2c/devices, /sys/class/i2c-dev,
+// /dev/i2c-N.
+#ifndef BOARD_BOARD_TREE_H
+#define BOARD_BOARD_TREE_H
+
+#include <array>
+#include <string>
+
+namespace BoardTree {
+
+struct Adapter {
+  unsigned int number;
+  char const* parent;  // the device it belongs to
+  char const* name;
+};
+
+// The adapter of the controller at 0x40150000 carries the EEPROM. Its number is not that of the controller's
+// name (I2C4 counts from 1), nor what counting from 0 would give; a number says nothing on a board.
+inline constexpr unsigned int EepromBus = 5;
+
+// Named as a 64-bit kernel names them: the register address has 16 digits.
+inline constexpr std::array<Adapter, 5> Adapters{{
+    {0, "40120000.i2c", "STM32F7 I2C(0x0000000040120000)"},
+    {1, "40130000.i2c", "STM32F7 I2C(0x0000000040130000)"},
+    {2, "i2c-mux", "i2c-0-mux (chan_id 0)"},
+    {3, "46040000.i2c", "STM32F7 I2C(0x0000000046040000)"},
+    {EepromBus, "40150000.i2c", "STM32F7 I2C(0x0000000040150000)"},
+}};
+
+// Puts them in place, in a private mount namespace, with an empty file for each node. Throws BoardError.
+void Build();
+
+[[nodiscard]] std::string NodePath(unsigned int number);
+
+}  // namespace BoardTree
+
+#endif

@@ -1,0 +1,28 @@
+#include "board/CallerMemory.h"
+
+#include <sys/uio.h>
+
+#include <vector>
+
+namespace {
+
+iovec RemotePart(std::uint64_t address, std::size_t length) {
+  return {reinterpret_cast<void*>(static_cast<std::uintptr_t>(address)), length};
+}
+
+}  // namespace
+
+bool CallerMemory::Read(std::uint64_t address, std::span<unsigned char> bytes) const {
+  if (bytes.empty()) return true;
+  iovec const local{bytes.data(), bytes.size()};
+  iovec const remote = RemotePart(address, bytes.size());
+  return process_vm_readv(caller, &local, 1, &remote, 1, 0) == static_cast<ssize_t>(bytes.size());
+}
+
+bool CallerMemory::Write(std::uint64_t address, std::span<unsigned char const> bytes) const {
+  if (bytes.empty()) return true;
+  std::vector<unsigned char> copy(bytes.begin(), bytes.end());  // the call takes no pointer to const
+  iovec const local{copy.data(), copy.size()};
+  iovec const remote = RemotePart(address, bytes.size());
+  return process_vm_writev(caller, &local, 1, &remote, 1, 0) == static_cast<ssize_t>(bytes.size());
+}

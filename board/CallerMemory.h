@@ -1,0 +1,38 @@
+// The memory of the process whose call is being answered.
+//
+// Access is checked as for ptrace: it works for the board's descendants of the same user. A caller that was
+// killed meanwhile is just a failed access.
+#ifndef BOARD_CALLER_MEMORY_H
+#define BOARD_CALLER_MEMORY_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <span>
+#include <type_traits>
+
+class CallerMemory final {
+ public:
+  // `task` is a process or thread id.
+  explicit CallerMemory(pid_t task) : caller(task) {}
+
+  // All bytes or false.
+  [[nodiscard]] bool Read(std::uint64_t address, std::span<unsigned char> bytes) const;
+  [[nodiscard]] bool Write(std::uint64_t address, std::span<unsigned char const> bytes) const;
+
+  template <typename Plain>
+  [[nodiscard]] bool ReadObject(std::uint64_t address, Plain& object) const {
+    static_assert(std::is_trivially_copyable_v<Plain>);
+    return Read(address, {reinterpret_cast<unsigned char*>(&object), sizeof object});
+  }
+  template <typename Plain>
+  [[nodiscard]] bool WriteObject(std::uint64_t address, Plain const& object) const {
+    static_assert(std::is_trivially_copyable_v<Plain>);
+    return Write(address, {reinterpret_cast<unsigned char const*>(&object), sizeof object});
+  }
+
+ private:
+  pid_t caller;
+};
+
+#endif

@@ -1,0 +1,32 @@
+// Owns a file descriptor and closes it.
+#ifndef BOARD_DESCRIPTOR_H
+#define BOARD_DESCRIPTOR_H
+
+#include <unistd.h>
+
+#include <utility>
+
+class Descriptor final {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int opened) : descriptor(opened) {}
+  Descriptor(Descriptor&& other) noexcept : descriptor(std::exchange(other.descriptor, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(descriptor, other.descriptor);
+    return *this;
+  }
+  ~Descriptor() {
+    if (descriptor >= 0) close(descriptor);
+  }
+
+  // -1 when none is held.
+  [[nodiscard]] int Get() const { return descriptor; }
+
+  // The caller owns it from now on.
+  [[nodiscard]] int Release() { return std::exchange(descriptor, -1); }
+
+ private:
+  int descriptor = -1;
+};
+
+#endif

@@ -1,0 +1,44 @@
+// An I2C bus with the chips on it.
+//
+// Messages reach the chip whose slave address they carry; nobody acknowledges any other, nor a ten-bit one.
+// Borrows the chips and the trace. One thread.
+#ifndef BOARD_EMULATED_BUS_H
+#define BOARD_EMULATED_BUS_H
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "board/CallTrace.h"
+#include "board/chip_model.h"
+
+class EmulatedBus final {
+ public:
+  struct Message {
+    unsigned int address;
+    bool tenBit;
+    bool read;
+    std::span<unsigned char> data;  // to be sent, or where to put what is received
+  };
+
+  // `clockRate` in Hz, 0: messages take no time. `refusalError` is the negative error of a message that no
+  // chip acknowledges.
+  EmulatedBus(std::uint64_t clockRate, int refusalError, CallTrace& callTrace)
+      : clock(clockRate), refusal(refusalError), trace(callTrace) {}
+
+  void Attach(chip_model& chip) { chips.push_back(&chip); }
+
+  // Moves one message. Returns how many of its bytes, or a negative error.
+  int Move(Message const& message);
+
+ private:
+  [[nodiscard]] chip_model* FindChip(Message const& message) const;
+  [[nodiscard]] std::uint64_t WireTime(std::size_t bytes) const;
+
+  std::uint64_t clock;
+  int refusal;
+  CallTrace& trace;
+  std::vector<chip_model*> chips;
+};
+
+#endif

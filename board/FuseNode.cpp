@@ -1,0 +1,209 @@
+#include "board/FuseNode.h"
+
+#define FUSE_USE_VERSION 35
+#include <fcntl.h>
+#include <fuse_lowlevel.h>
+#include <linux/i2c-dev.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "board/BoardError.h"
+
+namespace {
+
+Descriptor OpenFuse() {
+  Descriptor fuse(open("/dev/fuse", O_RDWR | O_CLOEXEC));
+  if (fuse.Get() >= 0) return fuse;
+  if (errno == ENOENT || errno == ENODEV || errno == ENXIO)
+    throw BoardError("/dev/fuse is missing: load it with 'modprobe fuse', or give it to the container",
+                     BoardExit::NotPossibleHere);
+  throw BoardError(std::string("/dev/fuse can't be opened (") + std::strerror(errno) +
+                       "): run as root, or allow it with 'chmod 666 /dev/fuse'",
+                   BoardExit::NotPossibleHere);
+}
+
+struct stat Attributes() {
+  struct stat attributes {};
+  attributes.st_ino = FUSE_ROOT_ID;
+  attributes.st_mode = S_IFREG | 0666;
+  attributes.st_nlink = 1;
+  attributes.st_uid = getuid();
+  attributes.st_gid = getgid();
+  return attributes;
+}
+
+std::string DescribeRequest(unsigned int request, std::uint64_t argument) {
+  struct Name {
+    unsigned int request;
+    char const* name;
+    bool byValue;
+  };
+  constexpr std::array Names{
+      Name{I2C_RETRIES, "I2C_RETRIES", true}, Name{I2C_TIMEOUT, "I2C_TIMEOUT", true},
+      Name{I2C_SLAVE, "I2C_SLAVE", true},     Name{I2C_SLAVE_FORCE, "I2C_SLAVE_FORCE", true},
+      Name{I2C_TENBIT, "I2C_TENBIT", true},   Name{I2C_FUNCS, "I2C_FUNCS", false},
+      Name{I2C_RDWR, "I2C_RDWR", false},      Name{I2C_PEC, "I2C_PEC", true},
+      Name{I2C_SMBUS, "I2C_SMBUS", false}};
+  auto const* const found = std::find_if(Names.begin(), Names.end(),
+                                         [request](Name const& name) { return name.request == request; });
+  std::array<char, 64> text{};
+  if (found == Names.end())
+    std::snprintf(text.data(), text.size(), "ioctl 0x%x -", request);
+  else if (!found->byValue)
+    std::snprintf(text.data(), text.size(), "ioctl %s -", found->name);
+  else
+    std::snprintf(text.data(), text.size(), "ioctl %s 0x%llx", found->name,
+                  static_cast<unsigned long long>(argument));
+  return text.data();
+}
+
+bool TakesPointer(unsigned int request) {
+  return request == I2C_FUNCS || request == I2C_RDWR || request == I2C_SMBUS;
+}
+
+}  // namespace
+
+struct FuseNode::Calls {
+  static FuseNode& NodeOf(fuse_req_t request) { return *static_cast<FuseNode*>(fuse_req_userdata(request)); }
+
+  static FuseNode& Begin(fuse_req_t request, fuse_file_info const* info) {
+    FuseNode& node = NodeOf(request);
+    node.trace.Begin(fuse_req_ctx(request)->pid, node.adapter.Number(), info->fh);
+    return node;
+  }
+
+  static void GetAttributes(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* /*info*/) {
+    struct stat const attributes = Attributes();
+    fuse_reply_attr(request, &attributes, 3600);
+  }
+
+  // A device node can't be truncated, but opening it so is no error.
+  static void SetAttributes(fuse_req_t request, fuse_ino_t inode, struct stat* /*attributes*/, int /*which*/,
+                            fuse_file_info* info) {
+    GetAttributes(request, inode, info);
+  }
+
+  static void Open(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* info) {
+    info->fh = ++NodeOf(request).opens;
+    info->direct_io = 1;
+    info->nonseekable = 1;
+    FuseNode& node = Begin(request, info);
+    node.files.emplace(info->fh, node.adapter);
+    node.trace.End("open", 0);
+    fuse_reply_open(request, info);
+  }
+
+  static void Release(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* info) {
+    FuseNode& node = Begin(request, info);
+    node.files.erase(info->fh);
+    node.trace.End("close", 0);
+    fuse_reply_err(request, 0);
+  }
+
+  static void Read(fuse_req_t request, fuse_ino_t /*inode*/, std::size_t length, off_t /*offset*/,
+                   fuse_file_info* info) {
+    FuseNode& node = Begin(request, info);
+    std::vector<unsigned char> data(std::min(length, I2CDevFile::MaxTransfer));
+    int const result = node.files.at(info->fh).Read(data);
+    node.trace.End("read " + std::to_string(length), result);
+    if (result < 0)
+      fuse_reply_err(request, -result);
+    else
+      fuse_reply_buf(request, reinterpret_cast<char const*>(data.data()), static_cast<std::size_t>(result));
+  }
+
+  static void Write(fuse_req_t request, fuse_ino_t /*inode*/, char const* bytes, std::size_t length,
+                    off_t /*offset*/, fuse_file_info* info) {
+    FuseNode& node = Begin(request, info);
+    std::span const data(reinterpret_cast<unsigned char const*>(bytes), length);
+    int const result = node.files.at(info->fh).Write(data.first(std::min(length, I2CDevFile::MaxTransfer)));
+    node.trace.End("write " + std::to_string(length), result);
+    if (result < 0)
+      fuse_reply_err(request, -result);
+    else
+      fuse_reply_write(request, static_cast<std::size_t>(result));
+  }
+
+  static void Ioctl(fuse_req_t request, fuse_ino_t /*inode*/, unsigned int number, void* argument,
+                    fuse_file_info* info, unsigned int flags, void const* /*input*/,
+                    std::size_t /*inputSize*/, std::size_t /*outputSize*/) {
+    FuseNode& node = Begin(request, info);
+    auto const value = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(argument));
+    bool const refused = (flags & FUSE_IOCTL_COMPAT) != 0 && TakesPointer(number);
+    CallerMemory const caller(fuse_req_ctx(request)->pid);
+    int const result = refused ? -ENOTTY : node.files.at(info->fh).Ioctl(number, value, caller);
+    node.trace.End(DescribeRequest(number, value), result);
+    if (result < 0)
+      fuse_reply_err(request, -result);
+    else
+      fuse_reply_ioctl(request, result, nullptr, 0);
+  }
+
+  static fuse_lowlevel_ops Table() {
+    fuse_lowlevel_ops table{};
+    table.getattr = GetAttributes;
+    table.setattr = SetAttributes;
+    table.open = Open;
+    table.release = Release;
+    table.read = Read;
+    table.write = Write;
+    table.ioctl = Ioctl;
+    return table;
+  }
+};
+
+FuseNode::FuseNode(std::string const& nodePath, I2CAdapter& servedAdapter, CallTrace& callTrace)
+    : path(nodePath),
+      adapter(servedAdapter),
+      trace(callTrace),
+      session(nullptr, fuse_session_destroy),
+      buffer(std::make_unique<fuse_buf>()) {
+  Descriptor fuse = OpenFuse();
+  // allow_other: whatever user the command turns into, the node answers.
+  std::string const options = "fd=" + std::to_string(fuse.Get()) +
+                              ",rootmode=100000,user_id=" + std::to_string(getuid()) +
+                              ",group_id=" + std::to_string(getgid()) + ",allow_other";
+  if (mount("brindle-board", path.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0)
+    throw BoardError("mounting FUSE on " + path + " is refused (" + std::strerror(errno) +
+                         "): run as root, or allow FUSE in user namespaces",
+                     BoardExit::NotPossibleHere);
+
+  std::string name = "brindle-board";
+  std::array<char*, 1> arguments{name.data()};
+  fuse_args all = FUSE_ARGS_INIT(static_cast<int>(arguments.size()), arguments.data());
+  fuse_lowlevel_ops const table = Calls::Table();
+  session.reset(fuse_session_new(&all, &table, sizeof table, this));
+  fuse_opt_free_args(&all);
+  std::string const mounted =
+      "/dev/fd/" + std::to_string(fuse.Get());  // how libfuse is told of our own mount
+  if (!session || fuse_session_mount(session.get(), mounted.c_str()) != 0)
+    throw BoardError("libfuse refuses to serve " + path);
+  static_cast<void>(fuse.Release());  // the session closes it
+}
+
+FuseNode::~FuseNode() {
+  std::free(buffer->mem);
+}
+
+void FuseNode::MakeOwnerKnown() const {
+  struct stat status {};
+  static_cast<void>(stat(path.c_str(), &status));  // when it fails, so does the command's open
+}
+
+int FuseNode::WaitDescriptor() const {
+  return fuse_session_exited(session.get()) ? -1 : fuse_session_fd(session.get());
+}
+
+void FuseNode::Serve() {
+  int const received = fuse_session_receive_buf(session.get(), buffer.get());
+  if (received > 0) fuse_session_process_buf(session.get(), buffer.get());
+  if (received < 0 && received != -EINTR && received != -EAGAIN) fuse_session_exit(session.get());
+}

@@ -1,0 +1,43 @@
+// One open of an I2C device node: what drivers/i2c/i2c-dev.c does for it.
+//
+// Results are those of the system calls, with a negative errno for a failure. Each open has its own slave
+// address and ten-bit flag. Borrows the adapter. One thread.
+#ifndef BOARD_I2C_DEV_FILE_H
+#define BOARD_I2C_DEV_FILE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "board/CallerMemory.h"
+#include "board/I2CAdapter.h"
+
+class I2CDevFile final {
+ public:
+  explicit I2CDevFile(I2CAdapter& openedAdapter) : adapter(&openedAdapter) {}
+
+  // Longer transfers are cut to this by the kernel.
+  static constexpr std::size_t MaxTransfer = 8192;
+
+  // At most MaxTransfer bytes. Unlike a real adapter the bus can end a message early: the count is short
+  // then.
+  int Write(std::span<unsigned char const> data);
+  int Read(std::span<unsigned char> data);
+
+  // `argument` as the caller passed it; what it points to is in `caller`.
+  int Ioctl(unsigned int request, std::uint64_t argument, CallerMemory const& caller);
+
+ private:
+  [[nodiscard]] EmulatedBus::Message MessageOf(bool read, std::span<unsigned char> data) const;
+  int SetAddress(std::uint64_t newAddress, bool force);
+  int TransferMessages(std::uint64_t argument, CallerMemory const& caller);
+  int TransferSmbus(std::uint64_t argument, CallerMemory const& caller);
+
+  I2CAdapter* adapter;
+  unsigned int address = 0;
+  bool tenBit = false;
+};
+
+#endif

@@ -1,0 +1,23 @@
+// The clock of the emulated board, in nanoseconds.
+#ifndef BOARD_MONOTONIC_CLOCK_H
+#define BOARD_MONOTONIC_CLOCK_H
+
+#include <chrono>
+#include <cstdint>
+
+class MonotonicClock final {
+ public:
+  // CLOCK_MONOTONIC, which a driver's waits run on too.
+  [[nodiscard]] static std::uint64_t Now() {
+    auto const now = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count());
+  }
+
+  // Spins: a sleep is too coarse for messages of some 100 microseconds.
+  static void SpinUntil(std::uint64_t time) {
+    while (Now() < time) {
+    }
+  }
+};
+
+#endif

@@ -1,0 +1,105 @@
+#include "board/PrivateMounts.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <vector>
+
+#include "board/BoardError.h"
+#include "board/Descriptor.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+[[noreturn]] void ThrowRefused(std::string const& what) {
+  std::string const reason = std::strerror(errno);
+  throw BoardError(
+      what + " is refused (" + reason +
+          "): run as root, or allow user namespaces ('sysctl kernel.unprivileged_userns_clone=1'; "
+          "for a container '--privileged')",
+      BoardExit::NotPossibleHere);
+}
+
+void WriteMap(char const* file, std::string const& text) {
+  std::ofstream stream(file);
+  stream << text << std::flush;
+  if (!stream) ThrowRefused(std::string("writing ") + file);
+}
+
+void EnterUserNamespace() {
+  std::string const user = std::to_string(getuid());
+  std::string const group = std::to_string(getgid());
+  if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) ThrowRefused("a private mount namespace");
+  WriteMap("/proc/self/setgroups", "deny");
+  WriteMap("/proc/self/uid_map", user + " " + user + " 1");
+  WriteMap("/proc/self/gid_map", group + " " + group + " 1");
+}
+
+void MountEmpty(fs::path const& directory) {
+  if (mount("brindle-board", directory.c_str(), "tmpfs", MS_NOSUID, "mode=755") != 0)
+    ThrowRefused("mounting on " + directory.string());
+}
+
+void MakeFile(fs::path const& path) {
+  Descriptor const file(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+  if (file.Get() < 0) throw BoardError(path.string() + ": " + std::strerror(errno));
+}
+
+// A bind mount needs something of its own kind to lie on; a link is simply made again.
+void Restore(fs::path const& old, fs::path const& place) {
+  fs::file_status const status = fs::symlink_status(old);
+  if (fs::is_symlink(status)) {
+    fs::create_symlink(fs::read_symlink(old), place);
+    return;
+  }
+  if (!fs::exists(status)) return;
+  if (fs::is_directory(status))
+    fs::create_directory(place);
+  else
+    MakeFile(place);
+  if (mount(old.c_str(), place.c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0)
+    ThrowRefused("binding " + place.string());
+}
+
+bool DropsNothing(std::string const& /*name*/) {
+  return false;
+}
+
+}  // namespace
+
+void PrivateMounts::Enter() {
+  if (unshare(CLONE_NEWNS) != 0) EnterUserNamespace();
+  if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) ThrowRefused("a private mount tree");
+}
+
+void PrivateMounts::CoverKeeping(fs::path const& directory,
+                                 std::function<bool(std::string const&)> const& drops) try {
+  std::vector<std::string> names;
+  for (fs::directory_entry const& entry : fs::directory_iterator(directory))
+    if (std::string const name = entry.path().filename(); !drops(name)) names.push_back(name);
+
+  // Through the descriptor the old directory can still be reached when it is covered.
+  Descriptor const old(open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (old.Get() < 0) throw BoardError(directory.string() + ": " + std::strerror(errno));
+  fs::path const oldPath = "/proc/self/fd/" + std::to_string(old.Get());
+  MountEmpty(directory);
+  for (std::string const& name : names) Restore(oldPath / name, directory / name);
+} catch (fs::filesystem_error const& error) {
+  throw BoardError(error.what());
+}
+
+void PrivateMounts::MakeEmptyDirectory(fs::path const& directory) {
+  std::error_code error;
+  if (fs::is_directory(directory, error)) return MountEmpty(directory);
+  fs::path existing = directory.parent_path();
+  while (!fs::is_directory(existing, error)) existing = existing.parent_path();
+  CoverKeeping(existing, DropsNothing);
+  fs::create_directories(directory, error);
+  if (error) throw BoardError(directory.string() + ": " + error.message());
+}

@@ -39,8 +39,8 @@ class Event {
   // Waits until `predicate` holds for the word, and returns the word as it stood then, or 0; the timed form
   // returns whether it held. The predicate runs with the event locked. An empty one throws
   // std::bad_function_call and leaves the event unlocked.
-  virtual unsigned int Wait(Predicate const& predicate) = 0;
-  virtual bool Wait(Predicate const& predicate, unsigned int timeout) = 0;
+  virtual unsigned int Wait(Predicate predicate) = 0;
+  virtual bool Wait(Predicate predicate, unsigned int timeout) = 0;
 
   // Waits until all of `flags` are set.
   virtual bool WaitAnd(unsigned int flags) = 0;

@@ -1,6 +1,7 @@
 #include "platform/PosixEvent.h"
 
 #include <cerrno>
+#include <utility>
 
 namespace {
 
@@ -84,13 +85,13 @@ unsigned int PosixEvent::WaitOr(unsigned int flags, unsigned int timeout) {
   return Sleep([flags](unsigned int word) { return (word & flags) != 0; }, flags, timeout, met);
 }
 
-unsigned int PosixEvent::Wait(Predicate const& predicate) {
+unsigned int PosixEvent::Wait(Predicate predicate) {
   bool met = false;
   return Sleep(predicate, AllFlags, NoTimeout, met);
 }
 
-bool PosixEvent::Wait(Predicate const& predicate, unsigned int timeout) {
-  if (timeout == NoTimeout) return Wait(predicate) != 0;
+bool PosixEvent::Wait(Predicate predicate, unsigned int timeout) {
+  if (timeout == NoTimeout) return Wait(std::move(predicate)) != 0;
   bool met = false;
   Sleep(predicate, AllFlags, timeout, met);
   return met;

@@ -18,8 +18,8 @@ class PosixEvent : public Event {
   using Event::WaitOr;
   unsigned int WaitOr(unsigned int flags) override;
   unsigned int WaitOr(unsigned int flags, unsigned int timeout) override;
-  unsigned int Wait(Predicate const& predicate) override;
-  bool Wait(Predicate const& predicate, unsigned int timeout) override;
+  unsigned int Wait(Predicate predicate) override;
+  bool Wait(Predicate predicate, unsigned int timeout) override;
   bool WaitAnd(unsigned int flags) override;
   bool WaitAnd(unsigned int flags, unsigned int timeout) override;
   int Signal(unsigned int flags) override;

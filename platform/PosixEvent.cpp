@@ -1,5 +1,7 @@
 #include "platform/PosixEvent.h"
 
+#include <sched.h>
+
 #include <cerrno>
 #include <utility>
 
@@ -33,7 +35,7 @@ class Unlocker {
 }  // namespace
 
 PosixEvent::PosixEvent(bool resetsAutomatically)
-    : Event(resetsAutomatically), mutex(), condition(), creationError(0) {
+    : Event(resetsAutomatically), mutex(), condition(), creationError(0), signalling(0) {
   creationError = pthread_mutex_init(&mutex, nullptr);
   if (creationError != 0) return;
   creationError = MakeMonotonicCondition(condition);
@@ -42,6 +44,7 @@ PosixEvent::PosixEvent(bool resetsAutomatically)
 
 PosixEvent::~PosixEvent() {
   if (creationError != 0) return;
+  while (signalling != 0) sched_yield();
   pthread_cond_destroy(&condition);
   pthread_mutex_destroy(&mutex);
 }
@@ -109,9 +112,11 @@ bool PosixEvent::WaitAnd(unsigned int flags, unsigned int timeout) {
 
 int PosixEvent::Signal(unsigned int flags) {
   if (const int error = Lock(); error != 0) return error;
+  ++signalling;
   flagWord |= flags;
   Unlock();
   pthread_cond_broadcast(&condition);
+  --signalling;
   return 0;
 }
 

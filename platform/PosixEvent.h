@@ -1,5 +1,8 @@
 // An Event on a POSIX mutex and a condition variable whose clock is CLOCK_MONOTONIC.
 //
+// A waiter may destroy the event as soon as its wait has returned, also while the Signal that ended the wait
+// is still on its way out on another thread.
+//
 // When the mutex or the condition variable cannot be made, the constructor reports nothing; every wait then
 // returns 0 or false at once, and Signal and ResetFlags return the errno number of that failure.
 #pragma once
@@ -45,5 +48,6 @@ class PosixEvent : public Event {
 
   pthread_mutex_t mutex;  // guards flagWord
   pthread_cond_t condition;
-  int creationError;  // 0, or why there is no mutex and no condition variable
+  int creationError;            // 0, or why there is no mutex and no condition variable
+  std::atomic<int> signalling;  // threads between setting flags and having woken the waiters
 };

@@ -40,8 +40,8 @@ long FileStream::Write(unsigned char const* buffer, long count) {
   file.write(reinterpret_cast<char const*>(buffer), std::max(count, 0L));
   const std::streamoff after = file.tellp();
   Synchronise();
-  const bool hasPositions = before >= 0;
-  const int written = static_cast<int>(hasPositions ? after - before : std::max(count, 0L));
+  const std::streamoff taken = file.fail() ? 0 : std::max(count, 0L);
+  const int written = static_cast<int>(before >= 0 ? after - before : taken);
   if (file.eof() && written == 0) return EndOfFile;
   return file.fail() ? Failed : written;
 }

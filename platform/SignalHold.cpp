@@ -17,22 +17,17 @@ thread_local sigset_t held = NoSignals();
 
 }  // namespace
 
-SignalHold::SignalHold() : outer(held) {
-  sigset_t blocked;
-  pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+SignalHold::SignalHold() : outerHeld(held), outerMask(NoSignals()) {
+  pthread_sigmask(SIG_SETMASK, nullptr, &outerMask);
   for (const int signal : EndingSignals) {
-    if (sigismember(&blocked, signal) == 0) sigaddset(&held, signal);
+    if (sigismember(&outerMask, signal) == 0) sigaddset(&held, signal);
   }
   pthread_sigmask(SIG_BLOCK, &held, nullptr);
 }
 
 SignalHold::~SignalHold() {
-  sigset_t ended = NoSignals();
-  for (const int signal : EndingSignals) {
-    if (sigismember(&held, signal) != 0 && sigismember(&outer, signal) == 0) sigaddset(&ended, signal);
-  }
-  held = outer;
-  pthread_sigmask(SIG_UNBLOCK, &ended, nullptr);
+  held = outerHeld;
+  pthread_sigmask(SIG_SETMASK, &outerMask, nullptr);
 }
 
 SignalWindow::SignalWindow() : previous() {

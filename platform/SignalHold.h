@@ -3,7 +3,7 @@
 // ignored.
 //
 // A hold covers the calling thread and every thread that it creates meanwhile, so it is to be taken before
-// those threads are made. Hold and window live on one thread.
+// those threads are made. Holds and windows may lie inside each other, all on one thread.
 #pragma once
 
 #include <csignal>
@@ -16,7 +16,8 @@ class SignalHold {
   SignalHold& operator=(SignalHold const&) = delete;
 
  private:
-  sigset_t outer;  // what was held before
+  sigset_t outerHeld;  // what was held before
+  sigset_t outerMask;  // what was blocked before
 };
 
 // Lets the held signals act at once while it lives: for a stretch inside a hold that may be left at any

@@ -2,7 +2,8 @@
 // can be asked to stop. A thread is made stopped, started once, and joined when its object is destroyed; the
 // owner sees to it that the body ends by then. The argument stays the caller's.
 //
-// Any thread may call any operation but the destructor.
+// Any thread may call any operation but the destructor; SetPriority not while another thread sets the
+// priority or starts the thread.
 #pragma once
 
 #include <atomic>

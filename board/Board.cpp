@@ -1,6 +1,7 @@
 #include "board/Board.h"
 
-#include <poll.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <iostream>
@@ -13,9 +14,17 @@ namespace {
 
 constexpr unsigned int SecondAddress = 0x52;
 
+// A closed standard descriptor would become the image's, and an error message would go into the EEPROM. For
+// the command it stays closed.
+void FillStandardDescriptors() {
+  for (int const descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    if (fcntl(descriptor, F_GETFD) < 0) static_cast<void>(open("/dev/null", O_RDWR | O_CLOEXEC));
+}
+
 }  // namespace
 
 int Board::Main(int count, char** arguments) try {
+  FillStandardDescriptors();
   BoardOptions const options = BoardOptions::Parse(count, arguments);
   if (options.help) {
     std::cout << BoardOptions::HelpText() << std::flush;
@@ -64,37 +73,19 @@ int Board::Run() {
   command.Start(commandLine, [this] {
     for (auto const& node : nodes) node->MakeOwnerKnown();
   });
-  while (!command.ExitCode()) ServeOnce(-1);
-  Finish();
-  return *command.ExitCode();
+  for (auto const& node : nodes) node->Start();
+  int const exitCode = command.Wait();
+  for (auto const& node : nodes) node->Stop();
+  FinishTrace();
+  return exitCode;
 }
 
 void Board::MountNodes() {
   for (I2CAdapter& adapter : adapters)
-    nodes.push_back(std::make_unique<FuseNode>(BoardTree::NodePath(adapter.Number()), adapter, trace));
+    nodes.push_back(std::make_unique<FuseNode>(BoardTree::NodePath(adapter.Number()), adapter, trace, lock));
 }
 
-// Waits for `timeout` milliseconds (-1: for ever) and serves what there is. Returns whether a node was
-// served.
-bool Board::ServeOnce(int timeout) {
-  std::vector<pollfd> waiting{{command.SignalDescriptor(), POLLIN, 0}};
-  for (auto const& node : nodes) waiting.push_back({node->WaitDescriptor(), POLLIN, 0});
-  if (poll(waiting.data(), waiting.size(), timeout) <= 0) return false;
-  bool served = false;
-  for (std::size_t i = 0; i < nodes.size(); ++i) {
-    if (waiting[i + 1].revents == 0) continue;
-    nodes[i]->Serve();
-    served = true;
-  }
-  if (waiting[0].revents != 0) command.HandleSignal();
-  return served;
-}
-
-// The kernel reports the last closes of a command that has ended without waiting for an answer: they are
-// served for the trace's sake. Processes that the command has left behind can't hold the board up.
-void Board::Finish() {
-  for (int count = 0; count < 1000 && ServeOnce(0); ++count) {
-  }
+void Board::FinishTrace() {
   trace.Chip(eeprom.model);
   if (second) trace.Chip(second->model);
   if (trace.HasFailed()) throw BoardError("the trace could not be written in full");

@@ -3,6 +3,7 @@
 #define BOARD_BOARD_H
 
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -36,14 +37,14 @@ class Board final {
   };
 
   void MountNodes();
-  bool ServeOnce(int timeout);
-  void Finish();
+  void FinishTrace();
 
   char** commandLine;
   CallTrace trace;
   Chip eeprom;
   std::optional<Chip> second;
   std::vector<I2CAdapter> adapters;
+  std::mutex lock;  // guards the chips, the adapters and the trace while nodes are served
   std::vector<std::unique_ptr<FuseNode>> nodes;
   CommandProcess command;
 };

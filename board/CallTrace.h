@@ -1,7 +1,7 @@
 // Writes a line for every call on a node and every message on a bus to a file; the format is in the help
 // text.
 //
-// A line is in the file when the call is answered. One thread.
+// A line is in the file when the call is answered. One thread at a time.
 #ifndef BOARD_CALL_TRACE_H
 #define BOARD_CALL_TRACE_H
 

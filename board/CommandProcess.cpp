@@ -1,6 +1,5 @@
 #include "board/CommandProcess.h"
 
-#include <sys/signalfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,13 +10,16 @@
 #include "board/BoardError.h"
 
 CommandProcess::CommandProcess() {
-  sigset_t handled;
   sigemptyset(&handled);
   for (int const signal : {SIGCHLD, SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2})
     sigaddset(&handled, signal);
   sigprocmask(SIG_BLOCK, &handled, &before);
-  signals = Descriptor(signalfd(-1, &handled, SFD_CLOEXEC | SFD_NONBLOCK));
-  if (signals.Get() < 0) throw BoardError(std::string("signalfd: ") + std::strerror(errno));
+}
+
+CommandProcess::~CommandProcess() {
+  if (child <= 0) return;
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
 }
 
 void CommandProcess::Start(char** command, std::function<void()> const& prepare) {
@@ -32,17 +34,14 @@ void CommandProcess::Start(char** command, std::function<void()> const& prepare)
   _exit(static_cast<int>(error == ENOENT ? BoardExit::CommandNotFound : BoardExit::CannotExecute));
 }
 
-void CommandProcess::HandleSignal() {
-  signalfd_siginfo signal{};
-  if (read(signals.Get(), &signal, sizeof signal) != static_cast<ssize_t>(sizeof signal)) return;
-  if (signal.ssi_signo == SIGCHLD)
-    Collect();
-  else if (signal.ssi_pid != 0 && !exitCode)  // 0: from the terminal, which sends it to the command as well
-    kill(child, static_cast<int>(signal.ssi_signo));
-}
-
-void CommandProcess::Collect() {
+int CommandProcess::Wait() {
   int status = 0;
-  if (waitpid(child, &status, WNOHANG) != child) return;
-  exitCode = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  while (waitpid(child, &status, WNOHANG) != child) {
+    siginfo_t signal{};
+    int const number = sigwaitinfo(&handled, &signal);
+    // What the terminal sends comes from the kernel and reaches the command as well.
+    if (number > 0 && number != SIGCHLD && signal.si_code <= 0) kill(child, number);
+  }
+  child = -1;
+  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }

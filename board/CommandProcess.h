@@ -9,36 +9,29 @@
 #include <csignal>
 
 #include <functional>
-#include <optional>
-
-#include "board/Descriptor.h"
 
 class CommandProcess final {
  public:
-  // Blocks the signals in question from now on. Throws BoardError.
+  // Blocks the signals in question from now on, also in threads that are started later.
   CommandProcess();
   CommandProcess(CommandProcess const&) = delete;
   CommandProcess& operator=(CommandProcess const&) = delete;
 
+  // Kills a command that nobody has waited for.
+  ~CommandProcess();
+
   // Starts `command` (looked up in PATH, ends with a null pointer) with the signals as the board found them;
   // `prepare` runs before it in its process. Where it can't be executed it says so and ends as BoardExit
-  // tells. Throws BoardError.
+  // tells. The calling process must have a single thread. Throws BoardError.
   void Start(char** command, std::function<void()> const& prepare);
 
-  // Readable when there is a signal to handle.
-  [[nodiscard]] int SignalDescriptor() const { return signals.Get(); }
-  void HandleSignal();
-
-  // None while the command runs.
-  [[nodiscard]] std::optional<int> ExitCode() const { return exitCode; }
+  // Passes signals on until the command ends. Returns its exit code.
+  [[nodiscard]] int Wait();
 
  private:
-  void Collect();
-
+  sigset_t handled{};
   sigset_t before{};
-  Descriptor signals;
   pid_t child = -1;
-  std::optional<int> exitCode;
 };
 
 #endif

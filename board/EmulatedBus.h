@@ -1,7 +1,7 @@
 // An I2C bus with the chips on it.
 //
 // Messages reach the chip whose slave address they carry; nobody acknowledges any other, nor a ten-bit one.
-// Borrows the chips and the trace. One thread.
+// Borrows the chips and the trace. One thread at a time.
 #ifndef BOARD_EMULATED_BUS_H
 #define BOARD_EMULATED_BUS_H
 

@@ -6,6 +6,7 @@
 #include <linux/i2c-dev.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -46,16 +47,16 @@ std::string DescribeRequest(unsigned int request, std::uint64_t argument) {
     char const* name;
     bool byValue;
   };
-  constexpr std::array Names{
+  constexpr std::array names{
       Name{I2C_RETRIES, "I2C_RETRIES", true}, Name{I2C_TIMEOUT, "I2C_TIMEOUT", true},
       Name{I2C_SLAVE, "I2C_SLAVE", true},     Name{I2C_SLAVE_FORCE, "I2C_SLAVE_FORCE", true},
       Name{I2C_TENBIT, "I2C_TENBIT", true},   Name{I2C_FUNCS, "I2C_FUNCS", false},
       Name{I2C_RDWR, "I2C_RDWR", false},      Name{I2C_PEC, "I2C_PEC", true},
       Name{I2C_SMBUS, "I2C_SMBUS", false}};
-  auto const* const found = std::find_if(Names.begin(), Names.end(),
+  auto const* const found = std::find_if(names.begin(), names.end(),
                                          [request](Name const& name) { return name.request == request; });
   std::array<char, 64> text{};
-  if (found == Names.end())
+  if (found == names.end())
     std::snprintf(text.data(), text.size(), "ioctl 0x%x -", request);
   else if (!found->byValue)
     std::snprintf(text.data(), text.size(), "ioctl %s -", found->name);
@@ -69,15 +70,32 @@ bool TakesPointer(unsigned int request) {
   return request == I2C_FUNCS || request == I2C_RDWR || request == I2C_SMBUS;
 }
 
+// A call on the node from its request to its answer.
+class Call final {
+ public:
+  Call(CallTrace& callTrace, std::mutex& boardLock, fuse_req_t request, unsigned int bus, std::uint64_t open)
+      : lock(boardLock), trace(callTrace) {
+    trace.Begin(fuse_req_ctx(request)->pid, bus, open);
+  }
+  void End(std::string const& text, int result) { trace.End(text, result); }
+
+ private:
+  std::lock_guard<std::mutex> lock;
+  CallTrace& trace;
+};
+
 }  // namespace
 
 struct FuseNode::Calls {
   static FuseNode& NodeOf(fuse_req_t request) { return *static_cast<FuseNode*>(fuse_req_userdata(request)); }
 
-  static FuseNode& Begin(fuse_req_t request, fuse_file_info const* info) {
-    FuseNode& node = NodeOf(request);
-    node.trace.Begin(fuse_req_ctx(request)->pid, node.adapter.Number(), info->fh);
-    return node;
+  static I2CDevFile& FileOf(fuse_req_t request, fuse_file_info const* info) {
+    return NodeOf(request).files.at(info->fh);
+  }
+
+  static Call Begin(fuse_req_t request, fuse_file_info const* info) {
+    FuseNode const& node = NodeOf(request);
+    return {node.trace, node.lock, request, node.adapter.Number(), info->fh};
   }
 
   static void GetAttributes(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* /*info*/) {
@@ -91,29 +109,37 @@ struct FuseNode::Calls {
     GetAttributes(request, inode, info);
   }
 
+  // Stop asks for it, to be told that all requests before are answered.
+  static void GetFileSystem(fuse_req_t request, fuse_ino_t /*inode*/) {
+    if (fuse_req_ctx(request)->pid == getpid()) NodeOf(request).served = false;
+    struct statvfs const status{};
+    fuse_reply_statfs(request, &status);
+  }
+
   static void Open(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* info) {
-    info->fh = ++NodeOf(request).opens;
+    FuseNode& node = NodeOf(request);
+    info->fh = ++node.opens;
     info->direct_io = 1;
     info->nonseekable = 1;
-    FuseNode& node = Begin(request, info);
+    Call call = Begin(request, info);
     node.files.emplace(info->fh, node.adapter);
-    node.trace.End("open", 0);
+    call.End("open", 0);
     fuse_reply_open(request, info);
   }
 
   static void Release(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* info) {
-    FuseNode& node = Begin(request, info);
-    node.files.erase(info->fh);
-    node.trace.End("close", 0);
+    Call call = Begin(request, info);
+    NodeOf(request).files.erase(info->fh);
+    call.End("close", 0);
     fuse_reply_err(request, 0);
   }
 
   static void Read(fuse_req_t request, fuse_ino_t /*inode*/, std::size_t length, off_t /*offset*/,
                    fuse_file_info* info) {
-    FuseNode& node = Begin(request, info);
+    Call call = Begin(request, info);
     std::vector<unsigned char> data(std::min(length, I2CDevFile::MaxTransfer));
-    int const result = node.files.at(info->fh).Read(data);
-    node.trace.End("read " + std::to_string(length), result);
+    int const result = FileOf(request, info).Read(data);
+    call.End("read " + std::to_string(length), result);
     if (result < 0)
       fuse_reply_err(request, -result);
     else
@@ -122,10 +148,10 @@ struct FuseNode::Calls {
 
   static void Write(fuse_req_t request, fuse_ino_t /*inode*/, char const* bytes, std::size_t length,
                     off_t /*offset*/, fuse_file_info* info) {
-    FuseNode& node = Begin(request, info);
+    Call call = Begin(request, info);
     std::span const data(reinterpret_cast<unsigned char const*>(bytes), length);
-    int const result = node.files.at(info->fh).Write(data.first(std::min(length, I2CDevFile::MaxTransfer)));
-    node.trace.End("write " + std::to_string(length), result);
+    int const result = FileOf(request, info).Write(data.first(std::min(length, I2CDevFile::MaxTransfer)));
+    call.End("write " + std::to_string(length), result);
     if (result < 0)
       fuse_reply_err(request, -result);
     else
@@ -135,12 +161,12 @@ struct FuseNode::Calls {
   static void Ioctl(fuse_req_t request, fuse_ino_t /*inode*/, unsigned int number, void* argument,
                     fuse_file_info* info, unsigned int flags, void const* /*input*/,
                     std::size_t /*inputSize*/, std::size_t /*outputSize*/) {
-    FuseNode& node = Begin(request, info);
+    Call call = Begin(request, info);
     auto const value = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(argument));
     bool const refused = (flags & FUSE_IOCTL_COMPAT) != 0 && TakesPointer(number);
     CallerMemory const caller(fuse_req_ctx(request)->pid);
-    int const result = refused ? -ENOTTY : node.files.at(info->fh).Ioctl(number, value, caller);
-    node.trace.End(DescribeRequest(number, value), result);
+    int const result = refused ? -ENOTTY : FileOf(request, info).Ioctl(number, value, caller);
+    call.End(DescribeRequest(number, value), result);
     if (result < 0)
       fuse_reply_err(request, -result);
     else
@@ -151,6 +177,7 @@ struct FuseNode::Calls {
     fuse_lowlevel_ops table{};
     table.getattr = GetAttributes;
     table.setattr = SetAttributes;
+    table.statfs = GetFileSystem;
     table.open = Open;
     table.release = Release;
     table.read = Read;
@@ -160,12 +187,9 @@ struct FuseNode::Calls {
   }
 };
 
-FuseNode::FuseNode(std::string const& nodePath, I2CAdapter& servedAdapter, CallTrace& callTrace)
-    : path(nodePath),
-      adapter(servedAdapter),
-      trace(callTrace),
-      session(nullptr, fuse_session_destroy),
-      buffer(std::make_unique<fuse_buf>()) {
+FuseNode::FuseNode(std::string const& path, I2CAdapter& servedAdapter, CallTrace& callTrace,
+                   std::mutex& boardLock)
+    : adapter(servedAdapter), trace(callTrace), lock(boardLock), session(nullptr, fuse_session_destroy) {
   Descriptor fuse = OpenFuse();
   // allow_other: whatever user the command turns into, the node answers.
   std::string const options = "fd=" + std::to_string(fuse.Get()) +
@@ -175,6 +199,8 @@ FuseNode::FuseNode(std::string const& nodePath, I2CAdapter& servedAdapter, CallT
     throw BoardError("mounting FUSE on " + path + " is refused (" + std::strerror(errno) +
                          "): run as root, or allow FUSE in user namespaces",
                      BoardExit::NotPossibleHere);
+  node = Descriptor(open(path.c_str(), O_PATH | O_CLOEXEC));
+  if (node.Get() < 0) throw BoardError(path + ": " + std::strerror(errno));
 
   std::string name = "brindle-board";
   std::array<char*, 1> arguments{name.data()};
@@ -190,20 +216,30 @@ FuseNode::FuseNode(std::string const& nodePath, I2CAdapter& servedAdapter, CallT
 }
 
 FuseNode::~FuseNode() {
-  std::free(buffer->mem);
+  Stop();
 }
 
 void FuseNode::MakeOwnerKnown() const {
   struct stat status {};
-  static_cast<void>(stat(path.c_str(), &status));  // when it fails, so does the command's open
+  static_cast<void>(fstat(node.Get(), &status));  // when it fails, so does the command's open
 }
 
-int FuseNode::WaitDescriptor() const {
-  return fuse_session_exited(session.get()) ? -1 : fuse_session_fd(session.get());
+void FuseNode::Start() {
+  server = std::thread([this] {
+    fuse_buf buffer{};
+    while (served && !fuse_session_exited(session.get())) ServeOne(buffer);
+    std::free(buffer.mem);
+  });
 }
 
-void FuseNode::Serve() {
-  int const received = fuse_session_receive_buf(session.get(), buffer.get());
-  if (received > 0) fuse_session_process_buf(session.get(), buffer.get());
-  if (received < 0 && received != -EINTR && received != -EAGAIN) fuse_session_exit(session.get());
+void FuseNode::Stop() {
+  if (!server.joinable()) return;
+  struct statfs status {};
+  static_cast<void>(fstatfs(node.Get(), &status));  // behind all other requests; ends the server
+  server.join();
+}
+
+void FuseNode::ServeOne(fuse_buf& buffer) {
+  int const received = fuse_session_receive_buf(session.get(), &buffer);
+  if (received > 0) fuse_session_process_buf(session.get(), &buffer);
 }

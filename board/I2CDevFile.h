@@ -1,7 +1,7 @@
 // One open of an I2C device node: what drivers/i2c/i2c-dev.c does for it.
 //
 // Results are those of the system calls, with a negative errno for a failure. Each open has its own slave
-// address and ten-bit flag. Borrows the adapter. One thread.
+// address and ten-bit flag. Borrows the adapter. One thread at a time.
 #ifndef BOARD_I2C_DEV_FILE_H
 #define BOARD_I2C_DEV_FILE_H
 

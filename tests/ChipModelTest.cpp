@@ -157,9 +157,9 @@ TEST_F(ChipModelTest, SilentFaultsAreAcknowledged) {
   Write(Message(0x10, Counting(8)));
   auto& model = chip.Model();
 
-  chip.Add(CHIP_FAULT_FLIP, model.messages + 1, 1, 8 * 1 + 4);  // in the address: 0x20 becomes 0x30
+  chip.Add(CHIP_FAULT_FLIP, model.messages + 1, 1, 12);  // bit 4 of byte 1: 0x20 becomes 0x30
   EXPECT_EQ(Write(Message(0x20, {9, 9})), 4);
-  chip.Add(CHIP_FAULT_FLIP, model.messages + 1, 1, 8 * 3);
+  chip.Add(CHIP_FAULT_FLIP, model.messages + 1, 1, 24);
   EXPECT_EQ(Write(Message(0x20, {8, 8})), 4);
   chip.Add(CHIP_FAULT_FLIP, model.messages + 2, 1, 7);
   EXPECT_EQ(ReadAt(0x10, 2), (Bytes{0x80, 1}));

@@ -166,7 +166,7 @@ TEST(NodeTest, ServesThreadsWithOpensOfTheirOwn) {
     threads.emplace_back([number] {
       Node const node;
       for (unsigned char round = 0; round < 5; ++round) {
-        unsigned char const high = static_cast<unsigned char>(0x10 + number);
+        auto const high = static_cast<unsigned char>(0x10 + number);
         EXPECT_EQ(node.WriteWhenReady({high, round, number, round}), 4);
         Bytes address{high, round};
         Bytes read(2);

@@ -29,8 +29,8 @@ EEPROM's memory; a missing or empty one is made, erased. Outside of COMMAND noth
   --trace FILE           write a line for every call and every message to FILE
   --help                 show this text
 
-FAULT is KIND:FIRST[:COUNT[:PARAMETER]]. It strikes COUNT (default 1, 0 for ever) messages to the EEPROM at IMAGE
-from number FIRST (1 is the first) on:
+FAULT is KIND:FIRST[:COUNT[:PARAMETER]]. It strikes COUNT (default 1, 0 for ever) messages to the EEPROM in
+IMAGE, from number FIRST (1 is the first) on:
   refuse         not acknowledged
   refuse-late    a read whose address counter moves on all the same is refused; a write like refuse
   short          ends after PARAMETER bytes
@@ -43,8 +43,9 @@ or COUNT page writes from number FIRST on; the EEPROM answers nothing from then 
   power-first    power goes when PARAMETER bytes are stored
   power-groups   power goes when the groups of four bytes are stored whose bits are set in PARAMETER
 
-Lines of the trace (TIME in seconds of the monotonic clock; OPEN numbers the opens of a node; PID is 0 for a close; a negative RESULT is followed
-by its name; a call follows its messages; bytes in hexadecimal digits, - for none):
+Lines of the trace. TIME is in seconds of the monotonic clock, for a call when it began; a call follows its
+messages. OPEN numbers the opens of a node. PID is 0 for a close. BYTES are hexadecimal digits, - for none. A
+negative RESULT is followed by its name.
   TIME PID BUS OPEN open = RESULT
   TIME PID BUS OPEN close = RESULT
   TIME PID BUS OPEN read|write LENGTH = RESULT

@@ -3,10 +3,11 @@
 //   0x0000   1  board byte 0, set by nothing but an erase or a restored image
 //   0x0001   2  baseboard revision
 //   0x0003   1  developer-board flag: 0xA5 set, 0x00 cleared
-//   0x0004  12  file-allocation table: for each of the three files its address and the size of its stored
-//   image 0x0010  48  unassigned 0x0040      files. A stored image is the checksum of the data, low byte
-//   first, then the data; it starts at a
-//               multiple of 64
+//   0x0004  12  file-allocation table: of each of the three files the address and the size of its image
+//   0x0010  48  unassigned
+//   0x0040      images of the stored files, each at a multiple of 64
+//
+// An image is the checksum of the data, low byte first, and then the data.
 //
 // The functions are pure; any thread.
 #pragma once
@@ -15,8 +16,8 @@
 
 // Where a file's stored image lies, and how long it is with its two checksum bytes.
 struct FileAllocationTableEntry {
-  unsigned short Address;
-  unsigned short Size;
+  unsigned short Address;  // NOLINT(readability-identifier-naming): the field names of the layout
+  unsigned short Size;     // NOLINT(readability-identifier-naming)
 };
 
 namespace EEPromHelper {

@@ -17,9 +17,9 @@ class Cat24c16Eeprom : public Eeprom {
   int Write(unsigned short address, unsigned char const* data, int length) override;
   bool Erase(unsigned short address, unsigned short length) override;
   bool EraseAll() override;
-  unsigned long GetSizeInBytes() const override;
+  [[nodiscard]] unsigned long GetSizeInBytes() const override;
 
  private:
-  I2CDevice DeviceFor(unsigned int address) const;
+  [[nodiscard]] I2CDevice DeviceFor(unsigned int address) const;
   long ReadTransfer(unsigned int address, bool continued, unsigned char* destination, int size);
 };

@@ -18,7 +18,7 @@ class Cat24c256Eeprom : public Eeprom {
   int Write(unsigned short address, unsigned char const* data, int length) override;
   bool Erase(unsigned short address, unsigned short length) override;
   bool EraseAll() override;
-  unsigned long GetSizeInBytes() const override;
+  [[nodiscard]] unsigned long GetSizeInBytes() const override;
 
  private:
   long ReadTransfer(unsigned int address, bool continued, unsigned char* destination, int size);

@@ -17,7 +17,7 @@ class EEPromHandler {
   EEPromHandler(EEPromHandler const&) = delete;
   EEPromHandler& operator=(EEPromHandler const&) = delete;
 
-  virtual bool IsEEPromAccessible() const = 0;
+  [[nodiscard]] virtual bool IsEEPromAccessible() const = 0;
 
   // Between a stored file and the host file at `path`, which holds the data alone. A host file that cannot be
   // read in full, or that holds more than the whole device, fails with the EEPROM untouched; a pipe is read

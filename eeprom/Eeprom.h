@@ -32,7 +32,7 @@ class Eeprom {
   virtual bool EraseAll() = 0;
 
   // The size of the memory.
-  virtual unsigned long GetSizeInBytes() const = 0;
+  [[nodiscard]] virtual unsigned long GetSizeInBytes() const = 0;
 
  protected:
   // One transfer of `size` bytes into `destination`: addressed to `address`, or, when `continued`, from where

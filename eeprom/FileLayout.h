@@ -48,8 +48,8 @@ class FileLayout {
  private:
   enum class State { Standing, Lifted, Placed };
 
-  bool IsToBeKept(File file) const;
-  unsigned long HighestEnd() const;
+  [[nodiscard]] bool IsToBeKept(File file) const;
+  [[nodiscard]] unsigned long HighestEnd() const;
 
   FileAllocationTable table;
   unsigned long deviceSize;

@@ -25,7 +25,7 @@ class PosixEEpromHandler : public EEPromHandler {
   // answers.
   PosixEEpromHandler(EEPromHelper::EEPromLocation location, std::shared_ptr<I2CBus> bus);
 
-  bool IsEEPromAccessible() const override;
+  [[nodiscard]] bool IsEEPromAccessible() const override;
   bool Write(FilesInEEProm file, std::string const& path) override;
   bool WriteAll(std::string const& path) override;
   bool Read(FilesInEEProm file, std::string const& path) override;
@@ -53,10 +53,10 @@ class PosixEEpromHandler : public EEPromHandler {
 
   // The stored image of `file`, its two checksum bytes included; empty when the file is absent or damaged or
   // could not be read.
-  std::vector<unsigned char> ReadCurrentFile(FilesInEEProm file) const;
+  [[nodiscard]] std::vector<unsigned char> ReadCurrentFile(FilesInEEProm file) const;
 
   // Where `file` is, or by the table alone would be, stored. The result may lie outside the file area.
-  unsigned short GetFileStartAddress(FilesInEEProm file) const;
+  [[nodiscard]] unsigned short GetFileStartAddress(FilesInEEProm file) const;
 
   // Reads the table into the copy, which stays as it was when that fails.
   bool ReadFileAllocationTable();
@@ -70,9 +70,9 @@ class PosixEEpromHandler : public EEPromHandler {
   void MakeFirstFileAsPeripheralConfig();
 
  private:
-  std::optional<std::vector<unsigned char>> ReadImage(FilesInEEProm file) const;
+  [[nodiscard]] std::optional<std::vector<unsigned char>> ReadImage(FilesInEEProm file) const;
   bool WriteImage(unsigned short address, std::vector<unsigned char> const& image);
-  std::optional<std::vector<unsigned char>> ReadDevice() const;
+  [[nodiscard]] std::optional<std::vector<unsigned char>> ReadDevice() const;
 
   FileAllocationTable table;
   std::unique_ptr<Eeprom> device;

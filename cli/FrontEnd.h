@@ -1,8 +1,8 @@
 // The command line: checks the arguments, runs one operation of the file store, prints how it ended.
 //
 // Exit codes: 0 success, 5 the operation failed (EIO), 19 no EEPROM could be reached (ENODEV), 22 missing or
-// invalid arguments (EINVAL). Nothing throws out of it; a failing output stream changes neither the operation
-// nor the exit code.
+// invalid arguments (EINVAL). Nothing throws out of it as long as the exceptions of `output` are off, as
+// those of std::cout are; a failing output stream changes neither the operation nor the exit code.
 //
 // From before the bus is obtained until the result line is out, the signals that ask the process to end are
 // held while the EEPROM may be written; commands that only read it can be interrupted.

@@ -73,10 +73,12 @@ bool FileLayout::Fits(unsigned long start, unsigned long length) const {
 }
 
 bool FileLayout::RunsIntoAnother(File file, unsigned long start, unsigned long length) const {
+  if (start >= deviceSize) return false;
+  const unsigned long inside = std::min(length, deviceSize - start);
   return std::any_of(AllFiles.begin(), AllFiles.end(), [&](File other) {
     if (other == file || !DescribesImage(table[Index(other)])) return false;
     const auto& [address, size] = table[Index(other)];
-    return Meet(start, length, address, size, deviceSize) && IsToBeKept(other);
+    return Meet(start, inside, address, size, deviceSize) && IsToBeKept(other);
   });
 }
 

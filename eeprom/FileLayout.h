@@ -40,7 +40,8 @@ class FileLayout {
   // Whether an image may lie there at all: inside the file area and the device.
   [[nodiscard]] bool Fits(unsigned long start, unsigned long length) const;
 
-  // Whether these bytes belong to the placed or readable image of another file than `file`.
+  // Whether these bytes, as far as they lie in the device, belong to the placed or readable image of another
+  // file than `file`.
   [[nodiscard]] bool RunsIntoAnother(File file, unsigned long start, unsigned long length) const;
 
   [[nodiscard]] FileAllocationTable const& Table() const { return table; }

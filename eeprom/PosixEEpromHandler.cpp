@@ -146,6 +146,15 @@ std::optional<Bytes> PosixEEpromHandler::ReadImage(FilesInEEProm file) const {
   return HasCorrectChecksum(image) ? image : Bytes();
 }
 
+// Before bytes may be written over it, a file is not taken for damaged on the word of one read: a transfer
+// that fails when the chip's counter has moved is repeated by the bus, and brings what lies behind the lost
+// bytes.
+std::optional<Bytes> PosixEEpromHandler::ReadImageTwiceIfDamaged(FilesInEEProm file) const {
+  std::optional<Bytes> image = ReadImage(file);
+  if (image && image->empty()) image = ReadImage(file);
+  return image;
+}
+
 std::vector<unsigned char> PosixEEpromHandler::ReadCurrentFile(FilesInEEProm file) const {
   return ReadImage(file).value_or(Bytes());
 }
@@ -164,7 +173,7 @@ bool PosixEEpromHandler::Write(FilesInEEProm file, std::vector<unsigned char> co
   const auto isReadable = [&](File other) {
     const auto [found, isNew] = kept.try_emplace(other);
     if (isNew) {
-      std::optional<Bytes> otherImage = ReadImage(other);
+      std::optional<Bytes> otherImage = ReadImageTwiceIfDamaged(other);
       allDelivered = allDelivered && otherImage.has_value();
       found->second = std::move(otherImage).value_or(Bytes());
     }

@@ -71,6 +71,7 @@ class PosixEEpromHandler : public EEPromHandler {
 
  private:
   [[nodiscard]] std::optional<std::vector<unsigned char>> ReadImage(FilesInEEProm file) const;
+  [[nodiscard]] std::optional<std::vector<unsigned char>> ReadImageTwiceIfDamaged(FilesInEEProm file) const;
   bool WriteImage(unsigned short address, std::vector<unsigned char> const& image);
   [[nodiscard]] std::optional<std::vector<unsigned char>> ReadDevice() const;
 

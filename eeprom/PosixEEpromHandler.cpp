@@ -127,7 +127,8 @@ void PosixEEpromHandler::MakeFirstFileAsPeripheralConfig() {
   const auto end = std::find(image.begin(), image.end(), ErasedByte);
   if (end == image.begin() || end == image.end()) return;
   entry.Size = static_cast<unsigned short>(end - image.begin());
-  WriteFileAllocationTable();
+  const FileAllocationTableEntry listed = entry;
+  if (!WriteFileAllocationTable()) entry = listed;
 }
 
 unsigned short PosixEEpromHandler::GetFileStartAddress(FilesInEEProm file) const {

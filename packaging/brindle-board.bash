@@ -1,0 +1,35 @@
+# bash completion for brindle-board(1): its options, the image, and a command line behind "--".
+
+_brindle_board() {
+  local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} choices='' i
+  local options='--address --kind --second --write-cycle --refusal --clock --claim --fault --trace --help'
+  COMPREPLY=()
+  for ((i = 1; i < COMP_CWORD; i++)); do
+    [ "${COMP_WORDS[i]}" = -- ] || continue
+    if declare -F _command_offset >/dev/null; then  # from the package bash-completion
+      _command_offset $((i + 1))
+    else
+      compopt -o default
+    fi
+    return
+  done
+  case $previous in
+    --kind) choices='24c256 24c16' ;;
+    --refusal) choices='ENXIO EREMOTEIO' ;;
+    --fault)
+      compopt -o nospace
+      choices='refuse: refuse-late: short: flip: drop: stuck: foreign: power-nothing: power-first: power-groups:'
+      ;;
+    --address | --write-cycle | --clock | --claim) ;;
+    --second | --trace) compopt -o default ;;
+    *)
+      case $current in
+        -*) choices="$options --" ;;
+        *) compopt -o default ;;
+      esac
+      ;;
+  esac
+  mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$current")
+}
+
+complete -F _brindle_board brindle-board

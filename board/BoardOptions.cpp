@@ -92,7 +92,7 @@ unsigned int ParseAddress(std::string const& what, std::string_view text) {
 }
 
 chip_fault ParseFault(std::string_view text) {
-  constexpr std::uint64_t any = std::numeric_limits<std::uint64_t>::max();
+  constexpr std::uint64_t Any = std::numeric_limits<std::uint64_t>::max();
   std::vector<std::string_view> parts;
   for (std::size_t start = 0; start <= text.size();) {
     std::size_t const end = std::min(text.find(':', start), text.size());
@@ -101,9 +101,9 @@ chip_fault ParseFault(std::string_view text) {
   }
   for (auto const& [name, kind] : FaultNames) {
     if (parts[0] != name || parts.size() < 2 || parts.size() > 4) continue;
-    return {kind, ParseNumber("--fault", parts[1], 1, any),
-            parts.size() > 2 ? ParseNumber("--fault", parts[2], 0, any) : 1,
-            parts.size() > 3 ? ParseNumber("--fault", parts[3], 0, any) : 0, 0};
+    return {kind, ParseNumber("--fault", parts[1], 1, Any),
+            parts.size() > 2 ? ParseNumber("--fault", parts[2], 0, Any) : 1,
+            parts.size() > 3 ? ParseNumber("--fault", parts[3], 0, Any) : 0, 0};
   }
   throw BoardError("--fault: '" + std::string(text) + "' is no KIND:FIRST[:COUNT[:PARAMETER]]");
 }

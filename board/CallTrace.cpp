@@ -27,13 +27,13 @@ std::string Hexadecimal(unsigned int number) {
 }
 
 std::string Bytes(std::span<unsigned char const> data) {
-  constexpr char digits[] = "0123456789abcdef";
+  constexpr char Digits[] = "0123456789abcdef";
   if (data.empty()) return "-";
   std::string text;
   text.reserve(2 * data.size());
   for (unsigned char const byte : data) {
-    text += digits[byte >> 4];
-    text += digits[byte & 15];
+    text += Digits[byte >> 4];
+    text += Digits[byte & 15];
   }
   return text;
 }

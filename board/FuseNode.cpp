@@ -47,16 +47,16 @@ std::string DescribeRequest(unsigned int request, std::uint64_t argument) {
     char const* name;
     bool byValue;
   };
-  constexpr std::array names{
+  constexpr std::array Names{
       Name{I2C_RETRIES, "I2C_RETRIES", true}, Name{I2C_TIMEOUT, "I2C_TIMEOUT", true},
       Name{I2C_SLAVE, "I2C_SLAVE", true},     Name{I2C_SLAVE_FORCE, "I2C_SLAVE_FORCE", true},
       Name{I2C_TENBIT, "I2C_TENBIT", true},   Name{I2C_FUNCS, "I2C_FUNCS", false},
       Name{I2C_RDWR, "I2C_RDWR", false},      Name{I2C_PEC, "I2C_PEC", true},
       Name{I2C_SMBUS, "I2C_SMBUS", false}};
-  auto const* const found = std::find_if(names.begin(), names.end(),
+  auto const* const found = std::find_if(Names.begin(), Names.end(),
                                          [request](Name const& name) { return name.request == request; });
   std::array<char, 64> text{};
-  if (found == names.end())
+  if (found == Names.end())
     std::snprintf(text.data(), text.size(), "ioctl 0x%x -", request);
   else if (!found->byValue)
     std::snprintf(text.data(), text.size(), "ioctl %s -", found->name);

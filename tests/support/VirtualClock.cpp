@@ -1,0 +1,54 @@
+#include "support/VirtualClock.h"
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cerrno>
+#include <ctime>
+
+namespace {
+
+constexpr std::uint64_t NanosecondsPerSecond = 1'000'000'000;
+
+std::atomic<std::uint64_t> now{0};
+
+}  // namespace
+
+namespace VirtualClock {
+
+std::uint64_t Now() {
+  return now;
+}
+
+void Advance(std::uint64_t nanoseconds) {
+  now += nanoseconds;
+}
+
+}  // namespace VirtualClock
+
+// The linker's names for a wrapped function and for the one behind it.
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
+extern "C" {
+
+int __real_clock_gettime(clockid_t clock, timespec* time);
+
+int __wrap_clock_gettime(clockid_t clock, timespec* time) {
+  if (clock != CLOCK_MONOTONIC) return __real_clock_gettime(clock, time);
+  const std::uint64_t nanoseconds = now;
+  *time = {static_cast<time_t>(nanoseconds / NanosecondsPerSecond),
+           static_cast<long>(nanoseconds % NanosecondsPerSecond)};
+  return 0;
+}
+
+int __wrap_pthread_cond_timedwait(pthread_cond_t* /*condition*/, pthread_mutex_t* /*mutex*/,
+                                  timespec const* deadline) {
+  const std::uint64_t end = static_cast<std::uint64_t>(deadline->tv_sec) * NanosecondsPerSecond +
+                            static_cast<std::uint64_t>(deadline->tv_nsec);
+  std::uint64_t before = now;
+  while (before < end && !now.compare_exchange_weak(before, end)) {
+  }
+  return ETIMEDOUT;
+}
+
+}  // extern "C"
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)

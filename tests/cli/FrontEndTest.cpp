@@ -1,0 +1,237 @@
+#include "cli/FrontEnd.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <sstream>
+#include <stdexcept>
+
+#include "support/ModelBus.h"
+#include "support/TempDirectory.h"
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+const std::string Usage = R"(Reads or Writes file contents from/to EEPROM
+See Using the Brindle in Confluence
+
+Brindle /E
+	 E - Erase all EEPROM
+
+Brindle (/R | /W | /V) (1 | 2 | 3) /FileAbsolutePath
+	 R - Read from EEPROM
+	 W - Write to EEPROM
+	 V - Verify input file content against written file content
+	 1 - Peripheral configuration file
+
+	 2 - Upgrade file
+
+	 3 - Board configuration file
+
+Brindle (/RA | /WA | /VA) /FileAbsolutePath
+	 RA - Read All from EEPROM
+	 WA - Write All to EEPROM
+	 VA - Verify input file content against eeprom content
+
+Brindle /BS (BaseboardRev#) <Goldcrest|Baseboard-default>-optional
+	 BS - Set Baseboard Revision
+	 BaseboardRev# - current baseboards can be found in confluence
+
+Brindle /DS (1 | 0)
+	 DS - set Developer Board Enable\Disable
+	 1 - Enable Developer Board
+	 0 - Disable Developer Board
+
+Brindle /RBI /FileAbsolutePath
+	 RBI - read board info
+	 will read out first page of EEPROM data
+
+)";
+
+const std::string Complete = "EEPROM read/write complete.\n";
+const std::string Failed = "EEPROM read/write failed.\n";
+const std::string NotAccessible = "EEPROM not accessible\n";
+const std::string BadFileType = "FileType is incorrect. Exiting...\n\n" + Usage;
+const std::string BadRevision = "BaseboardRev# is incorrect. Exiting...\n\n" + Usage;
+
+std::string Short(int expected, int received) {
+  return "Missing required command line arguments, expected: " + std::to_string(expected) +
+         ", received: " + std::to_string(received) + " or unknown command. Exiting...\n" + Usage;
+}
+
+// Runs command lines on a board with an EEPROM at either location.
+class FrontEndTest : public testing::Test {
+ protected:
+  int Run(std::vector<std::string> const& words, std::ostream& output) {
+    std::vector<char const*> argv{"Brindle"};
+    for (std::string const& word : words) argv.push_back(word.c_str());
+    return FrontEnd(static_cast<int>(argv.size()), argv.data(), output, [this] {
+      ++busesAsked;
+      if (busFailure) busFailure();
+      auto bus = std::make_shared<ModelBus>(wire);
+      lastBus = bus;
+      return bus;
+    });
+  }
+  void Expect(std::vector<std::string> const& words, int code, std::string const& text) {
+    std::ostringstream output;
+    EXPECT_EQ(Run(words, output), code) << testing::PrintToString(words);
+    EXPECT_EQ(output.str(), text) << testing::PrintToString(words);
+    EXPECT_TRUE(lastBus.expired()) << "the store is gone";
+  }
+  static Bytes Start(EmulatedChip& of) { return {of.Memory().begin(), of.Memory().begin() + 16}; }
+
+  [[nodiscard]] std::string Memory() const { return {chip.Memory().begin(), chip.Memory().end()}; }
+
+  EmulatedChip chip;
+  EmulatedChip goldcrest{CHIP_CAT24C256, 0x52};
+  std::function<void()> onMessage = [] {};
+  ModelWire wire{{&chip, &goldcrest}, [this] {
+                   onMessage();
+                   return VirtualClock::Now();
+                 }};
+  std::function<void()> busFailure;
+  int busesAsked = 0;
+  std::weak_ptr<I2CBus> lastBus;
+  TempDirectory host;
+};
+
+TEST_F(FrontEndTest, RefusesArgumentsBeforeItAsksForTheBus) {
+  const std::string missing = "Missing minimum required command line arguments. Exiting...\n" + Usage;
+  Expect({}, 22, missing);
+  std::ostringstream output;
+  EXPECT_EQ(FrontEnd(0, nullptr, output, [] { return nullptr; }), 22);
+  EXPECT_EQ(output.str(), missing);
+  for (char const* const word : {"", "/x", "R", "/", "/RR", "/R ", "-R", "/r\xE4"})
+    Expect({word}, 22, Short(2, 2));
+  Expect({"/X", "1", "path", "more"}, 22, Short(2, 5));
+  for (char const* const word : {"/R", "/W", "/V", "/r", "/w", "/v"}) {
+    Expect({word}, 22, Short(4, 2));
+    Expect({word, "7"}, 22, Short(4, 3));
+    for (char const* const type :
+         {"", "0", "4", "+1", "-1", "1a", " 1", "1 ", "999999999999", "4294967297", "0x1"}) {
+      Expect({word, type, host / "file"}, 22, BadFileType);
+    }
+  }
+  for (char const* const word :
+       {"/BS", "/DS", "/RBI", "/RA", "/WA", "/VA", "/bs", "/ds", "/rbi", "/ra", "/wa", "/va"}) {
+    Expect({word}, 22, Short(3, 2));
+  }
+  EXPECT_EQ(busesAsked, 0);
+}
+
+TEST_F(FrontEndTest, RunsTheOperationThatTheCommandNames) {
+  const std::string first = host.File("first", "abc");
+  const std::string second = host.File("second", std::string(100, 7));
+  const std::string target = host / "target";
+  Expect({"/W", "2", first, "ignored"}, 0, Complete);
+  EXPECT_EQ(Start(chip),
+            (Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0x40, 0, 0, 0x40, 0x40, 0x40, 5, 0, 0xFF, 0xFF, 0xFF, 0xFF}));
+  Expect({"/w", "003", second}, 0, Complete);
+  Expect({"/w", "00000000000000000001", second}, 0, Complete);
+  Expect({"/V", "2", first}, 0, Complete);
+  Expect({"/v", "3", second}, 0, Complete);
+  Expect({"/v", "1", first}, 5, Failed);
+  Expect({"/r", "2", target}, 0, Complete);
+  EXPECT_EQ(ContentOf(target), "abc");
+
+  Expect({"/RA", target}, 0, Complete);
+  EXPECT_EQ(ContentOf(target), Memory());
+  Expect({"/VA", target}, 0, Complete);
+  Expect({"/E", "ignored"}, 0, Complete);
+  EXPECT_EQ(Memory(), std::string(0x8000, '\xFF'));
+  Expect({"/VA", target}, 5, Failed);
+  Expect({"/WA", target}, 0, Complete);
+  EXPECT_EQ(ContentOf(target), Memory());
+
+  Expect({"/BS", "300"}, 0, Complete);
+  Expect({"/DS", "1"}, 0, Complete);
+  EXPECT_EQ(Bytes(chip.Memory().begin(), chip.Memory().begin() + 4), (Bytes{0xFF, 0x2C, 0x01, 0xA5}));
+  Expect({"/ds", "0"}, 0, Complete);
+  EXPECT_EQ(chip.Memory()[3], 0);
+  Expect({"/Rbi", target}, 0, Complete);
+  EXPECT_EQ(ContentOf(target).size(), 208U);
+  EXPECT_EQ(goldcrest.Model().messages, 0U);
+
+  Expect({"/R", "1", host / "missing/file"}, 5, Failed);
+  Expect({"/W", "1", host / "missing"}, 5, Failed);
+}
+
+TEST_F(FrontEndTest, ChoosesTheBaseboardByItsExactName) {
+  for (char const* const name : {"goldcrest", "Goldcrest ", "Baseboard-default", ""})
+    Expect({"/BS", "5", name}, 0, Complete);
+  Expect({"/DS", "1", "Goldcrest"}, 0, Complete);
+  EXPECT_EQ(goldcrest.Model().messages, 0U);
+  const Bytes before = Start(chip);
+  Expect({"/bs", "6", "Goldcrest"}, 0, Complete);
+  EXPECT_EQ(goldcrest.Memory()[1], 6);
+  EXPECT_EQ(Start(chip), before);
+}
+
+TEST_F(FrontEndTest, RefusesARevisionThatIsNoNumberAndWritesNothing) {
+  for (char const* const text : {"", "abc", "99999999999"}) {
+    Expect({"/BS", text}, 22, BadRevision);
+    Expect({"/BS", text, "Goldcrest"}, 22, BadRevision);
+  }
+  EXPECT_EQ(chip.Model().page_writes + goldcrest.Model().page_writes, 0U);
+  chip.Model().powered = 0;
+  Expect({"/BS", "abc"}, 19, NotAccessible);
+}
+
+TEST_F(FrontEndTest, TellsThatNoEepromCanBeReached) {
+  chip.Model().powered = 0;
+  Expect({"/E"}, 19, NotAccessible);
+  Expect({"/R", "7", "path"}, 22, BadFileType);
+  std::ostringstream output;
+  char const* const argv[] = {"Brindle", "/E"};
+  EXPECT_EQ(FrontEnd(2, argv, output, [] { return nullptr; }), 19);
+  EXPECT_EQ(
+      FrontEnd(2, argv, output, []() -> std::shared_ptr<I2CBus> { throw std::runtime_error("no bus"); }), 19);
+  EXPECT_EQ(FrontEnd(2, argv, output, []() -> std::shared_ptr<I2CBus> { throw 1; }), 19);
+  EXPECT_EQ(FrontEnd(2, argv, output, nullptr), 19);
+  EXPECT_EQ(output.str(), NotAccessible + NotAccessible + NotAccessible + NotAccessible);
+}
+
+TEST_F(FrontEndTest, EndsInAnOrderlyWayWhateverIsThrown) {
+  const auto throwAt = [this](unsigned int message, auto exception) {
+    onMessage = [message, exception, count = 0U]() mutable {
+      if (++count == message) throw exception;
+    };
+  };
+  throwAt(1, std::bad_alloc());
+  Expect({"/E"}, 19, NotAccessible);
+  throwAt(3, std::logic_error("while the table is read"));
+  Expect({"/BS", "5"}, 19, NotAccessible);
+  throwAt(2000, std::logic_error("in the operation"));
+  Expect({"/RA", host / "image"}, 5, Failed);
+  throwAt(2000, std::system_error());
+  Expect({"/RA", host / "image"}, 5, Failed);
+}
+
+TEST_F(FrontEndTest, WorksOnWithoutAnOutput) {
+  std::ostream broken(nullptr);
+  EXPECT_EQ(Run({"/BS", "5"}, broken), 0);
+  EXPECT_EQ(chip.Memory()[1], 5);
+  EXPECT_EQ(Run({"/R", "1", host / "file"}, broken), 5);
+  EXPECT_EQ(Run({}, broken), 22);
+}
+
+TEST_F(FrontEndTest, HoldsSignalsWhileTheEepromMayBeWritten) {
+  const auto isHeld = [] {
+    sigset_t blocked;
+    pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+    return sigismember(&blocked, SIGTERM) == 1;
+  };
+  int heldAtEnd = 0;
+  onMessage = [&] { heldAtEnd = isHeld() ? 1 : 0; };
+  Expect({"/BS", "5"}, 0, Complete);
+  EXPECT_EQ(heldAtEnd, 1);
+  Expect({"/RA", host / "image"}, 0, Complete);
+  EXPECT_EQ(heldAtEnd, 0);
+  EXPECT_FALSE(isHeld());
+}
+
+}  // namespace

@@ -33,6 +33,11 @@ bool Meet(unsigned long start1, unsigned long length1, unsigned long start2, uns
 
 }  // namespace
 
+bool IsHalfWritten(FileAllocationTableEntry const& entry) {
+  constexpr unsigned int LastByte = 0xFF00;
+  return EEPromHelper::IsAddressValid(entry.Address) && (entry.Size & LastByte) == LastByte;
+}
+
 unsigned short StartAddress(FileAllocationTable const& table, File file) {
   if (Index(file) < table.size() && EEPromHelper::IsAddressValid(table[Index(file)].Address)) {
     return table[Index(file)].Address;
@@ -62,7 +67,8 @@ void FileLayout::Place(File file, unsigned long start, unsigned long length) {
 
 std::optional<unsigned short> FileLayout::StartFor(File file, unsigned long length) const {
   unsigned long start = StartAddress(table, file);
-  if (RunsIntoAnother(file, start, length)) start = RoundedUp(HighestEnd());
+  const bool leadsNowhere = !Fits(start, length) && HasHalfWrittenEntry();
+  if (leadsNowhere || RunsIntoAnother(file, start, length)) start = RoundedUp(HighestEnd());
   if (!Fits(start, length) || RunsIntoAnother(file, start, length)) return std::nullopt;
   return static_cast<unsigned short>(start);
 }
@@ -82,13 +88,17 @@ bool FileLayout::RunsIntoAnother(File file, unsigned long start, unsigned long l
   });
 }
 
+bool FileLayout::HasHalfWrittenEntry() const {
+  return std::any_of(table.begin(), table.end(), IsHalfWritten);
+}
+
 bool FileLayout::IsToBeKept(File file) const {
   const State state = states[Index(file)];
   return state == State::Placed || (state == State::Standing && isReadable(file));
 }
 
 unsigned long FileLayout::HighestEnd() const {
-  unsigned long end = 0;
+  unsigned long end = EEPromHelper::FilesInEEPromStartOffset;
   for (const File file : AllFiles) {
     const auto& [address, size] = table[Index(file)];
     if (DescribesImage(table[Index(file)]) && IsToBeKept(file)) end = std::max(end, 0UL + address + size);

@@ -15,6 +15,10 @@
 
 using FileAllocationTable = std::array<FileAllocationTableEntry, 3>;
 
+// Whether the power went while the entry was written over its erased state: its last byte is still 0xFF, and
+// no image is 0xFF00 bytes long.
+[[nodiscard]] bool IsHalfWritten(FileAllocationTableEntry const& entry);
+
 // Where `file` is, or would be, stored by the table alone: at its own address, else at the end of the file
 // with the highest address rounded up to a multiple of 64, modulo 65536, else at the start of the file area.
 [[nodiscard]] unsigned short StartAddress(FileAllocationTable const& table,
@@ -34,7 +38,8 @@ class FileLayout {
   void Place(File file, unsigned long start, unsigned long length);
 
   // Where an image of `length` bytes goes for a lifted file: StartAddress, or, when it would run into an
-  // image there, behind the highest image. No value when it does not fit there.
+  // image there, or would not fit there on the word of a half-written entry, behind the highest image. No
+  // value when it does not fit there.
   [[nodiscard]] std::optional<unsigned short> StartFor(File file, unsigned long length) const;
 
   // Whether an image may lie there at all: inside the file area and the device.
@@ -49,6 +54,7 @@ class FileLayout {
  private:
   enum class State { Standing, Lifted, Placed };
 
+  [[nodiscard]] bool HasHalfWrittenEntry() const;
   [[nodiscard]] bool IsToBeKept(File file) const;
   [[nodiscard]] unsigned long HighestEnd() const;
 

@@ -29,7 +29,8 @@ class Planner {
     if (!EEPromHelper::IsAddressValid(entry.Address)) return Anew();
     Attempt attempt = entry.Size == length ? InPlace({}, false) : InPlace(FilesAfter(), true);
     if (!attempt.plan && entry.Size != length) attempt = InPlace(FilesAfterOrAbove(), true);
-    return attempt.imageInTheWay ? Anew() : attempt.plan;
+    const bool hasNoPlace = attempt.imageInTheWay || (!attempt.plan && IsHalfWritten(entry));
+    return hasNoPlace ? Anew() : attempt.plan;
   }
 
  private:

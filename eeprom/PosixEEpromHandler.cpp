@@ -121,7 +121,10 @@ bool PosixEEpromHandler::WriteFileAllocationTable() {
 
 void PosixEEpromHandler::MakeFirstFileAsPeripheralConfig() {
   FileAllocationTableEntry& entry = table[Index(File::PeripheralConfig)];
-  if (EEPromHelper::IsAddressValid(entry.Address) && EEPromHelper::IsSizeValid(entry.Size)) return;
+  const bool isUsable = EEPromHelper::IsAddressValid(entry.Address) && EEPromHelper::IsSizeValid(entry.Size);
+  const bool isRestOfListing =
+      entry.Address == EEPromHelper::FilesInEEPromStartOffset && IsHalfWritten(entry);
+  if (isUsable && !isRestOfListing) return;
   entry = {EEPromHelper::FilesInEEPromStartOffset, EEPromHelper::FileInEEPromReservedBytes};
   const Bytes image = ReadCurrentFile(File::PeripheralConfig);
   const auto end = std::find(image.begin(), image.end(), ErasedByte);

@@ -42,8 +42,8 @@ class ModelWire final {
   // fail and send nothing. Returns the success.
   bool Perform(I2C::Transaction const& transaction);
 
-  // From now on keeps every message in Messages().
-  void Record() { isRecording = true; }
+  // From now on keeps every message in Messages(), or no more.
+  void Record(bool keeps = true) { isRecording = keeps; }
   [[nodiscard]] std::vector<Message>& Messages() { return messages; }
 
  private:

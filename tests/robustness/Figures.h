@@ -1,0 +1,15 @@
+// What the robustness tests counted. Each test leaves its figures in a file of its own, from which a last
+// test makes the totals.
+#pragma once
+
+#include <string>
+
+namespace Figures {
+
+// Only every so many-th case is run: 1 but under a sanitizer, which makes the loops several times slower.
+unsigned int Stride();
+
+// Prints a line and keeps it: how many cases of which sort ("faults", "cuts", ...), and what they were.
+void Print(std::string const& sort, unsigned long count, std::string const& text);
+
+}  // namespace Figures

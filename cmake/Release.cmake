@@ -1,0 +1,18 @@
+# What the product is compiled with in a Release build, where CMake's own choice is -O3: the tool waits for the
+# chip, so its size counts and its speed does not. docs/performance.md has what each option gives.
+add_library(brindle_release INTERFACE)
+target_compile_options(brindle_release INTERFACE $<$<CONFIG:Release>:-Os>)
+
+# Link-time optimisation where the compiler has it. Not for clang, which needs a linker of its own for it.
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  include(CheckIPOSupported)
+  check_ipo_supported(RESULT BRINDLE_LTO LANGUAGES CXX)
+endif()
+
+# brindle_product(TARGET): a part of the product.
+function(brindle_product target)
+  target_link_libraries(${target} PRIVATE brindle_warnings brindle_release)
+  if(BRINDLE_LTO)
+    set_target_properties(${target} PROPERTIES INTERPROCEDURAL_OPTIMIZATION ON)
+  endif()
+endfunction()

@@ -23,6 +23,8 @@ unsigned int Figures::Stride() {
   return 7;
 #elif defined(__SANITIZE_THREAD__)
   return 11;
+#elif defined(BRINDLE_EMULATED_PROCESSOR)
+  return 101;
 #else
   return 1;
 #endif

@@ -6,7 +6,8 @@
 
 namespace Figures {
 
-// Only every so many-th case is run: 1 but under a sanitizer, which makes the loops several times slower.
+// Only every so many-th case is run: 1 but under a sanitizer or an emulated processor, where the loops are many
+// times slower.
 unsigned int Stride();
 
 // Prints a line and keeps it: how many cases of which sort ("faults", "cuts", ...), and what they were.

@@ -206,6 +206,13 @@ TEST_F(FileStoreTest, AdoptsABlockUpToItsFirstErasedByte) {
   }
 }
 
+TEST_F(FileStoreTest, KeepsAnAdoptedPlaceThatItCannotList) {
+  Put(0x40, Block(1000));
+  Refuse(2 + 2 + 1025 + 1, 2);  // behind the probe, the table and the block
+  EXPECT_EQ(Open()->GetFileStartAddress(Upgrade), 0x440);
+  EXPECT_EQ(Table(), Bytes(12, 0xFF));
+}
+
 TEST_F(FileStoreTest, ReservesWithoutWritingWhereThereIsNothingToAdopt) {
   const auto reserves = [this](char const* what) {
     const auto store = Open();
@@ -328,8 +335,14 @@ TEST_F(FileStoreTest, RefusesAWriteWhoseNeighbourCannotBeRead) {
     EXPECT_EQ(chip.Model().page_writes, 0U);
   }
   chip.ClearFaults();
-  chip.Memory()[0x90] ^= 1;
   EXPECT_TRUE(Open()->Write(Peripheral, Counting(30, 9)));
+  auto store = Open();
+  chip.Add(CHIP_FAULT_FLIP, chip.Model().messages + 2);
+  EXPECT_TRUE(store->Write(Peripheral, Counting(70)));
+  EXPECT_EQ(Stored(Upgrade), Counting(30, 3)) << "read wrongly once";
+
+  PutFile(Upgrade, 0x80, Counting(30, 3));
+  chip.Memory()[0x90] ^= 1;
   EXPECT_TRUE(Open()->Write(Peripheral, Counting(60)));
   EXPECT_EQ(Table(), (Bytes{0x40, 0, 62, 0, 0x80, 0, 32, 0, 0xC0, 0, 32, 0}));
 }

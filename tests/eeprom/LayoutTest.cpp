@@ -229,6 +229,12 @@ INSTANTIATE_TEST_SUITE_P(
         PlanCase{"InPlaceBeyondTheDevice", {{{{0x7FF7, 10}, None, None}}, "0", Peripheral, 10}, Refused},
         PlanCase{
             "GrowsBeyondTheDevice", {{{{0x40, 0x100}, None, {0x7F00, 100}}}, "02", Board, 0x180}, Refused},
+        PlanCase{"HalfWrittenEntryLeadsNowhere",
+                 {{{{0x40, 0x80}, {0x100, 0xFF00}, None}}, "0", Board, 10},
+                 Outcome{{{0xC0, 10}}, {{0x40, 0x80}, {0x100, 0xFF00}, {0xC0, 10}}}},
+        PlanCase{"HalfWrittenPlaceThatDoesNotFit",
+                 {{None, {0x7FF0, 0xFF20}, None}, "", Upgrade, 0x100},
+                 Outcome{{{0x40, 0x100}}, {No, {0x40, 0x100}, No}}},
         PlanCase{"PlaceWithoutALength",
                  {{{{0x40, 0}, None, None}}, "", Peripheral, 10},
                  Outcome{{{0x40, 10}}, {{0x40, 10}, No, No}}}),

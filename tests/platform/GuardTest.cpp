@@ -45,8 +45,10 @@ TEST(SignalHold, PutsSignalsOffButInAWindow) {
       EXPECT_EQ(Raise(), 0);
     }
     EXPECT_EQ(arrived - begin, 12);
-    const SignalWindow nothingHeld;
-    EXPECT_EQ(Raise(), 3);
+    {
+      const SignalWindow nothingHeld;
+      EXPECT_EQ(Raise(), 3);
+    }
     pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
     EXPECT_EQ(arrived - begin, 16);
   }

@@ -1,7 +1,4 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <array>
 
@@ -17,8 +14,6 @@ using Data = std::vector<unsigned char>;
 constexpr unsigned char READ = FileStream::READ;
 constexpr unsigned char WRITE = FileStream::WRITE;
 constexpr unsigned char REPLACE = FileStream::WRITE | FileStream::TRUNCATE;
-
-const unsigned int FirstId = FileStream("/dev/null", READ).GetID();  // before any test makes a stream
 
 // Reads what `input` holds, or gives a result code; keeps what is written.
 class ScriptedStream : public Stream {
@@ -42,16 +37,12 @@ class ScriptedStream : public Stream {
 };
 
 TEST(Stream, IsNumberedThroughoutTheProcessAndStartsUnconnected) {
-  EXPECT_EQ(FirstId, 0U);
   const unsigned int next = Stream::nextID;
   EXPECT_EQ(ScriptedStream().GetID(), next);
-  EXPECT_EQ(FileStream("/dev/null", READ).GetID(), next + 1);
   ScriptedStream stream;
-  EXPECT_EQ(stream.GetID(), next + 2);
+  EXPECT_EQ(stream.GetID(), next + 1);
   EXPECT_THAT((std::array{stream.GetType(), stream.GetStatus(), stream.GetConnectivitySource()}),
               ElementsAre(0, 1, 0));
-  stream.SetStreamDataType(StreamDataType{7});
-  EXPECT_EQ(stream.GetStreamDataType(), StreamDataType{7});
   EXPECT_FALSE(stream.Connected());
   stream.Open();
   EXPECT_TRUE(stream.Connected());
@@ -83,15 +74,6 @@ TEST(Stream, CopiesWhatOneReadOfTheSourceGave) {
   EXPECT_EQ(target.output, std::vector<Data>({{5, 6}}));
 }
 
-TEST(FileStream, TranslatesItsFlags) {
-  using Ios = std::ios_base;
-  FileStream stream("/dev/null", READ);
-  EXPECT_EQ(stream.TranslateFlags(0x01), Ios::binary | Ios::in);
-  EXPECT_EQ(stream.TranslateFlags(0x0A), Ios::binary | Ios::out | Ios::trunc);
-  EXPECT_EQ(stream.TranslateFlags(0xF4), Ios::binary | Ios::app | Ios::ate);
-  EXPECT_EQ(stream.TranslateFlags(0x1F), Ios::binary | Ios::in | Ios::out | Ios::app | Ios::trunc | Ios::ate);
-}
-
 class FileStreamTest : public testing::Test {
  protected:
   TempDirectory directory;
@@ -102,16 +84,12 @@ TEST_F(FileStreamTest, ReadsUpToTheEnd) {
   const std::string path = directory.File("five", std::string("\0\r\n\xff\x1a", 5));
   FileStream stream(path, READ);
   EXPECT_TRUE(stream.Good());
-  EXPECT_EQ(stream.Read(buffer, 0), 0);
-  EXPECT_EQ(stream.Read(buffer, -1), 0);
   EXPECT_EQ(stream.Read(buffer, 2), 2);
   EXPECT_EQ(stream.GetFileSize(), 5);
   EXPECT_THAT(stream.Read(), ElementsAre('\n', 0xff, 0x1a));
   EXPECT_FALSE(stream.Good());
   EXPECT_EQ(stream.Read(buffer, 8), 0);
   EXPECT_EQ(stream.GetFileSize(), -1);
-  EXPECT_EQ(FileStream(path, READ).Read(buffer, 8), 5);
-  EXPECT_TRUE(FileStream(directory.File("empty", ""), READ).Read().empty());
 }
 
 TEST_F(FileStreamTest, ReportsWhatCannotBeReadOrWritten) {
@@ -119,13 +97,7 @@ TEST_F(FileStreamTest, ReportsWhatCannotBeReadOrWritten) {
   EXPECT_FALSE(missing.Good());
   EXPECT_EQ(missing.Read(buffer, 1), -2);
   EXPECT_EQ(missing.Write(buffer, 1), -4);
-  EXPECT_EQ(missing.GetFileSize(), -1);
-  EXPECT_TRUE(missing.Read().empty());
-  EXPECT_EQ(FileStream(directory / "", READ).Read(buffer, 1), -2);
-  EXPECT_EQ(FileStream(directory / "missing/file", REPLACE).Write(buffer, 1), -2);
-  FileStream fullDisk("/dev/full", REPLACE);
-  EXPECT_EQ(fullDisk.Write(buffer, 1), -2);
-  EXPECT_EQ(fullDisk.Write(buffer, 1), -2);
+  EXPECT_EQ(FileStream("/dev/full", REPLACE).Write(buffer, 1), -2);
 
   const std::string path = directory.File("kept", "kept");
   EXPECT_EQ(FileStream(path, READ).Write(buffer, 1), -4);
@@ -141,8 +113,6 @@ TEST_F(FileStreamTest, HandsEveryWriteToTheSystem) {
   EXPECT_EQ(stream.Write(buffer, 3), 3);
   EXPECT_EQ(stream.Write(buffer, -1), 0);
   EXPECT_EQ(ContentOf(path), "abc");
-  EXPECT_EQ(stream.Write(Data(100'000, 'x')), 100'000);
-  EXPECT_EQ(ContentOf(path).size(), 100'003U);
   stream.Close();
   EXPECT_TRUE(stream.Good());
   stream.Close();
@@ -155,28 +125,8 @@ TEST_F(FileStreamTest, MeasuresIn32Bits) {
       {0x7FFFFFFF, 0x7FFFFFFF}, {0x80000000, -0x80000000L}, {0x10000000A, 10}};
   for (auto const& [size, measured] : cases) {
     std::filesystem::resize_file(path, size);
-    FileStream stream(path, READ);
-    EXPECT_EQ(stream.GetFileSize(), measured);
-    if (measured == 0x7FFFFFFF) continue;
-    EXPECT_EQ(stream.Read().size(), static_cast<std::size_t>(std::max(measured, 0L)));
-    EXPECT_EQ(stream.Read(buffer, 1), 1);  // so this was not the whole file
+    EXPECT_EQ(FileStream(path, READ).GetFileSize(), measured);
   }
-}
-
-TEST_F(FileStreamTest, PassesBytesThroughAPipe) {
-  const std::string path = directory / "pipe";
-  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-  const int holder = open(path.c_str(), O_RDWR);  // so that neither end waits for the other
-  FileStream writer(path, WRITE);
-  FileStream reader(path, READ);
-  close(holder);
-  EXPECT_EQ(writer.Write(Data{1, 2, 3, 4}), 4);
-  EXPECT_EQ(reader.GetFileSize(), -1);
-  EXPECT_TRUE(reader.Read().empty());
-  EXPECT_EQ(reader.Read(buffer, 3), 3);
-  EXPECT_EQ(buffer[2], 3);
-  writer.Close();
-  EXPECT_EQ(reader.Read(buffer, 3), 1);
 }
 
 TEST(ByteBuffer, MovesWhatFitsAndSaysHowMuch) {

@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include <cerrno>
+#include <thread>
 #include <tuple>
 
 #include "platform/PosixEvent.h"
@@ -18,17 +19,31 @@ using Addresses = std::vector<unsigned short>;
 
 thread_local bool failsNextMutexInit = false;
 int createError = 0;
+std::atomic<int> broadcastsToStart = 0;  // holds a new thread until events have been signalled so often
+
+using HeldStart = std::pair<void* (*)(void*), void*>;
+
+void* StartLate(void* argument) {
+  const std::unique_ptr<HeldStart> held(static_cast<HeldStart*>(argument));
+  while (broadcastsToStart > 0) std::this_thread::yield();
+  return held->first(held->second);
+}
 
 }  // namespace
 
 WRAP(int, pthread_create, pthread_t* id, pthread_attr_t const* attributes, void* (*body)(void*),
      void* argument) {
   if (createError != 0) return std::exchange(createError, 0);
-  return __real_pthread_create(id, attributes, body, argument);
+  return __real_pthread_create(id, attributes, StartLate, new HeldStart(body, argument));
 }
 
 WRAP(int, pthread_mutex_init, pthread_mutex_t* mutex, pthread_mutexattr_t const* attributes) {
   return std::exchange(failsNextMutexInit, false) ? EAGAIN : __real_pthread_mutex_init(mutex, attributes);
+}
+
+WRAP(int, pthread_cond_broadcast, pthread_cond_t* condition) {
+  __real_pthread_cond_broadcast(condition);
+  return --broadcastsToStart, 0;
 }
 
 namespace {
@@ -42,6 +57,7 @@ class ScriptedBus : public TransactionalizedI2CBus {
   void SetBusSpeed(unsigned int) override {}
   unsigned int GetBusSpeed() const override { return 0; }
   bool Transact(Transaction* record) override {
+    const std::lock_guard lock(mutex);
     if (!TransactionalizedI2CBus::Transact(record)) return false;
     accepted.push_back(record->address);
     return true;
@@ -55,6 +71,7 @@ class ScriptedBus : public TransactionalizedI2CBus {
 
  private:
   std::function<void(Transaction&)> attempt;
+  std::mutex mutex;
 };
 
 constexpr auto Seven = AddressMode::SevenBit;
@@ -85,7 +102,7 @@ TEST(TransactionQueue, FillsARecordForEachKindAndReturnsTheAskedCount) {
 }
 
 TEST(TransactionQueue, MakesUpToThreeAttempts) {
-  const std::tuple<int, int, int> cases[] = {{0, 1, 4}, {2, 3, 4}, {3, 3, 0}};
+  const std::tuple<int, int, int> cases[] = {{0, 1, 4}, {1, 2, 4}, {2, 3, 4}, {3, 3, 0}, {99, 3, 0}};
   for (auto const& [failures, attempts, result] : cases) {
     int calls = 0;
     ScriptedBus bus([&calls, limit = failures](Transaction& record) { record.success = ++calls > limit; });
@@ -136,6 +153,37 @@ TEST(TransactionQueue, HoldsTenAndRefusesOneMore) {
   EXPECT_EQ(handled.size(), 25U);
   EXPECT_EQ(handled, bus.accepted);
   EXPECT_EQ(bus.PopTransaction(), nullptr);
+}
+
+TEST(TransactionQueue, ServesManyThreadsInTheOrderOfAcceptance) {
+  Addresses handled;
+  ScriptedBus bus([&handled](Transaction& record) {
+    handled.push_back(record.address);
+    record.success = true;
+  });
+  std::vector<std::thread> callers;
+  for (unsigned short caller = 1; caller <= 4; ++caller) {
+    callers.emplace_back([&bus, caller] {
+      for (int i = 0; i < 200; ++i) EXPECT_EQ(bus.Write(out, 1, caller, Seven), 1);
+    });
+  }
+  for (auto& caller : callers) caller.join();
+  EXPECT_EQ(handled.size(), 800U);
+  EXPECT_EQ(handled, bus.accepted);
+}
+
+// Queueing and the request to stop signal once each, and the worker sees both when it begins.
+TEST(TransactionQueue, LeavesUnservedWhatIsQueuedWhenItStops) {
+  broadcastsToStart = 2;
+  PosixEvent done(true);
+  int calls = 0;
+  Transaction record{.event = &done, .eventFlags = 1};
+  {
+    ScriptedBus bus([&calls](Transaction&) { ++calls; });
+    EXPECT_TRUE(bus.Transact(&record));
+  }
+  EXPECT_EQ(calls, 0);
+  EXPECT_FALSE(done.IsSignalled(1));
 }
 
 TEST(TransactionQueue, RefusesTransfersItCouldNotComplete) {

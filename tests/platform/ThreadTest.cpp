@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <thread>
 
 #include "platform/PosixEvent.h"
 #include "platform/PosixThread.h"
@@ -14,11 +15,17 @@ int policy, priority, inherits;
 std::size_t stack;
 
 int createError, joins, cancels;
+std::atomic<bool> createsLate, mayCreate;
 
 }  // namespace
 
 WRAP(int, pthread_create, pthread_t* id, pthread_attr_t const* attributes, void* (*body)(void*),
      void* argument) {
+  if (createsLate) {
+    while (!mayCreate) std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    return __real_pthread_create(id, nullptr, body, argument);
+  }
   sched_param parameters{};
   pthread_attr_getschedparam(attributes, &parameters);
   priority = parameters.sched_priority;
@@ -84,6 +91,24 @@ TEST_F(ThreadTest, RunsOnceUntilAskedToStop) {
   EXPECT_EQ(cancels, 0);
 }
 
+TEST_F(ThreadTest, CountsAsRunningAfterItsBodyReturned) {
+  static PosixEvent ended(true);
+  struct EndMark {
+    ~EndMark() { ended.Signal(1); }  // when the thread has left everything of ours
+  };
+  thread = ThreadFactory::GetUniqueThread(
+      [](void*) -> void* {
+        thread_local EndMark mark;
+        return &mark;
+      },
+      58, 0);
+  EXPECT_EQ(thread->StartThread(nullptr, ""), 0);
+  ended.WaitOr(1);
+  EXPECT_TRUE(thread->IsRunning());
+  thread.reset();
+  EXPECT_EQ(joins, 1);
+}
+
 TEST_F(ThreadTest, SurvivesAFailedCreationAndARefusedName) {
   createError = EAGAIN;
   EXPECT_EQ(thread->StartThread(&job, ""), EAGAIN);
@@ -107,6 +132,19 @@ TEST_F(ThreadTest, CancelsABodyThatHasNoStopRequest) {
   EXPECT_EQ(job.stop->Signal(0x2), 0);  // the cancelled wait left the event unlocked
 }
 
+// The start is claimed, but the destructor finds no thread to join yet.
+TEST_F(ThreadTest, JoinsAThreadWhoseStartIsUnderWay) {
+  createsLate = true;
+  std::thread starter([this, &starting = *thread] { starting.StartThread(&job, ""); });
+  while (!thread->IsRunning()) std::this_thread::yield();
+  mayCreate = true;
+  thread.reset();
+  EXPECT_EQ(joins, 1);
+  EXPECT_EQ(job.stopFlags, 1U);
+  starter.join();
+  createsLate = mayCreate = false;
+}
+
 TEST_F(ThreadTest, AsksForRoundRobinAtItsPriority) {
   const unsigned int count = Thread::threadCount;
   createError = EPERM;
@@ -120,6 +158,7 @@ TEST_F(ThreadTest, AsksForRoundRobinAtItsPriority) {
     using Thread::priority;
   } sized(RunUntilStopped, 1, 256 * 1024);
   EXPECT_TRUE(sized.SetPriority(7));
+  EXPECT_FALSE(sized.SetPriority(1000));
   sized.StartThread(nullptr, "");
   EXPECT_EQ(priority, 7);
   EXPECT_EQ(sized.priority, 7);

@@ -25,8 +25,8 @@ END {
   ours = "#1f6f8b"
   limit = "#9aa5ad"
   other = "#c98b3c"
-  print "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"720\" height=\"310\" viewBox=\"0 0 720 310\" font-family=\"sans-serif\" font-size=\"13\">"
-  print "<rect width=\"720\" height=\"310\" fill=\"white\"/>"
+  print "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"720\" height=\"290\" viewBox=\"0 0 720 290\" font-family=\"sans-serif\" font-size=\"13\">"
+  print "<rect width=\"720\" height=\"290\" fill=\"white\"/>"
   y = 0
   scale = 100
   head("Reading 32 KiB at 400 kHz")

@@ -5,7 +5,8 @@
 //   --bare                      makes the calls itself, without a worker
 //   read:ADDRESS:LENGTH[:FILE]  reads in transfers of 16 bytes, into FILE at the end
 //   write:ADDRESS:FILE          writes FILE page by page
-//   bytes:ADDRESS:FILE          writes FILE byte by byte, as programs for small EEPROMs do
+//   bytes:ADDRESS:FILE          writes FILE byte by byte and waits just 5 ms, as programs for small EEPROMs
+//   do
 #include <fcntl.h>
 #include <linux/i2c-dev.h>
 #include <semaphore.h>
@@ -30,7 +31,8 @@ using Bytes = std::vector<unsigned char>;
 constexpr unsigned long Slave = 0x56;
 constexpr std::size_t ReadSize = 16;
 constexpr std::size_t PageSize = 64;
-constexpr long WriteCyclePause = 6'000'000;  // ns: 5 ms and the one that a pause rounds up by
+constexpr long WriteCycle = 5'000'000;  // ns
+constexpr long PagePause = 6'000'000;   // ns: Brindle's pauses round up by a millisecond
 
 [[noreturn]] void Fail(char const* what) {
   std::perror(what);
@@ -94,10 +96,10 @@ class Worker {
   Transfer const* next = nullptr;
 };
 
-void Pause() {
+void Pause(long duration) {
   timespec time{};
   clock_gettime(CLOCK_MONOTONIC, &time);
-  time.tv_nsec += WriteCyclePause;
+  time.tv_nsec += duration;
   if (time.tv_nsec >= 1'000'000'000) {
     ++time.tv_sec;
     time.tv_nsec -= 1'000'000'000;
@@ -121,14 +123,14 @@ Bytes Read(std::size_t address, std::size_t length, Perform const& perform) {
 }
 
 template <typename Perform>
-void Write(std::size_t address, Bytes const& bytes, std::size_t page, Perform const& perform) {
+void Write(std::size_t address, Bytes const& bytes, std::size_t page, long pause, Perform const& perform) {
   std::array<unsigned char, 2 + PageSize> message{};
   for (std::size_t count = 0; count < bytes.size();) {
     const std::size_t size = std::min(page - (address + count) % page, bytes.size() - count);
     std::ranges::copy(WireAddress(address + count), message.begin());
     std::memcpy(message.data() + 2, bytes.data() + count, size);
     perform(Transfer{std::span(message).first(2 + size), {}});
-    Pause();
+    Pause(pause);
     count += size;
   }
 }
@@ -161,8 +163,10 @@ void RunStep(std::string const& step, Perform const& perform) {
   if (words[0] == "read") {
     const Bytes bytes = Read(address, std::stoul(words[2], nullptr, 0), perform);
     if (!words[3].empty()) Save(words[3], bytes);
+  } else if (words[0] == "write") {
+    Write(address, Load(words[2]), PageSize, PagePause, perform);
   } else {
-    Write(address, Load(words[2]), words[0] == "bytes" ? 1 : PageSize, perform);
+    Write(address, Load(words[2]), 1, WriteCycle, perform);
   }
 }
 

@@ -36,11 +36,11 @@ function ratio(subject, one, other, unit) {
 }
 
 function goal(name, value, limit) {
-  goals[++goalCount] = name "\t" sprintf("%.3g", value) "\t" limit "\t" (value <= limit ? "met" : "MISSED")
+  goals[++goalCount] = name "\t" sprintf(value < 10 ? "%.3f" : "%.1f", value) "\t" limit "\t" (value <= limit ? "met" : "MISSED")
 }
 
 function commands(k, part, subject) {
-  row("Command\tBrindle\tFloor\tBare loop\tBrindle / floor\tBrindle / bare\tSwitches a call")
+  row("Command\tBrindle\tFloor\tBare loop\tBrindle / floor\tBrindle / bare\tSwitches a transfer")
   for (k = 1; k <= keys; ++k) {
     split(order[k], part, "|")
     if (part[1] != "commands" || part[3] != "Brindle" || part[4] != "us") continue
@@ -49,7 +49,8 @@ function commands(k, part, subject) {
         spread(subject "|bare|us") "\t" sprintf("%.3f\t%.3f", ratio(subject, "Brindle", "floor", "us"), \
         ratio(subject, "Brindle", "bare", "us")) "\t" transferSwitches(part[2]))
   }
-  table("Whole commands, messages taking no time (ms: median, smallest-largest; ratios of the smallest)")
+  table("Whole commands, messages taking no time (ms: median, smallest-largest; ratios of the smallest; " \
+        "context switches for each transfer: Brindle / floor)")
 }
 
 # Context switches of Brindle and of the floor for each transfer of the command.

@@ -64,9 +64,10 @@ class PosixEEpromHandler : public EEPromHandler {
   // Writes the copy and reads it back. True when the whole table was written.
   bool WriteFileAllocationTable();
 
-  // Gives the peripheral configuration file its reserved place when its entry is not usable. When a block
-  // with a correct checksum lies there, the file is taken to end before its first 0xFF byte, and the table is
-  // written.
+  // Gives the peripheral configuration file its reserved place when its entry is not usable, or is what a
+  // power cut left of listing it there. When a block with a correct checksum lies in that place, the file is
+  // taken to end before its first 0xFF byte, and the table is written; should that fail, the copy keeps the
+  // place.
   void MakeFirstFileAsPeripheralConfig();
 
  private:

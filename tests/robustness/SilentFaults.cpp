@@ -25,7 +25,8 @@ std::vector<SilentFault> Faults() {
   return {{"a bit flipped on the wire", CHIP_FAULT_FLIP, {0, 13, 18, 90}},
           {"a write acknowledged and dropped", CHIP_FAULT_DROP, {0}},
           {"an address counter that stands still", CHIP_FAULT_STUCK, {0}},
-          {"a foreign transfer in between", CHIP_FAULT_FOREIGN, {0x2345}}};
+          {"a foreign transfer in between", CHIP_FAULT_FOREIGN, {0x2345}},
+          {"a read refused after the counter moved", CHIP_FAULT_REFUSE_LATE, {0}}};
 }
 
 std::vector<Command> Commands(Boards::Board const& board) {
@@ -58,7 +59,7 @@ Tally Try(Bench& bench, Boards::Board const& board, Command const& command, Sile
   bench.Load(board.memory);
   bench.Run(command);
   const std::uint64_t messages = bench.Chip().messages;
-  const std::uint64_t step = 1 + messages / 150;
+  const std::uint64_t step = 1 + messages / 700;
   Tally tally;
   for (std::uint64_t message = 1; message <= messages; message += step) {
     for (const unsigned int parameter : fault.parameters) {

@@ -2,6 +2,8 @@
 # chip, so its size counts and its speed does not. docs/performance.md has what each option gives.
 add_library(brindle_release INTERFACE)
 target_compile_options(brindle_release INTERFACE $<$<CONFIG:Release>:-Os>)
+# For those who link statically: it leaves out what nobody calls of the libraries.
+target_link_options(brindle_release INTERFACE $<$<CONFIG:Release>:-Wl,--gc-sections>)
 
 # Link-time optimisation where the compiler has it. Not for clang, which needs a linker of its own for it.
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")

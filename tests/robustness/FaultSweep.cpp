@@ -233,7 +233,7 @@ class Case {
     Bytes const& erased = variant.expected.memory;
     bool anyPage = false;
     for (std::size_t page = 0; page < ChipSize; page += 64) {
-      anyPage = anyPage || std::equal(erased.begin(), erased.begin() + 64, now.begin() + page);
+      anyPage = anyPage || std::equal(erased.begin(), erased.begin() + 64, now.subspan(page).begin());
     }
     if (!bench.Holds(erased)) ++exceptions[Exception::PagesNotErased];
     return anyPage;

@@ -32,7 +32,8 @@ std::vector<Command> const& Commands() {
   static const std::vector<Command> commands = [] {
     std::vector<Command> list;
     for (unsigned int file = 0; file < Files; ++file) {
-      for (const std::size_t length : {1, 200, 3000, 12'000}) list.push_back(Write(file, length, file));
+      for (const std::size_t length : {1UL, 200UL, 3000UL, 12'000UL})
+        list.push_back(Write(file, length, file));
       list.push_back(Write(file, 200, file + 10));
     }
     list.push_back(Write(0, 16'382));

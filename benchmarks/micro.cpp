@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "board/EmulatedChip.h"
+#include "chip/EmulatedChip.h"
 #include "eeprom/Cat24c256Eeprom.h"
 #include "eeprom/ImageChecksum.h"
 #include "eeprom/PlacementPlan.h"

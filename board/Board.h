@@ -13,7 +13,7 @@
 #include "board/FuseNode.h"
 #include "board/I2CAdapter.h"
 #include "board/ImageFile.h"
-#include "board/chip_model.h"
+#include "chip/chip_model.h"
 
 class Board final {
  public:

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "board/chip_model.h"
+#include "chip/chip_model.h"
 
 struct BoardOptions {
   // Throws BoardError with one line for the user on bad use. `command` points into `arguments`.

@@ -12,7 +12,7 @@
 #include <string>
 
 #include "board/Descriptor.h"
-#include "board/chip_model.h"
+#include "chip/chip_model.h"
 
 class CallTrace final {
  public:

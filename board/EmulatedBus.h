@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "board/CallTrace.h"
-#include "board/chip_model.h"
+#include "chip/chip_model.h"
 
 class EmulatedBus final {
  public:

@@ -24,7 +24,7 @@
 #include <linux/string.h>
 #include <linux/vmalloc.h>
 
-#include "board/chip_model.h"
+#include "chip/chip_model.h"
 
 #define CLOCKS_PER_BYTE 9
 #define SLAVE_NAME_SIZE 5

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "board/EmulatedChip.h"
+#include "chip/EmulatedChip.h"
 #include "robustness/StoreModel.h"
 #include "support/ModelBus.h"
 

@@ -15,7 +15,7 @@
 #include <initializer_list>
 #include <vector>
 
-#include "board/EmulatedChip.h"
+#include "chip/EmulatedChip.h"
 #include "i2c/I2CBus.h"
 #include "i2c/TransactionalizedI2CBus.h"
 #include "support/VirtualClock.h"

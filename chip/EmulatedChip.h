@@ -1,8 +1,8 @@
 // A chip of the model together with its memory, which is erased (0xFF) at first.
 //
 // One thread at a time, as the model itself.
-#ifndef BOARD_EMULATED_CHIP_H
-#define BOARD_EMULATED_CHIP_H
+#ifndef CHIP_EMULATED_CHIP_H
+#define CHIP_EMULATED_CHIP_H
 
 #include <algorithm>
 #include <cstdint>
@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "board/chip_model.h"
+#include "chip/chip_model.h"
 
 class EmulatedChip final {
  public:

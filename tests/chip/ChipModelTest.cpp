@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "board/EmulatedChip.h"
+#include "chip/EmulatedChip.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: GPL-2.0 OR MIT */
-#include "board/chip_model.h"
+#include "chip/chip_model.h"
 
 /* NOLINTBEGIN(readability-identifier-naming) */
 

@@ -20,8 +20,8 @@
  *    or written, and wraps at the end of the memory. The CAT24C16 takes bits 8 to 10 of the counter from
  *    the slave address of every message.
  */
-#ifndef BOARD_CHIP_MODEL_H
-#define BOARD_CHIP_MODEL_H
+#ifndef CHIP_CHIP_MODEL_H
+#define CHIP_CHIP_MODEL_H
 
 #ifdef __cplusplus
 extern "C" {

@@ -23,6 +23,13 @@ bool DescribesImage(FileAllocationTableEntry const& entry) {
   return EEPromHelper::IsAddressValid(entry.Address) && EEPromHelper::IsSizeValid(entry.Size);
 }
 
+FileAllocationTable WithoutTornEntries(FileAllocationTable table) {
+  constexpr FileAllocationTableEntry Erased = {EEPromHelper::FreshEEPromValue,
+                                               EEPromHelper::FreshEEPromValue};
+  std::replace_if(table.begin(), table.end(), IsHalfWritten, Erased);
+  return table;
+}
+
 // Whether two stretches meet in a memory of `size` bytes whose addresses go round.
 bool Meet(unsigned long start1, unsigned long length1, unsigned long start2, unsigned long length2,
           unsigned long size) {
@@ -67,8 +74,8 @@ void FileLayout::Place(File file, unsigned long start, unsigned long length) {
 
 std::optional<unsigned short> FileLayout::StartFor(File file, unsigned long length) const {
   unsigned long start = StartAddress(table, file);
-  const bool leadsNowhere = !Fits(start, length) && HasHalfWrittenEntry();
-  if (leadsNowhere || RunsIntoAnother(file, start, length)) start = RoundedUp(HighestEnd());
+  if (!Fits(start, length)) start = StartAddress(WithoutTornEntries(table), file);
+  if (RunsIntoAnother(file, start, length)) start = RoundedUp(HighestEnd());
   if (!Fits(start, length) || RunsIntoAnother(file, start, length)) return std::nullopt;
   return static_cast<unsigned short>(start);
 }
@@ -86,10 +93,6 @@ bool FileLayout::RunsIntoAnother(File file, unsigned long start, unsigned long l
     const auto& [address, size] = table[Index(other)];
     return Meet(start, inside, address, size, deviceSize) && IsToBeKept(other);
   });
-}
-
-bool FileLayout::HasHalfWrittenEntry() const {
-  return std::any_of(table.begin(), table.end(), IsHalfWritten);
 }
 
 bool FileLayout::IsToBeKept(File file) const {

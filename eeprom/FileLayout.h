@@ -37,9 +37,9 @@ class FileLayout {
   // Enters an image of `length` bytes at `start`, from now on not to be overwritten.
   void Place(File file, unsigned long start, unsigned long length);
 
-  // Where an image of `length` bytes goes for a lifted file: StartAddress, or, when it would run into an
-  // image there, or would not fit there on the word of a half-written entry, behind the highest image. No
-  // value when it does not fit there.
+  // Returns where an image of `length` bytes goes for a lifted file: to StartAddress, and where it does not
+  // fit there, to the StartAddress of the table without its half-written entries. If it would overwrite an
+  // image there, it goes after the image that ends highest. No value when it does not fit.
   [[nodiscard]] std::optional<unsigned short> StartFor(File file, unsigned long length) const;
 
   // Whether an image may lie there at all: inside the file area and the device.
@@ -54,7 +54,6 @@ class FileLayout {
  private:
   enum class State { Standing, Lifted, Placed };
 
-  [[nodiscard]] bool HasHalfWrittenEntry() const;
   [[nodiscard]] bool IsToBeKept(File file) const;
   [[nodiscard]] unsigned long HighestEnd() const;
 

@@ -179,10 +179,12 @@ StoreModel::Layout StoreModel::Lay(unsigned int file, unsigned int length, bool 
   };
   const auto place = [&](unsigned int which, unsigned int size, bool anew) {
     unsigned int start = anew ? FollowingStart(layout.table) : table[which].address;
-    const bool misled = !fits(start, size) && std::any_of(layout.table.begin(), layout.table.end(), IsTorn);
-    if (anew && (misled || !isFree(start, size))) {
-      start = (std::max(highestEnd, FileArea) + 63) / 64 * 64;
+    if (anew && !fits(start, size)) {
+      Table whole = layout.table;
+      std::replace_if(whole.begin(), whole.end(), IsTorn, Entry{Erased, Erased});
+      start = FollowingStart(whole);
     }
+    if (anew && !isFree(start, size)) start = (std::max(highestEnd, FileArea) + 63) / 64 * 64;
     if (!isFree(start, size)) return Layout::Problem::InTheWay;
     if (!fits(start, size)) return Layout::Problem::NoRoom;
     const bool isLost = which != file && (lost >> which & 1) != 0;

@@ -21,8 +21,9 @@ class EEPromHandler {
 
   // Between a stored file and the host file at `path`, which holds the data alone. A host file that cannot be
   // read in full, or that holds more than the whole device, fails with the EEPROM untouched; a pipe is read
-  // to its end and fails when it brings nothing. Read makes or empties the host file only once it has the
-  // data.
+  // to its end and fails when it delivers no data. Read creates or truncates the host file only once it has
+  // the data. Read and Verify go by the table alone: with a foreign table a file can be longer than the
+  // device, since the chip's addresses wrap, and then has up to 0xFFFC bytes.
   virtual bool Write(FilesInEEProm file, std::string const& path) = 0;
   // Between the whole EEPROM and a raw image. WriteAll fills up a shorter image with 0xFF, and refuses one
   // whose size cannot be measured (a pipe); VerifyAll wants exactly the device's size.

@@ -224,6 +224,27 @@ TEST_F(FileStoreTest, VerifiesEveryByteOfAHostFile) {
   EXPECT_FALSE(Open()->Verify(Board, Make("shorter", Counting(299))));
 }
 
+// A foreign table can describe a file that is longer than the device: the chip's addresses wrap.
+TEST_F(FileStoreTest, VerifiesWhatItReadsOfAFileLongerThanTheDevice) {
+  constexpr unsigned short Size = 0x8003;
+  PutEntry(Board, 0x40, Size);
+  // The last bytes before the wrap make up for the others: continuing from a checksum is the same as starting
+  // with its bytes XORed into the next ones.
+  Bytes data = At(0x42, DeviceSize - 0x42);
+  const Bytes start = At(0, 0x3E);
+  data.insert(data.end(), start.begin(), start.end());
+  const unsigned int state = ImageChecksum(data) ^ 0xFFFFU;
+  for (unsigned int word = 0; word < 0x10000; ++word) {
+    const Bytes last = {static_cast<unsigned char>(word ^ state),
+                        static_cast<unsigned char>((word ^ state) >> 8), 0xFF, 0xFF, 0xFF};
+    if (ImageChecksum(last) != 0xFFFF) continue;
+    Put(0x3E, {static_cast<unsigned char>(word), static_cast<unsigned char>(word >> 8)});
+  }
+  ASSERT_TRUE(Open()->Read(Board, host / "long"));
+  EXPECT_EQ(std::filesystem::file_size(host / "long"), Size - 2);
+  EXPECT_TRUE(Open()->Verify(Board, host / "long"));
+}
+
 // --- board bytes ---
 
 TEST_F(FileStoreTest, KeepsToTheFourBoardBytes) {

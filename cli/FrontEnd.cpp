@@ -5,10 +5,10 @@
 #include <charconv>
 #include <iterator>
 #include <optional>
+#include <span>
 #include <stdexcept>
-#include <string>
+#include <string_view>
 #include <utility>
-#include <vector>
 
 #include "eeprom/PosixEEpromHandler.h"
 #include "platform/SignalHold.h"
@@ -23,17 +23,17 @@ constexpr int OperationFailed = 5;
 constexpr int NotAccessible = 19;
 constexpr int InvalidArguments = 22;
 
-const std::string ReadFlag = "/R";
-const std::string WriteFlag = "/W";
-const std::string EraseFlag = "/E";
-const std::string VerifyFlag = "/V";
-const std::string BoardSetFlag = "/BS";
-const std::string DeveloperSetFlag = "/DS";
-const std::string ReadBoardInfoFlag = "/RBI";
-const std::string ReadAllFlag = "/RA";
-const std::string WriteAllFlag = "/WA";
-const std::string VerifyAllFlag = "/VA";
-const std::string Goldcrest = "Goldcrest";
+constexpr std::string_view ReadFlag = "/R";
+constexpr std::string_view WriteFlag = "/W";
+constexpr std::string_view EraseFlag = "/E";
+constexpr std::string_view VerifyFlag = "/V";
+constexpr std::string_view BoardSetFlag = "/BS";
+constexpr std::string_view DeveloperSetFlag = "/DS";
+constexpr std::string_view ReadBoardInfoFlag = "/RBI";
+constexpr std::string_view ReadAllFlag = "/RA";
+constexpr std::string_view WriteAllFlag = "/WA";
+constexpr std::string_view VerifyAllFlag = "/VA";
+constexpr std::string_view Goldcrest = "Goldcrest";
 
 // Positions and counts include the program name.
 constexpr std::size_t CommandArgument = 1;
@@ -46,11 +46,11 @@ constexpr std::size_t SmallestCount = 2;
 struct Request {
   File file = File::PeripheralConfig;
   Location location = Location::BaseboardDefault;
-  std::string value;  // host path or value text, as typed
+  char const* value = "";  // host path or value text, as typed
 };
 
 struct Command {
-  std::string const& word;
+  std::string_view word;
   std::size_t expectedCount;
   bool namesFile;  // by a file type, with the path behind it
   bool writes;     // into the EEPROM
@@ -148,15 +148,18 @@ int ReportResult(std::ostream& output, bool succeeded) {
   return succeeded ? Success : OperationFailed;
 }
 
-Command const* FindCommand(std::string word) {
-  std::transform(word.begin(), word.end(), word.begin(),
-                 [](unsigned char character) { return static_cast<char>(std::toupper(character)); });
-  const auto* const found = std::find_if(std::begin(Commands), std::end(Commands),
-                                         [&word](Command const& command) { return command.word == word; });
+Command const* FindCommand(std::string_view typed) {
+  const auto matches = [](char character, char expected) {
+    return std::toupper(static_cast<unsigned char>(character)) == expected;
+  };
+  const auto* const found =
+      std::find_if(std::begin(Commands), std::end(Commands), [&](Command const& command) {
+        return std::equal(typed.begin(), typed.end(), command.word.begin(), command.word.end(), matches);
+      });
   return found == std::end(Commands) ? nullptr : found;
 }
 
-std::optional<File> ParseFileType(std::string const& text) {
+std::optional<File> ParseFileType(std::string_view text) {
   int number = 0;
   const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
   if (!std::all_of(text.begin(), text.end(), isDigit)) return std::nullopt;
@@ -166,7 +169,7 @@ std::optional<File> ParseFileType(std::string const& text) {
 }
 
 // No value when the file type is none.
-std::optional<Request> ParseRequest(Command const& command, std::vector<std::string> const& arguments) {
+std::optional<Request> ParseRequest(Command const& command, std::span<char const* const> arguments) {
   Request request;
   if (command.namesFile) {
     const auto file = ParseFileType(arguments[ValueArgument]);
@@ -206,7 +209,7 @@ int RunOperation(Command const& command, Request const& request, PosixEEpromHand
 }  // namespace
 
 int FrontEnd(int argc, char const* const* argv, std::ostream& output, BusSource const& getBus) {
-  const std::vector<std::string> arguments(argv, argv + argc);
+  const std::span arguments(argv, static_cast<std::size_t>(argc));
   if (arguments.size() < SmallestCount) return RefuseMissingCommand(output);
   Command const* const command = FindCommand(arguments[CommandArgument]);
   const std::size_t expected = command != nullptr ? command->expectedCount : SmallestCount;

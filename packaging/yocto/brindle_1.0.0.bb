@@ -1,5 +1,5 @@
-# Written by the documentation of the Yocto Project, not run here. Builds the source tree that it lies in: add
-# "packaging/yocto/*.bb" of this tree to BBFILES. The unit tests need googletest from meta-openembedded.
+# Builds the source tree that contains this recipe: add "packaging/yocto/*.bb" of that tree to BBFILES. The unit
+# tests need googletest from meta-openembedded. Written after the Yocto Project's documentation and not yet tried.
 SUMMARY = "Maintenance tool for the files and settings in the board EEPROM"
 SECTION = "console/utils"
 LICENSE = "CLOSED"
@@ -13,7 +13,7 @@ EXTERNALSRC = "${@os.path.realpath(d.getVar('THISDIR') + '/../..')}"
 PACKAGECONFIG ??= "${@bb.utils.contains('PTEST_ENABLED', '1', 'tests', '', d)}"
 PACKAGECONFIG[tests] = "-DBRINDLE_BUILD_TESTS=ON,-DBRINDLE_BUILD_TESTS=OFF,googletest"
 
-# Lists the tests when they are run: the programs can't be asked on the building machine.
+# Lists the tests when they run: the build machine cannot execute the programs.
 EXTRA_OECMAKE += "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"
 
 do_install_ptest() {

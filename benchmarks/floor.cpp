@@ -1,12 +1,12 @@
-// The least that a command can take: opens the node and makes the calls and pauses of Brindle's transfers,
-// each transfer handed to one worker thread, without a store, a driver or a check beyond the call's result.
+// The least that a command can take: opens the node and makes the calls and pauses of Brindle's transfers. It
+// hands each transfer to one worker thread, and has no store, no driver and no check but the calls' results.
 //
-// Usage: bench-floor [--bare] NODE STEP...
-//   --bare                      makes the calls itself, without a worker
-//   read:ADDRESS:LENGTH[:FILE]  reads in transfers of 16 bytes, into FILE at the end
-//   write:ADDRESS:FILE          writes FILE page by page
-//   bytes:ADDRESS:FILE          writes FILE byte by byte and waits just 5 ms, as programs for small EEPROMs
-//   do
+// Usage: bench-floor [--bare] NODE STEP... <IMAGE >FILE
+//   --bare                makes the calls on its only thread, without a worker
+//   read:ADDRESS:LENGTH   reads in transfers of 16 bytes; writes what all steps have read to FILE at the end
+//   write:ADDRESS:LENGTH  writes what IMAGE holds at ADDRESS, page by page
+//   bytes:ADDRESS:LENGTH  writes it byte by byte and waits just 5 ms, as programs for small EEPROMs do
+//   erase:ADDRESS:LENGTH  writes 0xFF, page by page
 #include <fcntl.h>
 #include <linux/i2c-dev.h>
 #include <semaphore.h>
@@ -15,12 +15,12 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <ctime>
+#include <functional>
 #include <span>
-#include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -31,48 +31,44 @@ using Bytes = std::vector<unsigned char>;
 constexpr unsigned long Slave = 0x56;
 constexpr std::size_t ReadSize = 16;
 constexpr std::size_t PageSize = 64;
-constexpr long WriteCycle = 5'000'000;  // ns
-constexpr long PagePause = 6'000'000;   // ns: Brindle's pauses round up by a millisecond
-
-[[noreturn]] void Fail(char const* what) {
-  std::perror(what);
-  std::_Exit(1);
-}
+constexpr std::chrono::milliseconds WriteCycle(5);
+constexpr std::chrono::milliseconds PagePause(6);  // Brindle's pauses round up by a millisecond
 
 // What goes to the chip, then what comes from it; either may be empty.
 struct Transfer {
   std::span<unsigned char const> out;
   std::span<unsigned char> in;
 };
+using Performer = std::function<void(Transfer const&)>;
 
-class Node {
+// Ends the program unless a call returned what it should.
+void Check(ssize_t returned, std::size_t expected) {
+  if (returned == static_cast<ssize_t>(expected)) return;
+  std::perror("bench-floor");
+  std::_Exit(1);
+}
+
+void Perform(int node, Transfer const& transfer) {
+  Check(ioctl(node, I2C_SLAVE, Slave), 0);
+  Check(ioctl(node, I2C_TENBIT, 0UL), 0);
+  if (!transfer.out.empty())
+    Check(write(node, transfer.out.data(), transfer.out.size()), transfer.out.size());
+  if (!transfer.in.empty()) Check(read(node, transfer.in.data(), transfer.in.size()), transfer.in.size());
+}
+
+// Performs the transfers of one caller on another thread, with a semaphore each way: nothing in user space
+// hands over with less. Lives as long as the process.
+class Worker final {
  public:
-  explicit Node(char const* path) : fd(open(path, O_RDWR)) {
-    if (fd < 0) Fail(path);
-  }
-
-  void Perform(Transfer const& transfer) const {
-    if (ioctl(fd, I2C_SLAVE, Slave) < 0 || ioctl(fd, I2C_TENBIT, 0UL) < 0) Fail("ioctl");
-    Check(transfer.out.empty() ? 0 : write(fd, transfer.out.data(), transfer.out.size()),
-          transfer.out.size());
-    Check(transfer.in.empty() ? 0 : read(fd, transfer.in.data(), transfer.in.size()), transfer.in.size());
-  }
-
- private:
-  static void Check(ssize_t moved, std::size_t size) {
-    if (moved != static_cast<ssize_t>(size)) Fail("transfer");
-  }
-
-  int fd;
-};
-
-// One caller, one worker, a semaphore each way: nothing in user space hands over with less.
-class Worker {
- public:
-  explicit Worker(Node const& servedNode) : node(servedNode) {
+  explicit Worker(int node) {
     sem_init(&queued, 0, 0);
     sem_init(&done, 0, 0);
-    std::thread([this] { Serve(); }).detach();
+    std::thread([this, node] {
+      while (sem_wait(&queued) == 0) {
+        ::Perform(node, *next);
+        sem_post(&done);
+      }
+    }).detach();
   }
 
   void Perform(Transfer const& transfer) {
@@ -82,114 +78,70 @@ class Worker {
   }
 
  private:
-  [[noreturn]] void Serve() {
-    while (true) {
-      sem_wait(&queued);
-      node.Perform(*next);
-      sem_post(&done);
-    }
-  }
-
-  Node const& node;
   sem_t queued{};
   sem_t done{};
   Transfer const* next = nullptr;
 };
 
-void Pause(long duration) {
-  timespec time{};
-  clock_gettime(CLOCK_MONOTONIC, &time);
-  time.tv_nsec += duration;
-  if (time.tv_nsec >= 1'000'000'000) {
-    ++time.tv_sec;
-    time.tv_nsec -= 1'000'000'000;
-  }
-  clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &time, nullptr);
-}
-
 std::array<unsigned char, 2> WireAddress(std::size_t address) {
   return {static_cast<unsigned char>(address >> 8), static_cast<unsigned char>(address)};
 }
 
-template <typename Perform>
-Bytes Read(std::size_t address, std::size_t length, Perform const& perform) {
-  Bytes bytes(length);
+void Read(std::size_t address, std::span<unsigned char> bytes, Performer const& perform) {
   const auto start = WireAddress(address);
-  for (std::size_t count = 0; count < length; count += ReadSize) {
-    const std::span in = std::span(bytes).subspan(count, std::min(ReadSize, length - count));
+  for (std::size_t count = 0; count < bytes.size(); count += ReadSize) {
+    const std::span in = bytes.subspan(count, std::min(ReadSize, bytes.size() - count));
     perform(count == 0 ? Transfer{start, in} : Transfer{{}, in});
   }
-  return bytes;
 }
 
-template <typename Perform>
-void Write(std::size_t address, Bytes const& bytes, std::size_t page, long pause, Perform const& perform) {
+void Write(std::size_t address, std::span<unsigned char const> bytes, std::size_t page,
+           std::chrono::milliseconds pause, Performer const& perform) {
   std::array<unsigned char, 2 + PageSize> message{};
-  for (std::size_t count = 0; count < bytes.size();) {
-    const std::size_t size = std::min(page - (address + count) % page, bytes.size() - count);
-    std::ranges::copy(WireAddress(address + count), message.begin());
-    std::memcpy(message.data() + 2, bytes.data() + count, size);
-    perform(Transfer{std::span(message).first(2 + size), {}});
-    Pause(pause);
-    count += size;
+  while (!bytes.empty()) {
+    const std::span piece = bytes.first(std::min(page - address % page, bytes.size()));
+    std::ranges::copy(WireAddress(address), message.begin());
+    std::ranges::copy(piece, message.begin() + 2);
+    perform({std::span(message).first(2 + piece.size()), {}});
+    std::this_thread::sleep_for(pause);
+    address += piece.size();
+    bytes = bytes.subspan(piece.size());
   }
 }
 
-Bytes Load(std::string const& path) {
-  Bytes bytes(32768);
-  const int fd = open(path.c_str(), O_RDONLY);
-  const ssize_t size = fd < 0 ? -1 : read(fd, bytes.data(), bytes.size());
-  if (size < 0) Fail(path.c_str());
-  close(fd);
-  bytes.resize(static_cast<std::size_t>(size));
-  return bytes;
-}
-
-void Save(std::string const& path, Bytes const& bytes) {
-  const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-  if (fd < 0 || write(fd, bytes.data(), bytes.size()) < 0 || close(fd) != 0) Fail(path.c_str());
-}
-
-template <typename Perform>
-void RunStep(std::string const& step, Perform const& perform) {
-  std::array<std::string, 4> words;
-  std::size_t from = 0;
-  for (std::string& word : words) {
-    const std::size_t to = std::min(step.find(':', from), step.size());
-    word = step.substr(from, to - from);
-    from = std::min(to + 1, step.size());
+// Appends what the step reads to `output`.
+bool RunStep(char const* step, Bytes& output, Performer const& perform) {
+  std::array<char, 6> kind{};
+  std::size_t address = 0;
+  std::size_t length = 0;
+  if (std::sscanf(step, "%5[a-z]:%zu:%zu", kind.data(), &address, &length) != 3) return false;
+  Bytes bytes(length, 0xFF);
+  if (kind[0] == 'r') {
+    Read(address, bytes, perform);
+    output.insert(output.end(), bytes.begin(), bytes.end());
+    return true;
   }
-  const std::size_t address = std::stoul(words[1], nullptr, 0);
-  if (words[0] == "read") {
-    const Bytes bytes = Read(address, std::stoul(words[2], nullptr, 0), perform);
-    if (!words[3].empty()) Save(words[3], bytes);
-  } else if (words[0] == "write") {
-    Write(address, Load(words[2]), PageSize, PagePause, perform);
-  } else {
-    Write(address, Load(words[2]), 1, WriteCycle, perform);
-  }
-}
-
-template <typename Performer>
-void RunSteps(std::span<char*> steps, Performer& performer) {
-  for (char const* step : steps)
-    RunStep(step, [&](Transfer const& transfer) { performer.Perform(transfer); });
+  if (kind[0] != 'e') Check(pread(STDIN_FILENO, bytes.data(), length, static_cast<off_t>(address)), length);
+  const bool single = kind[0] == 'b';
+  Write(address, bytes, single ? 1 : PageSize, single ? WriteCycle : PagePause, perform);
+  return true;
 }
 
 }  // namespace
 
 int main(int argc, char* argv[]) {
-  std::span arguments(argv + 1, static_cast<std::size_t>(argc - 1));
-  const bool bare = !arguments.empty() && std::string(arguments[0]) == "--bare";
-  if (bare) arguments = arguments.subspan(1);
-  if (arguments.size() < 2) return 2;
+  std::span<char*> words(argv + 1, static_cast<std::size_t>(argc - 1));
+  const bool bare = !words.empty() && std::string_view(words[0]) == "--bare";
+  if (bare) words = words.subspan(1);
+  if (words.empty()) return 2;
 
-  static Node node(arguments[0]);
-  if (bare) {
-    RunSteps(arguments.subspan(1), node);
-  } else {
-    static Worker worker(node);
-    RunSteps(arguments.subspan(1), worker);
+  const int node = open(words[0], O_RDWR);
+  Performer perform = [node](Transfer const& transfer) { Perform(node, transfer); };
+  if (!bare) perform = [worker = new Worker(node)](Transfer const& transfer) { worker->Perform(transfer); };
+  Bytes output;
+  for (char const* step : words.subspan(1)) {
+    if (!RunStep(step, output, perform)) return 2;
   }
+  Check(write(STDOUT_FILENO, output.data(), output.size()), output.size());
   std::_Exit(0);  // the worker never ends
 }

@@ -1,4 +1,4 @@
-// The smallest ordinary C++ program: prints one line. What a start of it takes, Brindle cannot do without.
+// The smallest ordinary C++ program: prints one line. Brindle cannot start or be compiled in less time.
 #include <iostream>
 
 int main() {

@@ -1,28 +1,26 @@
 # How many calls on the node a command makes, from the board's trace. For n bytes read: three for each transfer
 # of 16, one more for the first, which sends the address. For a page written: three.
 
-# calls COMMAND...: the node's calls while COMMAND runs, in numbers of I2C_SLAVE, I2C_TENBIT, write and read.
-calls() {
-  local before
+# The node's calls while COMMAND runs, in numbers of I2C_SLAVE, I2C_TENBIT, write and read.
+calls() { # COMMAND...
   before=$(wc -l <trace)
   "$@" >/dev/null || return
   tail -n +$((before + 1)) trace | awk '$5 == "ioctl" { ++count[$6] } $5 == "write" || $5 == "read" { ++count[$5] }
     END { print count["I2C_SLAVE"] + 0, count["I2C_TENBIT"] + 0, count["write"] + 0, count["read"] + 0 }'
 }
 
-# makes WRITES READS TRANSFERS BRINDLE_ARGUMENT...: so many on top of the probe and the read of the table, which
-# every command begins with.
-makes() {
-  local transfers=$((2 + $3)) expected
-  expected="$transfers $transfers $((2 + $1)) $((2 + $2))"
-  check "Brindle ${*:4} makes $expected calls" equal "$(calls Brindle "${@:4}")" "$expected"
+# Brindle makes so many on top of the probe and the read of the table, which every command begins with.
+makes() { # WRITES READS TRANSFERS ARGUMENT...
+  wanted="$((2 + $3)) $((2 + $3)) $((2 + $1)) $((2 + $2))"
+  shift 3
+  equal "calls of Brindle $*" "$(calls Brindle "$@")" "$wanted"
 }
 
 bytes 1000 >content
 bytes 1100 >longer
 bytes 100 >upgrade
-complete /W 1 content
-complete /W 2 upgrade
+brindle 0 /W 1 content
+brindle 0 /W 2 upgrade
 
 makes 1 4 4 /RBI information
 makes 1 63 63 /R 1 read

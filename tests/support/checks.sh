@@ -1,0 +1,113 @@
+# shellcheck shell=sh
+# Shell functions to run programs and to check what they did: for the system tests, the tests of the board and of
+# the packages, the virtual machine and the demo. POSIX, so that busybox can read them too.
+#
+# Each check prints a line and is counted. A script goes on after a failed check and ends with `summary`. A check in
+# a subshell or a pipeline is not counted.
+
+PATH=$PATH:/usr/sbin:/sbin # Debian has i2c-tools and chroot there, outside a user's PATH
+passed=0
+failed=0
+seed=0
+
+pass() {
+  passed=$((passed + 1))
+  echo "ok      $*"
+}
+
+fail() {
+  failed=$((failed + 1))
+  echo "FAILED  $*"
+}
+
+# Ends the script as one that CTest counts as skipped.
+skip() { # REASON
+  echo "SKIPPED: $*"
+  exit 77
+}
+
+summary() {
+  echo "$passed passed, $failed failed"
+  [ "$failed" -eq 0 ]
+}
+
+# Runs COMMAND: its exit code is in $code, its output and its error messages are in $output.
+run() { # COMMAND...
+  code=0
+  output=$("$@" 2>&1) || code=$?
+}
+
+# COMMAND ends with CODE. Its output is in $output.
+expect() { # CODE COMMAND...
+  wanted=$1
+  shift
+  run "$@"
+  if [ "$code" -eq "$wanted" ]; then pass "$*"; else fail "$*: ended with $code, not $wanted: $output"; fi
+}
+
+# The last command printed something that matches this pattern of the shell, also across lines.
+says() { # PATTERN
+  # shellcheck disable=SC2254
+  case $output in
+    *$1*) pass "printed $1" ;;
+    *) fail "printed '$output', not '$1'" ;;
+  esac
+}
+
+# CONDITION succeeds, as a command.
+check() { # TITLE CONDITION...
+  title=$1
+  shift
+  if "$@"; then pass "$title"; else fail "$title: $*"; fi
+}
+
+equal() { # TITLE FOUND WANTED
+  if [ "$2" = "$3" ]; then pass "$1"; else fail "$1: '$2' is not '$3'"; fi
+}
+
+same() { # FILE FILE
+  if cmp -s "$1" "$2"; then pass "$1 equals $2"; else fail "$1 differs from $2"; fi
+}
+
+# Brindle ends with CODE and prints the line for it, and nothing else.
+brindle() { # CODE ARGUMENT...
+  wanted=$1
+  shift
+  case $wanted in
+    0) line='EEPROM read/write complete.' ;;
+    5) line='EEPROM read/write failed.' ;;
+    19) line='EEPROM not accessible' ;;
+  esac
+  run Brindle "$@"
+  equal "Brindle $*" "$code: $output" "$wanted: $line"
+}
+
+# Brindle ends with 22 and prints TEXT and the usage text.
+refuses() { # TEXT ARGUMENT...
+  text=$1
+  shift
+  run Brindle "$@"
+  equal "Brindle $*" "$code: $(echo "$output" | sed '/^$/d')" "22: $(Brindle | sed "1s|.*|$text|; /^\$/d")"
+}
+
+# The EEPROM, whose memory is in the file $IMAGE, holds these bytes.
+holds() { # ADDRESS DIGITS
+  digits=$(echo "$2" | tr -d ' ')
+  equal "EEPROM at $1" "$(hex "$IMAGE" "$1" $((${#digits} / 2)))" "$digits"
+}
+
+# COUNT bytes of text, which differ from call to call but not from run to run.
+bytes() { # COUNT
+  seed=$((seed + 1))
+  seq $((seed * 1000)) 7 99999999 | head -c "$1"
+}
+
+# COUNT times the character with this octal number.
+fill() { # COUNT NUMBER
+  head -c "$1" /dev/zero | tr '\0' "\\$2"
+}
+
+# Bytes of a file as hexadecimal digits.
+hex() { # FILE [ADDRESS COUNT]
+  od -An -v -tx1 ${2:+-j "$(($2))" -N "$3"} "$1" | tr -d ' \n'
+}

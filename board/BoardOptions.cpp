@@ -4,7 +4,6 @@
 
 #include <array>
 #include <charconv>
-#include <limits>
 #include <string_view>
 
 #include "board/BoardError.h"
@@ -58,22 +57,6 @@ lacks /dev/fuse or refuses the namespace, 125 on any other failure; 126 and 127:
 doesn't exist.
 )";
 
-struct FaultName {
-  std::string_view name;
-  chip_fault_kind kind;
-};
-
-constexpr std::array FaultNames{FaultName{"refuse", CHIP_FAULT_REFUSE},
-                                FaultName{"refuse-late", CHIP_FAULT_REFUSE_LATE},
-                                FaultName{"short", CHIP_FAULT_SHORT},
-                                FaultName{"flip", CHIP_FAULT_FLIP},
-                                FaultName{"drop", CHIP_FAULT_DROP},
-                                FaultName{"stuck", CHIP_FAULT_STUCK},
-                                FaultName{"foreign", CHIP_FAULT_FOREIGN},
-                                FaultName{"power-nothing", CHIP_FAULT_POWER_NOTHING},
-                                FaultName{"power-first", CHIP_FAULT_POWER_FIRST},
-                                FaultName{"power-groups", CHIP_FAULT_POWER_GROUPS}};
-
 std::uint64_t ParseNumber(std::string const& what, std::string_view text, std::uint64_t least,
                           std::uint64_t most) {
   bool const hexadecimal = text.starts_with("0x");
@@ -91,21 +74,12 @@ unsigned int ParseAddress(std::string const& what, std::string_view text) {
   return static_cast<unsigned int>(ParseNumber(what, text, 0, 0x7F));
 }
 
-chip_fault ParseFault(std::string_view text) {
-  constexpr std::uint64_t Any = std::numeric_limits<std::uint64_t>::max();
-  std::vector<std::string_view> parts;
-  for (std::size_t start = 0; start <= text.size();) {
-    std::size_t const end = std::min(text.find(':', start), text.size());
-    parts.push_back(text.substr(start, end - start));
-    start = end + 1;
-  }
-  for (auto const& [name, kind] : FaultNames) {
-    if (parts[0] != name || parts.size() < 2 || parts.size() > 4) continue;
-    return {kind, ParseNumber("--fault", parts[1], 1, Any),
-            parts.size() > 2 ? ParseNumber("--fault", parts[2], 0, Any) : 1,
-            parts.size() > 3 ? ParseNumber("--fault", parts[3], 0, Any) : 0, 0};
-  }
-  throw BoardError("--fault: '" + std::string(text) + "' is no KIND:FIRST[:COUNT[:PARAMETER]]");
+chip_fault ParseFault(std::string const& text) {
+  chip_fault fault{};
+  char const* const rest = chip_fault_parse(text.c_str(), &fault);
+  if (!rest || *rest != '\0')
+    throw BoardError("--fault: '" + text + "' is no KIND:FIRST[:COUNT[:PARAMETER]]; see --help");
+  return fault;
 }
 
 chip_kind ParseKind(std::string_view text) {

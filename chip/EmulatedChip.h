@@ -1,13 +1,11 @@
-// A chip of the model together with its memory, which is erased (0xFF) at first.
-//
-// One thread at a time, as the model itself.
-#ifndef CHIP_EMULATED_CHIP_H
-#define CHIP_EMULATED_CHIP_H
+// A chip of the model together with its memory, which is erased (0xFF) at first. For one thread at a time.
+#pragma once
 
 #include <algorithm>
 #include <cstdint>
 #include <span>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "chip/chip_model.h"
@@ -39,8 +37,8 @@ class EmulatedChip final {
     return chip_model_read(&model, slave, data.data(), static_cast<unsigned int>(data.size()), now);
   }
 
-  // Adds a fault that strikes `count` messages or page writes from the number `first` on, 0 for ever. Returns
-  // it, to read `met`. Throws std::length_error when CHIP_FAULTS are set already.
+  // Adds a fault that strikes `count` messages or page writes from number `first` on, for ever if `count` is
+  // 0. Returns it, so that `met` can be read. Throws std::length_error if there are CHIP_FAULTS already.
   chip_fault& Add(chip_fault_kind kind, std::uint64_t first, std::uint64_t count = 1,
                   std::uint64_t parameter = 0) {
     auto* const free = std::find_if(std::begin(model.faults), std::end(model.faults),
@@ -49,11 +47,20 @@ class EmulatedChip final {
     *free = {kind, first, count, parameter, 0};
     return *free;
   }
+
+  // Adds a fault as `brindle-board --fault` takes it, KIND:FIRST[:COUNT[:PARAMETER]]. FIRST counts from now
+  // on: 1 is the next message or page write. Throws std::invalid_argument for any other text.
+  chip_fault& Add(std::string const& text) {
+    chip_fault fault{};
+    char const* const rest = chip_fault_parse(text.c_str(), &fault);
+    if (!rest || *rest != '\0') throw std::invalid_argument(text);
+    std::uint64_t const past = fault.kind < CHIP_FAULT_POWER_NOTHING ? model.messages : model.page_writes;
+    return Add(fault.kind, past + fault.first, fault.count, fault.parameter);
+  }
+
   void ClearFaults() { std::fill(std::begin(model.faults), std::end(model.faults), chip_fault{}); }
 
  private:
   std::vector<unsigned char> memory;
   chip_model model{};
 };
-
-#endif

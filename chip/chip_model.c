@@ -21,10 +21,6 @@ unsigned int chip_model_size(enum chip_kind kind) {
   return rules[kind].size;
 }
 
-unsigned int chip_model_page(enum chip_kind kind) {
-  return rules[kind].page;
-}
-
 void chip_model_init(struct chip_model* chip, enum chip_kind kind, unsigned char* memory,
                      unsigned int slave) {
   static const struct chip_model fresh;
@@ -53,7 +49,7 @@ static int strikes(const struct chip_fault* fault, enum chip_fault_kind kind, un
          (fault->count == 0 || number - fault->first < fault->count);
 }
 
-/* The first fault of a kind that strikes the present message, or null. */
+/* Returns the first fault of a kind that strikes the present message, or null. */
 static struct chip_fault* message_fault(struct chip_model* chip, enum chip_fault_kind kind) {
   unsigned int i;
 
@@ -62,7 +58,7 @@ static struct chip_fault* message_fault(struct chip_model* chip, enum chip_fault
   return 0;
 }
 
-/* Whether the message, in which the fault changes something, meets it. */
+/* Counts and returns whether such a fault strikes the present message, in which it changes something. */
 static int meets(struct chip_model* chip, enum chip_fault_kind kind) {
   struct chip_fault* fault = message_fault(chip, kind);
 
@@ -103,7 +99,7 @@ static int begin(struct chip_model* chip, unsigned int slave, unsigned long long
   return 1;
 }
 
-/* How many of the message's bytes are moved. */
+/* Returns how many of the message's bytes are transferred. */
 static unsigned int moved_bytes(struct chip_model* chip, unsigned int length) {
   struct chip_fault* fault = message_fault(chip, CHIP_FAULT_SHORT);
 
@@ -123,7 +119,7 @@ static unsigned int flipped_byte(struct chip_model* chip, unsigned int length, u
   return (unsigned int)(fault->parameter >> 3);
 }
 
-/* The power fault that cuts the present page write, or null. */
+/* Returns the power fault that cuts the present page write, or null. */
 static struct chip_fault* power_fault(struct chip_model* chip) {
   unsigned int i;
   struct chip_fault* fault;
@@ -138,7 +134,7 @@ static struct chip_fault* power_fault(struct chip_model* chip) {
   return 0;
 }
 
-/* Whether the data byte of this index, for this offset in the page, survives the power's end. */
+/* Returns whether the data byte of this index, for this offset in the page, is stored despite the cut. */
 static int survives(const struct chip_fault* cut, unsigned int index, unsigned int offset) {
   if (!cut) return 1;
   if (cut->kind == CHIP_FAULT_POWER_FIRST) return index < cut->parameter;

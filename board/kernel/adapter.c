@@ -20,7 +20,6 @@
 #include <linux/math.h>
 #include <linux/module.h>
 #include <linux/mutex.h>
-#include <linux/slab.h>
 #include <linux/string.h>
 #include <linux/vmalloc.h>
 
@@ -46,20 +45,6 @@ static DEFINE_MUTEX(board_lock);
 
 static struct chip_fault faults[CHIP_FAULTS];
 
-static const char *const fault_names[] = {
-	[CHIP_FAULT_NONE] = "none",
-	[CHIP_FAULT_REFUSE] = "refuse",
-	[CHIP_FAULT_REFUSE_LATE] = "refuse_late",
-	[CHIP_FAULT_SHORT] = "short",
-	[CHIP_FAULT_FLIP] = "flip",
-	[CHIP_FAULT_DROP] = "drop",
-	[CHIP_FAULT_STUCK] = "stuck",
-	[CHIP_FAULT_FOREIGN] = "foreign",
-	[CHIP_FAULT_POWER_NOTHING] = "power_nothing",
-	[CHIP_FAULT_POWER_FIRST] = "power_first",
-	[CHIP_FAULT_POWER_GROUPS] = "power_groups",
-};
-
 /* Numbers of messages and page writes count from now on. */
 static void arm_faults(struct chip_model *chip)
 {
@@ -75,47 +60,28 @@ static void arm_faults(struct chip_model *chip)
 		chip_model_power_on(chip);
 }
 
-/* KIND:FIRST[:COUNT[:PARAMETER]] */
-static int parse_fault(char *text, struct chip_fault *fault)
+static int parse_faults(const char *list, struct chip_fault *parsed)
 {
-	unsigned long long *const numbers[] = {&fault->first, &fault->count, &fault->parameter};
-	char *word = strsep(&text, ":");
-	int kind = match_string(fault_names, ARRAY_SIZE(fault_names), word);
-	int result;
 	int i;
 
-	if (kind < 0)
-		return -EINVAL;
-	fault->kind = kind;
-	fault->count = 1;
-	for (i = 0; i < ARRAY_SIZE(numbers) && text; i++) {
-		result = kstrtoull(strsep(&text, ":"), 0, numbers[i]);
-		if (result)
-			return result;
+	/* The shell's echo ends the value with a line feed. */
+	for (i = 0; *list && *list != '\n'; i++) {
+		if (i == CHIP_FAULTS)
+			return -E2BIG;
+		list = chip_fault_parse(list, &parsed[i]);
+		if (!list || !strchr(",\n", *list))
+			return -EINVAL;
+		if (*list == ',')
+			list++;
 	}
-	return text || fault->first == 0 ? -EINVAL : 0;
-}
-
-static int parse_faults(char *list, struct chip_fault *parsed)
-{
-	int result = 0;
-	int i;
-
-	for (i = 0; list && *list && !result; i++)
-		result = i < CHIP_FAULTS ? parse_fault(strsep(&list, ","), &parsed[i]) : -E2BIG;
-	return result;
+	return 0;
 }
 
 static int set_faults(const char *value, const struct kernel_param *parameter)
 {
 	struct chip_fault parsed[CHIP_FAULTS] = {};
-	char *list = kstrdup(value, GFP_KERNEL);
-	int result;
+	int result = parse_faults(value, parsed);
 
-	if (!list)
-		return -ENOMEM;
-	result = parse_faults(strim(list), parsed);
-	kfree(list);
 	if (result)
 		return result;
 
@@ -130,8 +96,8 @@ static const struct kernel_param_ops fault_ops = {.set = set_faults};
 module_param_cb(faults, &fault_ops, NULL, 0200);
 MODULE_PARM_DESC(faults,
 		 "faults of the chip at 0x56, at most four: KIND:FIRST[:COUNT[:PARAMETER]],... "
-		 "with the kinds and numbers of chip_model.h, counted from the setting on; "
-		 "setting also returns the chip's power");
+		 "as in chip_fault.h, counted from the setting on; "
+		 "setting also restores the chip's power");
 
 static struct chip_model *chip_at(struct i2c_adapter *adapter, const struct i2c_msg *message)
 {

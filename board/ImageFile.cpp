@@ -36,6 +36,13 @@ ImageFile::~ImageFile() {
 
 void ImageFile::Erase(std::string const& path) const {
   std::vector<unsigned char> const erased(size, 0xFF);
-  if (pwrite(file.Get(), erased.data(), size, 0) != static_cast<ssize_t>(size))
-    throw BoardError(path + ": can't be filled: " + std::strerror(errno));
+  for (std::size_t done = 0; done < size;) {
+    ssize_t const written = pwrite(file.Get(), erased.data() + done, size - done, static_cast<off_t>(done));
+    if (written < 0) {
+      std::string const reason = std::strerror(errno);
+      static_cast<void>(ftruncate(file.Get(), 0));  // an empty file can be filled by the next attempt
+      throw BoardError(path + ": cannot be filled: " + reason);
+    }
+    done += static_cast<std::size_t>(written);
+  }
 }

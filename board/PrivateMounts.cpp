@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <fstream>
 #include <vector>
@@ -39,6 +40,19 @@ void EnterUserNamespace() {
   WriteMap("/proc/self/setgroups", "deny");
   WriteMap("/proc/self/uid_map", user + " " + user + " 1");
   WriteMap("/proc/self/gid_map", group + " " + group + " 1");
+}
+
+// Returns whether the root of the mount namespace could be made private with all that is mounted below it.
+// After chroot(2) that root is above "/", so it is entered for the call: a process may go up from a directory
+// that is not below its own root.
+bool MakePrivateFromTrueRoot() {
+  Descriptor const root(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  Descriptor const here(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (chroot("/proc") != 0 || fchdir(root.Get()) != 0) return false;
+  for (int depth = 0; depth < PATH_MAX / 2; ++depth)
+    if (chdir("..") != 0) return false;
+  return chroot(".") == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+         fchdir(root.Get()) == 0 && chroot(".") == 0 && fchdir(here.Get()) == 0;
 }
 
 void MountEmpty(fs::path const& directory) {
@@ -75,7 +89,8 @@ bool DropsNothing(std::string const& /*name*/) {
 
 void PrivateMounts::Enter() {
   if (unshare(CLONE_NEWNS) != 0) EnterUserNamespace();
-  if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) ThrowRefused("a private mount tree");
+  if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0) return;
+  if (errno != EINVAL || !MakePrivateFromTrueRoot()) ThrowRefused("a private mount tree");
 }
 
 void PrivateMounts::CoverKeeping(fs::path const& directory,

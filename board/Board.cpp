@@ -48,6 +48,7 @@ Board::Chip::Chip(std::string const& path, chip_kind kind, unsigned int address,
 
 Board::Board(BoardOptions const& options)
     : commandLine(options.command),
+      claimed(options.claimed),
       trace(options.trace),
       eeprom(options.image, options.kind, options.address, options) {
   std::copy(options.faults.begin(), options.faults.end(), eeprom.model.faults);
@@ -62,13 +63,13 @@ Board::Board(BoardOptions const& options)
       bus.Attach(eeprom.model);
       if (second) bus.Attach(second->model);
     }
-    adapters.emplace_back(adapter.number, std::move(bus), options.claimed);
+    adapters.emplace_back(adapter.number, std::move(bus));
   }
 }
 
 int Board::Run() {
   PrivateMounts::Enter();
-  BoardTree::Build();
+  BoardTree::Build(claimed);
   MountNodes();
   command.Start(commandLine, [this] {
     for (auto const& node : nodes) node->MakeOwnerKnown();

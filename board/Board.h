@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "board/BoardOptions.h"
@@ -40,6 +41,7 @@ class Board final {
   void FinishTrace();
 
   char** commandLine;
+  std::set<unsigned int> claimed;
   CallTrace trace;
   Chip eeprom;
   std::optional<Chip> second;

@@ -127,7 +127,7 @@ void Apply(BoardOptions& options, int letter, std::string const& value) {
       options.clock = ParseNumber("--clock", value, 0, 5000000);
       return;
     case 'b':
-      options.claimed.push_back(ParseAddress("--claim", value));
+      options.claimed.insert(ParseAddress("--claim", value));
       return;
     case 'f':
       options.faults.push_back(ParseFault(value));

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -23,10 +24,10 @@ struct BoardOptions {
   std::string secondImage;             // empty: no second chip
   std::uint64_t writeCycle = 5000000;  // nanoseconds
   int refusal = -ENXIO;
-  std::uint64_t clock = 0;            // of the bus, in Hz; 0: messages take no time
-  std::vector<unsigned int> claimed;  // slave addresses that a kernel driver holds
-  std::vector<chip_fault> faults;     // of the first chip, at most CHIP_FAULTS
-  std::string trace;                  // empty: none
+  std::uint64_t clock = 0;         // of the bus, in Hz; 0: messages take no time
+  std::set<unsigned int> claimed;  // slave addresses that a kernel driver holds
+  std::vector<chip_fault> faults;  // of the first chip, at most CHIP_FAULTS
+  std::string trace;               // empty: none
 };
 
 #endif

@@ -4,6 +4,7 @@
 #define BOARD_BOARD_TREE_H
 
 #include <array>
+#include <set>
 #include <string>
 
 namespace BoardTree {
@@ -27,8 +28,13 @@ inline constexpr std::array<Adapter, 5> Adapters{{
     {EepromBus, "40150000.i2c", "STM32F7 I2C(0x0000000040150000)"},
 }};
 
-// Puts them in place, in a private mount namespace, with an empty file for each node. Throws BoardError.
-void Build();
+// Creates the files, in a private mount namespace, with an empty file for each node. On every bus a driver is
+// bound to the slave addresses in `claimed`. Throws BoardError.
+void Build(std::set<unsigned int> const& claimed);
+
+// Returns whether a driver is bound to the slave address. If the name of this device is the last that was
+// written to the driver's `unbind` file, unbinds it first.
+[[nodiscard]] bool IsClaimed(unsigned int number, unsigned int address);
 
 [[nodiscard]] std::string NodePath(unsigned int number);
 

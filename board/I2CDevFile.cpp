@@ -6,20 +6,17 @@
 #include <cerrno>
 #include <climits>
 
-#include "board/SmbusCall.h"
+#include "board/BoardTree.h"
 
 namespace {
 
-// What the board's controllers offer, as far as the emulation carries it out.
-constexpr unsigned long Functions = I2C_FUNC_I2C | I2C_FUNC_10BIT_ADDR | SmbusCall::Functions;
-
-// The caller's messages with buffers on this side.
+// The caller's messages, with buffers in this process.
 class UserMessages final {
  public:
-  // Returns 0, or a negative error.
+  // Copies them from the caller. Returns 0 or a negative error.
   int Fetch(i2c_rdwr_ioctl_data const& request, CallerMemory const& caller);
 
-  // Gives what was received back to the caller.
+  // Copies what was received to the caller. Returns whether that was possible.
   [[nodiscard]] bool ReturnReceived(CallerMemory const& caller) const;
 
   [[nodiscard]] std::span<EmulatedBus::Message const> Get() const { return messages; }
@@ -55,6 +52,13 @@ bool UserMessages::ReturnReceived(CallerMemory const& caller) const {
   return true;
 }
 
+// Returns how many bytes of the caller's i2c_smbus_data the kernel copies.
+std::size_t SmbusDataSize(std::uint32_t size) {
+  if (size == I2C_SMBUS_BYTE || size == I2C_SMBUS_BYTE_DATA) return 1;
+  if (size == I2C_SMBUS_WORD_DATA || size == I2C_SMBUS_PROC_CALL) return 2;
+  return sizeof(i2c_smbus_data);
+}
+
 }  // namespace
 
 int I2CDevFile::Write(std::span<unsigned char const> data) {
@@ -78,7 +82,7 @@ int I2CDevFile::Ioctl(unsigned int request, std::uint64_t argument, CallerMemory
     case I2C_PEC:
       return 0;
     case I2C_FUNCS:
-      return caller.WriteObject(argument, Functions) ? 0 : -EFAULT;
+      return caller.WriteObject(argument, I2CAdapter::Functions) ? 0 : -EFAULT;
     case I2C_RDWR:
       return TransferMessages(argument, caller);
     case I2C_SMBUS:
@@ -97,8 +101,9 @@ EmulatedBus::Message I2CDevFile::MessageOf(bool read, std::span<unsigned char> d
 
 int I2CDevFile::SetAddress(std::uint64_t newAddress, bool force) {
   if (newAddress > (tenBit ? 0x3FFU : 0x7FU)) return -EINVAL;
-  if (!force && adapter->IsClaimed(newAddress)) return -EBUSY;
-  address = static_cast<unsigned int>(newAddress);
+  auto const slave = static_cast<unsigned int>(newAddress);
+  if (!force && BoardTree::IsClaimed(adapter->Number(), slave)) return -EBUSY;
+  address = slave;
   return 0;
 }
 
@@ -116,15 +121,23 @@ int I2CDevFile::TransferMessages(std::uint64_t argument, CallerMemory const& cal
 int I2CDevFile::TransferSmbus(std::uint64_t argument, CallerMemory const& caller) {
   i2c_smbus_ioctl_data request{};
   if (!caller.ReadObject(argument, request)) return -EFAULT;
-  SmbusCall call(request.read_write == I2C_SMBUS_READ, request.command, request.size);
-  if (request.read_write != I2C_SMBUS_READ && request.read_write != I2C_SMBUS_WRITE) return -EINVAL;
-  if (!call.IsKnown()) return -EINVAL;
-  if (call.HasData() && !request.data) return -EINVAL;
-  if (call.TakesData() && !caller.Read(AddressOf(request.data), call.Data())) return -EFAULT;
-  int const prepared = call.Prepare(address, tenBit);
-  if (prepared < 0) return prepared;
-  int const result = adapter->Transfer(call.Messages());
-  if (result < 0) return result;
-  if (static_cast<std::size_t>(result) != call.Messages().size()) return -EIO;
-  return !call.ReturnsData() || caller.Write(AddressOf(request.data), call.Received()) ? 0 : -EFAULT;
+  std::uint32_t size = request.size;
+  bool const read = request.read_write == I2C_SMBUS_READ;
+  if (size > I2C_SMBUS_I2C_BLOCK_DATA || (!read && request.read_write != I2C_SMBUS_WRITE)) return -EINVAL;
+
+  i2c_smbus_data data{};
+  std::span<unsigned char> buffer;
+  if (size != I2C_SMBUS_QUICK && (read || size != I2C_SMBUS_BYTE)) {
+    if (!request.data) return -EINVAL;
+    buffer = std::span(data.block).first(SmbusDataSize(size));
+  }
+  std::uint64_t const userData = AddressOf(request.data);
+  if ((!read || size == I2C_SMBUS_I2C_BLOCK_DATA) && !caller.Read(userData, buffer)) return -EFAULT;
+  if (size == I2C_SMBUS_I2C_BLOCK_BROKEN) {  // the old convention, in which a read is always of 32 bytes
+    size = I2C_SMBUS_I2C_BLOCK_DATA;
+    if (read) data.block[0] = I2C_SMBUS_BLOCK_MAX;
+  }
+  int const result = adapter->TransferSmbus(address, tenBit, read, request.command, size, data);
+  if (result < 0 || !read) return result;
+  return caller.Write(userData, buffer) ? 0 : -EFAULT;
 }

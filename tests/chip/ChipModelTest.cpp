@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <numeric>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "chip/EmulatedChip.h"
@@ -11,9 +14,11 @@ using Bytes = std::vector<unsigned char>;
 
 constexpr int Refused = -6;
 
-// Moves messages to a chip and lets every write cycle pass unless told otherwise.
+// Sends messages to a chip whose memory counts from 0 to 255 again and again, and waits out each write cycle.
 class ChipModelTest : public testing::Test {
  protected:
+  explicit ChipModelTest() { std::iota(chip.Memory().begin(), chip.Memory().end(), 0); }
+
   int Write(Bytes const& message) { return chip.Write(message, now += Cycle); }
 
   // Returns the bytes read, none when the chip refused.
@@ -24,22 +29,9 @@ class ChipModelTest : public testing::Test {
     return bytes;
   }
 
-  Bytes ReadAt(unsigned int address, unsigned int length) {
-    Write(Message(address, {}));
-    return Read(length);
-  }
-
-  static Bytes Message(unsigned int address, Bytes const& data) {
-    Bytes message{static_cast<unsigned char>(address >> 8), static_cast<unsigned char>(address & 0xFF)};
-    message.insert(message.end(), data.begin(), data.end());
-    return message;
-  }
-
-  // The memory from `address` on; everything else must be erased.
-  void ExpectOnly(unsigned int address, Bytes const& data) {
-    Bytes expected(chip.Memory().size(), 0xFF);
-    std::copy(data.begin(), data.end(), expected.begin() + address);
-    EXPECT_TRUE(std::equal(expected.begin(), expected.end(), chip.Memory().begin()));
+  Bytes Memory(unsigned int first, unsigned int count) {
+    auto const bytes = chip.Memory().subspan(first, count);
+    return {bytes.begin(), bytes.end()};
   }
 
   static constexpr std::uint64_t Cycle = 5'000'000;
@@ -47,42 +39,18 @@ class ChipModelTest : public testing::Test {
   std::uint64_t now = 0;
 };
 
-TEST_F(ChipModelTest, StoresHighAddressByteFirstAndReadsBackFromThere) {
-  EXPECT_EQ(Write(Message(0x1234, {1, 2, 3})), 5);
-  ExpectOnly(0x1234, {1, 2, 3});
-  EXPECT_EQ(ReadAt(0x1234, 4), (Bytes{1, 2, 3, 0xFF}));
-  EXPECT_EQ(ReadAt(0x9234, 3), (Bytes{1, 2, 3})) << "bit 15 is no address bit";
-}
-
-TEST_F(ChipModelTest, WritesWrapInsideTheirPage) {
-  EXPECT_EQ(Write(Message(0x7F, {1, 2, 3})), 5);
-  EXPECT_EQ(ReadAt(0x40, 2), (Bytes{2, 3}));
-  EXPECT_EQ(ReadAt(0x7F, 2), (Bytes{1, 0xFF}));
-}
-
-TEST_F(ChipModelTest, CounterFollowsTheLastByteAndWrapsAtTheEnd) {
-  chip.Memory()[0] = 10;
-  chip.Memory()[0x41] = 11;
-  chip.Memory()[0x7FFF] = 12;
-  EXPECT_EQ(Read(1), Bytes{10});
-  Write(Message(0x3F, {1, 2}));  // wraps: the last byte lands at the page's start
-  EXPECT_EQ(Read(1), Bytes{0xFF});
-  EXPECT_EQ(chip.Model().counter, 2U);
-  Write(Message(0x40, {1}));
+TEST_F(ChipModelTest, WritesWrapInsideTheirPageAndReadsAtTheEndOfMemory) {
+  EXPECT_EQ(Write({0x12, 0x7F, 1, 2}), 4);
+  EXPECT_EQ(Memory(0x1240, 2), (Bytes{2, 0x41}));
+  EXPECT_EQ(Memory(0x127F, 2), (Bytes{1, 0x80}));
+  EXPECT_EQ(Read(1), Bytes{0x41}) << "the counter follows the last byte";
   EXPECT_EQ(Write({0x77}), 1) << "half an address is acknowledged and sets nothing";
-  EXPECT_EQ(Read(1), Bytes{11});
-  EXPECT_EQ(ReadAt(0x7FFF, 2), (Bytes{12, 2}));
-}
-
-TEST_F(ChipModelTest, AnswersNothingDuringTheWriteCycle) {
-  now = 1000;
-  ASSERT_EQ(chip.Write(Message(0, {1}), now), 3);
-  Bytes one(1);
+  EXPECT_EQ(Read(1), Bytes{0x42});
+  EXPECT_EQ(Write({0xFF, 0xFF}), 2) << "bit 15 is no address bit";
+  EXPECT_EQ(Read(2), (Bytes{0xFF, 0}));
+  EXPECT_EQ(Write({0, 0, 9}), 3);
   EXPECT_EQ(chip.Write({}, now + Cycle - 1), Refused);
-  EXPECT_EQ(chip.Read(one, now + Cycle - 1), Refused);
-  EXPECT_EQ(chip.Write(Message(0, {}), now + Cycle), 2) << "an address alone starts no cycle";
-  EXPECT_EQ(chip.Read(one, now + Cycle), 1);
-  EXPECT_EQ(one, Bytes{1});
+  EXPECT_EQ(chip.Write({}, now + Cycle), 0);
 }
 
 TEST_F(ChipModelTest, SmallChipTakesHighAddressBitsFromTheSlaveAddress) {
@@ -101,23 +69,51 @@ TEST_F(ChipModelTest, SmallChipTakesHighAddressBitsFromTheSlaveAddress) {
   EXPECT_EQ(small.Model().counter, 0x303U);
 }
 
-TEST_F(ChipModelTest, RefusesChosenMessagesAndChangesNothing) {
-  auto const& fault = chip.Add(CHIP_FAULT_REFUSE, 2, 2);
-  chip.Model().refusal = -121;
-  EXPECT_EQ(Write(Message(0, {1})), 3);
-  EXPECT_EQ(Write(Message(0, {2})), -121);
-  EXPECT_EQ(Read(1), Bytes{});
-  EXPECT_EQ(chip.Model().counter, 1U);
-  EXPECT_EQ(Read(1), Bytes{0xFF});
-  EXPECT_EQ(fault.met, 2U);
-  ExpectOnly(0, {1});
+TEST_F(ChipModelTest, EachFaultChangesWhatItsNameSays) {
+  struct Row {
+    char const* fault;
+    unsigned int met;
+    int written;
+    Bytes first, second, memory;
+  };
+  Bytes const old{2, 3, 4, 5};
+  // Three bytes are written to 0x0002, then two are read twice.
+  for (Row const& row : std::initializer_list<Row>{{"refuse:4", 0, 5, {5, 6}, {7, 8}, {9, 8, 7, 5}},
+                                                   {"refuse:1", 1, Refused, {0, 1}, {2, 3}, old},
+                                                   {"refuse:2:0", 2, 5, {}, {}, {9, 8, 7, 5}},
+                                                   {"refuse-late:1", 1, Refused, {0, 1}, {2, 3}, old},
+                                                   {"refuse-late:2", 1, 5, {}, {7, 8}, {9, 8, 7, 5}},
+                                                   {"short:1:1:4", 1, 4, {4, 5}, {6, 7}, {9, 8, 4, 5}},
+                                                   {"short:2:2:1", 2, 5, {5}, {6}, {9, 8, 7, 5}},
+                                                   {"flip:1:1:16", 1, 5, {5, 6}, {7, 8}, {8, 8, 7, 5}},
+                                                   {"flip:1:1:0x8", 1, 5, {6, 7}, {8, 9}, {2, 9, 8, 7}},
+                                                   {"flip:3:1:15", 1, 5, {5, 6}, {7, 136}, {9, 8, 7, 5}},
+                                                   {"drop:1:2", 1, 5, {5, 6}, {7, 8}, old},
+                                                   {"stuck:1", 1, 5, {7, 3}, {4, 5}, {7, 3, 4, 5}},
+                                                   {"stuck:2", 1, 5, {5, 5}, {5, 6}, {9, 8, 7, 5}},
+                                                   {"foreign:2:1:0x8001", 1, 5, {1, 9}, {8, 7}, {9, 8, 7, 5}},
+                                                   {"power-nothing:1", 1, 5, {}, {}, old},
+                                                   {"power-first:1:1:2", 1, 5, {}, {}, {9, 8, 4, 5}},
+                                                   {"power-groups:1:1:2", 1, 5, {}, {}, {2, 3, 7, 5}}}) {
+    SCOPED_TRACE(row.fault);
+    std::iota(chip.Memory().begin(), chip.Memory().end(), 0);
+    chip_model_power_on(&chip.Model());
+    chip.ClearFaults();
+    chip_fault const& fault = chip.Add(row.fault);
+    EXPECT_EQ(Write({0, 2, 9, 8, 7}), row.written);
+    EXPECT_EQ(Read(2), row.first);
+    EXPECT_EQ(Read(2), row.second);
+    EXPECT_EQ(Memory(2, 4), row.memory);
+    EXPECT_EQ(fault.met, row.met);
+  }
+}
 
-  chip.ClearFaults();
-  chip.Add(CHIP_FAULT_REFUSE_LATE, chip.Model().messages + 1, 0);
-  EXPECT_EQ(Read(3), Bytes{});
-  EXPECT_EQ(chip.Model().counter, 5U);
-  EXPECT_EQ(Write(Message(0, {2})), -121);
-  EXPECT_EQ(chip.Model().page_writes, 1U);
+TEST_F(ChipModelTest, TextsThatAreNoFaultAreRefused) {
+  EXPECT_EQ(chip.Add("drop:0xFFFFFFFFFFFFFFFF").first, ~0ULL);
+  for (char const* const text : {"", "refuse", "refuse:", "refuse:0", "refuse:1x", "refuse:0x", "refuse:-1",
+                                 "melt:1", "refuse-late", "refuse_late:1", "refuse:1:", "refuse:1:2:3:4",
+                                 "refuse:18446744073709551616", "refuse:0x10000000000000000"})
+    EXPECT_THROW(chip.Add(text), std::invalid_argument) << text;
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-# bash completion for brindle-board(1): its options, the image, and a command line behind "--".
+# bash completion for brindle-board(1): its options, the image, and a command line after "--".
 
 _brindle_board() {
   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} choices='' i
@@ -9,25 +9,21 @@ _brindle_board() {
     if declare -F _command_offset >/dev/null; then  # from the package bash-completion
       _command_offset $((i + 1))
     else
-      compopt -o default
+      compopt -o bashdefault -o default
     fi
     return
   done
-  case $previous in
-    --kind) choices='24c256 24c16' ;;
-    --refusal) choices='ENXIO EREMOTEIO' ;;
-    --fault)
+  case $previous:$current in
+    [\<\>\&]* | *:[\$\<\>\&]*) compopt -o bashdefault -o default ;;  # redirections and variables
+    --kind:*) choices='24c256 24c16' ;;
+    --refusal:*) choices='ENXIO EREMOTEIO' ;;
+    --fault:*)
       compopt -o nospace
       choices='refuse: refuse-late: short: flip: drop: stuck: foreign: power-nothing: power-first: power-groups:'
       ;;
-    --address | --write-cycle | --clock | --claim) ;;
-    --second | --trace) compopt -o default ;;
-    *)
-      case $current in
-        -*) choices="$options --" ;;
-        *) compopt -o default ;;
-      esac
-      ;;
+    --address:* | --write-cycle:* | --clock:* | --claim:*) ;;
+    *:-*) choices="$options --" ;;
+    *) compopt -o bashdefault -o default ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$current")
 }

@@ -1,6 +1,5 @@
 // The emulated board as a program: sets everything up, serves the nodes while the command runs, and ends.
-#ifndef BOARD_BOARD_H
-#define BOARD_BOARD_H
+#pragma once
 
 #include <memory>
 #include <mutex>
@@ -50,5 +49,3 @@ class Board final {
   std::vector<std::unique_ptr<FuseNode>> nodes;
   CommandProcess command;
 };
-
-#endif

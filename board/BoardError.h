@@ -1,6 +1,5 @@
 // How brindle-board itself ends, as opposed to the command it runs.
-#ifndef BOARD_BOARD_ERROR_H
-#define BOARD_BOARD_ERROR_H
+#pragma once
 
 #include <stdexcept>
 #include <string>
@@ -24,5 +23,3 @@ class BoardError final : public std::runtime_error {
  private:
   BoardExit exit;
 };
-
-#endif

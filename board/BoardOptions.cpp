@@ -15,15 +15,16 @@ constexpr char Help[] =
 
 Runs COMMAND on an emulated board: it finds the I2C adapters of an STM32MP2 in /sys/bus/i2c/devices and their
 nodes /dev/i2c-N, and a CAT24C256 EEPROM answers at address 0x56 of /dev/i2c-5. IMAGE is the file with the
-EEPROM's memory; a missing or empty one is made, erased. Outside of COMMAND nothing of this can be seen.
+EEPROM's memory; if it is missing or empty, it is created as an erased EEPROM. Only COMMAND and its children
+see the board.
 
   --address ADDRESS      slave address of the EEPROM (0x56)
   --kind KIND            24c256 (default) or 24c16
   --second FILE          a second CAT24C256 at address 0x52, with its memory in FILE
   --write-cycle US       length of the EEPROM's write cycle in microseconds (5000)
-  --refusal NAME         error of a message that nobody acknowledges: ENXIO (default) or EREMOTEIO
+  --refusal NAME         error of a message that no chip acknowledges: ENXIO (default) or EREMOTEIO
   --clock HZ             messages take as long as on a bus of this clock rate (default: no time)
-  --claim ADDRESS        a kernel driver holds ADDRESS on every bus: I2C_SLAVE fails with EBUSY
+  --claim ADDRESS        a kernel driver is bound to ADDRESS on every bus: I2C_SLAVE fails with EBUSY
   --fault FAULT          what goes wrong, see below; at most four
   --trace FILE           write a line for every call and every message to FILE
   --help                 show this text
@@ -31,18 +32,18 @@ EEPROM's memory; a missing or empty one is made, erased. Outside of COMMAND noth
 FAULT is KIND:FIRST[:COUNT[:PARAMETER]]. It strikes COUNT (default 1, 0 for ever) messages to the EEPROM in
 IMAGE, from number FIRST (1 is the first) on:
   refuse         not acknowledged
-  refuse-late    a read whose address counter moves on all the same is refused; a write like refuse
+  refuse-late    a read is refused after the address counter has advanced; a write as with refuse
   short          ends after PARAMETER bytes
   flip           bit PARAMETER % 8 of byte PARAMETER / 8 flips on the wire
   drop           the data of a write is acknowledged but not stored
-  stuck          the address counter stands still during the message
-  foreign        just before, somebody else leaves the address counter at PARAMETER
-or COUNT page writes from number FIRST on; the EEPROM answers nothing from then on:
-  power-nothing  power goes before anything of the page is stored
-  power-first    power goes when PARAMETER bytes are stored
-  power-groups   power goes when the groups of four bytes are stored whose bits are set in PARAMETER
+  stuck          the address counter does not advance during the message
+  foreign        another master has set the address counter to PARAMETER just before
+or COUNT page writes from number FIRST on, after which the EEPROM does not answer any more:
+  power-nothing  the power fails before anything of the page is stored
+  power-first    the power fails when PARAMETER bytes of the page are stored
+  power-groups   the power fails when only those groups of four bytes are stored whose bits PARAMETER sets
 
-Lines of the trace. TIME is in seconds of the monotonic clock, for a call when it began; a call follows its
+Lines of the trace: TIME is in seconds of the monotonic clock, for a call when it began; a call follows its
 messages. OPEN numbers the opens of a node. PID is 0 for a close. BYTES are hexadecimal digits, - for none. A
 negative RESULT is followed by its name.
   TIME PID BUS OPEN open = RESULT
@@ -52,9 +53,9 @@ negative RESULT is followed by its name.
   TIME PID BUS OPEN sent|received ADDRESS LENGTH BYTES = RESULT
   TIME chip ADDRESS messages N refused N busy N bytes N page-writes N met N    (at the end, for each chip)
 
-The exit code is COMMAND's, 128 + N when signal N ended it. The board itself ends with 123 when this machine
-lacks /dev/fuse or refuses the namespace, 125 on any other failure; 126 and 127: COMMAND can't be executed, or
-doesn't exist.
+The exit code is COMMAND's, or 128 + N if signal N ended it. The board itself ends with 123 if this machine
+lacks /dev/fuse or refuses the namespace, 125 on any other failure, 126 if COMMAND cannot be executed, and 127
+if it does not exist.
 )";
 
 std::uint64_t ParseNumber(std::string const& what, std::string_view text, std::uint64_t least,

@@ -1,6 +1,5 @@
 // The command line of brindle-board.
-#ifndef BOARD_BOARD_OPTIONS_H
-#define BOARD_BOARD_OPTIONS_H
+#pragma once
 
 #include <cerrno>
 #include <cstdint>
@@ -29,5 +28,3 @@ struct BoardOptions {
   std::vector<chip_fault> faults;  // of the first chip, at most CHIP_FAULTS
   std::string trace;               // empty: none
 };
-
-#endif

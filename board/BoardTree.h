@@ -1,7 +1,6 @@
 // The files by which a program finds the board's I2C adapters: /sys/bus/i2c/devices, /sys/class/i2c-dev,
 // /dev/i2c-N.
-#ifndef BOARD_BOARD_TREE_H
-#define BOARD_BOARD_TREE_H
+#pragma once
 
 #include <array>
 #include <set>
@@ -39,5 +38,3 @@ void Build(std::set<unsigned int> const& claimed);
 [[nodiscard]] std::string NodePath(unsigned int number);
 
 }  // namespace BoardTree
-
-#endif

@@ -2,8 +2,7 @@
 // text.
 //
 // A line is in the file when the call is answered. One thread at a time.
-#ifndef BOARD_CALL_TRACE_H
-#define BOARD_CALL_TRACE_H
+#pragma once
 
 #include <sys/types.h>
 
@@ -42,5 +41,3 @@ class CallTrace final {
   std::string caller;
   std::string beginTime;
 };
-
-#endif

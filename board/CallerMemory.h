@@ -2,8 +2,7 @@
 //
 // Access is checked as for ptrace: it works for the board's descendants of the same user. A caller that was
 // killed meanwhile is just a failed access.
-#ifndef BOARD_CALLER_MEMORY_H
-#define BOARD_CALLER_MEMORY_H
+#pragma once
 
 #include <sys/types.h>
 
@@ -34,5 +33,3 @@ class CallerMemory final {
  private:
   pid_t caller;
 };
-
-#endif

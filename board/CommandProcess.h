@@ -2,8 +2,7 @@
 //
 // Signals that are meant for the session go to the command and never end the board, which has to outlive it:
 // what the terminal sends reaches the command by itself, what a process sends to the board is passed on.
-#ifndef BOARD_COMMAND_PROCESS_H
-#define BOARD_COMMAND_PROCESS_H
+#pragma once
 
 #include <sys/types.h>
 #include <csignal>
@@ -33,5 +32,3 @@ class CommandProcess final {
   sigset_t before{};
   pid_t child = -1;
 };
-
-#endif

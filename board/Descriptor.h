@@ -1,6 +1,5 @@
 // Owns a file descriptor and closes it.
-#ifndef BOARD_DESCRIPTOR_H
-#define BOARD_DESCRIPTOR_H
+#pragma once
 
 #include <unistd.h>
 
@@ -28,5 +27,3 @@ class Descriptor final {
  private:
   int descriptor = -1;
 };
-
-#endif

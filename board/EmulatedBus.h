@@ -2,8 +2,7 @@
 //
 // Messages reach the chip whose slave address they carry; nobody acknowledges any other, nor a ten-bit one.
 // Borrows the chips and the trace. One thread at a time.
-#ifndef BOARD_EMULATED_BUS_H
-#define BOARD_EMULATED_BUS_H
+#pragma once
 
 #include <cstdint>
 #include <span>
@@ -40,5 +39,3 @@ class EmulatedBus final {
   CallTrace& trace;
   std::vector<chip_model*> chips;
 };
-
-#endif

@@ -7,8 +7,7 @@
 //
 // Each node has a thread that waits for the kernel's requests: one that waits for all nodes at once would
 // take three times as long for a request. Calls on all nodes are carried out one after the other.
-#ifndef BOARD_FUSE_NODE_H
-#define BOARD_FUSE_NODE_H
+#pragma once
 
 #include <cstdint>
 #include <map>
@@ -59,5 +58,3 @@ class FuseNode final {
   bool served = true;  // the server's own: false ends it
   std::thread server;
 };
-
-#endif

@@ -2,8 +2,7 @@
 //
 // Results are those of the system calls, with a negative errno for a failure. Each open has its own slave
 // address and ten-bit flag. Borrows the adapter. One thread at a time.
-#ifndef BOARD_I2C_DEV_FILE_H
-#define BOARD_I2C_DEV_FILE_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -39,5 +38,3 @@ class I2CDevFile final {
   unsigned int address = 0;
   bool tenBit = false;
 };
-
-#endif

@@ -2,8 +2,7 @@
 //
 // The memory is the file itself, mapped: what the chip stores is in the file at once, also when this process
 // is killed. The file stays locked against other boards as long as the object lives.
-#ifndef BOARD_IMAGE_FILE_H
-#define BOARD_IMAGE_FILE_H
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -29,5 +28,3 @@ class ImageFile final {
   Descriptor file;
   unsigned char* memory = nullptr;
 };
-
-#endif

@@ -1,6 +1,5 @@
 // The clock of the emulated board, in nanoseconds.
-#ifndef BOARD_MONOTONIC_CLOCK_H
-#define BOARD_MONOTONIC_CLOCK_H
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -19,5 +18,3 @@ class MonotonicClock final {
     }
   }
 };
-
-#endif

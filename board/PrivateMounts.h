@@ -1,8 +1,7 @@
 // A mount namespace of the board's own, and what is laid over the machine's directories in it.
 //
 // Everything here changes only what this process and its children see, and is gone with the last of them.
-#ifndef BOARD_PRIVATE_MOUNTS_H
-#define BOARD_PRIVATE_MOUNTS_H
+#pragma once
 
 #include <filesystem>
 #include <functional>
@@ -24,5 +23,3 @@ void CoverKeeping(std::filesystem::path const& directory,
 void MakeEmptyDirectory(std::filesystem::path const& directory);
 
 }  // namespace PrivateMounts
-
-#endif

@@ -14,8 +14,8 @@ namespace {
 
 constexpr unsigned int SecondAddress = 0x52;
 
-// A closed standard descriptor would become the image's, and an error message would go into the EEPROM. For
-// the command it stays closed.
+// Opens the standard descriptors that are closed, so that no image gets their numbers and no error message
+// goes into an EEPROM. For the command they stay closed.
 void FillStandardDescriptors() {
   for (int const descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
     if (fcntl(descriptor, F_GETFD) < 0) static_cast<void>(open("/dev/null", O_RDWR | O_CLOEXEC));

@@ -1,4 +1,4 @@
-// The emulated board as a program: sets everything up, serves the nodes while the command runs, and ends.
+// The emulated board as a program: serves the nodes while the command runs.
 #pragma once
 
 #include <memory>
@@ -17,15 +17,15 @@
 
 class Board final {
  public:
-  // The program: prints help and errors, returns the exit code.
+  // Runs the program: prints help and errors, returns the exit code.
   static int Main(int count, char** arguments);
 
-  // Opens the images and the trace. Throws BoardError. Keeps nothing of `options` but the command.
+  // Opens the images and the trace. Throws BoardError.
   explicit Board(BoardOptions const& options);
   Board(Board const&) = delete;
   Board& operator=(Board const&) = delete;
 
-  // Runs the command. Returns its exit code. Throws BoardError. To be called once.
+  // Runs the command, once. Returns its exit code. Throws BoardError.
   int Run();
 
  private:

@@ -58,21 +58,19 @@ lacks /dev/fuse or refuses the namespace, 125 on any other failure, 126 if COMMA
 if it does not exist.
 )";
 
-std::uint64_t ParseNumber(std::string const& what, std::string_view text, std::uint64_t least,
-                          std::uint64_t most) {
+std::uint64_t ParseNumber(std::string const& what, std::string_view text, std::uint64_t most) {
   bool const hexadecimal = text.starts_with("0x");
   std::string_view const digits = hexadecimal ? text.substr(2) : text;
   std::uint64_t value = 0;
   auto const [end, error] =
       std::from_chars(digits.data(), digits.data() + digits.size(), value, hexadecimal ? 16 : 10);
-  if (error != std::errc{} || end != digits.data() + digits.size() || value < least || value > most)
-    throw BoardError(what + ": '" + std::string(text) + "' is no number from " + std::to_string(least) +
-                     " to " + std::to_string(most));
+  if (error != std::errc{} || end != digits.data() + digits.size() || value > most)
+    throw BoardError(what + ": '" + std::string(text) + "' is no number from 0 to " + std::to_string(most));
   return value;
 }
 
 unsigned int ParseAddress(std::string const& what, std::string_view text) {
-  return static_cast<unsigned int>(ParseNumber(what, text, 0, 0x7F));
+  return static_cast<unsigned int>(ParseNumber(what, text, 0x7F));
 }
 
 chip_fault ParseFault(std::string const& text) {
@@ -95,51 +93,29 @@ int ParseRefusal(std::string_view text) {
   throw BoardError("--refusal: '" + std::string(text) + "' is neither ENXIO nor EREMOTEIO");
 }
 
-constexpr std::array<option, 11> LongOptions{{{"address", required_argument, nullptr, 'a'},
-                                              {"kind", required_argument, nullptr, 'k'},
-                                              {"second", required_argument, nullptr, 's'},
-                                              {"write-cycle", required_argument, nullptr, 'w'},
-                                              {"refusal", required_argument, nullptr, 'r'},
-                                              {"clock", required_argument, nullptr, 'c'},
-                                              {"claim", required_argument, nullptr, 'b'},
-                                              {"fault", required_argument, nullptr, 'f'},
-                                              {"trace", required_argument, nullptr, 't'},
-                                              {"help", no_argument, nullptr, 'h'},
+constexpr std::array<option, 11> LongOptions{{{"address", required_argument, nullptr, 0},
+                                              {"kind", required_argument, nullptr, 0},
+                                              {"second", required_argument, nullptr, 0},
+                                              {"write-cycle", required_argument, nullptr, 0},
+                                              {"refusal", required_argument, nullptr, 0},
+                                              {"clock", required_argument, nullptr, 0},
+                                              {"claim", required_argument, nullptr, 0},
+                                              {"fault", required_argument, nullptr, 0},
+                                              {"trace", required_argument, nullptr, 0},
+                                              {"help", no_argument, nullptr, 0},
                                               {}}};
 
-void Apply(BoardOptions& options, int letter, std::string const& value) {
-  switch (letter) {
-    case 'a':
-      options.address = ParseAddress("--address", value);
-      return;
-    case 'k':
-      options.kind = ParseKind(value);
-      return;
-    case 's':
-      options.secondImage = value;
-      return;
-    case 'w':
-      options.writeCycle = ParseNumber("--write-cycle", value, 0, 1000000000) * 1000;
-      return;
-    case 'r':
-      options.refusal = ParseRefusal(value);
-      return;
-    case 'c':
-      options.clock = ParseNumber("--clock", value, 0, 5000000);
-      return;
-    case 'b':
-      options.claimed.insert(ParseAddress("--claim", value));
-      return;
-    case 'f':
-      options.faults.push_back(ParseFault(value));
-      return;
-    case 't':
-      options.trace = value;
-      return;
-    default:
-      options.help = true;
-      return;
-  }
+void Apply(BoardOptions& options, std::string_view name, std::string const& value) {
+  if (name == "address") options.address = ParseAddress("--address", value);
+  if (name == "kind") options.kind = ParseKind(value);
+  if (name == "second") options.secondImage = value;
+  if (name == "write-cycle") options.writeCycle = ParseNumber("--write-cycle", value, 1000000000) * 1000;
+  if (name == "refusal") options.refusal = ParseRefusal(value);
+  if (name == "clock") options.clock = ParseNumber("--clock", value, 5000000);
+  if (name == "claim") options.claimed.insert(ParseAddress("--claim", value));
+  if (name == "fault") options.faults.push_back(ParseFault(value));
+  if (name == "trace") options.trace = value;
+  if (name == "help") options.help = true;
 }
 
 }  // namespace
@@ -151,11 +127,12 @@ char const* BoardOptions::HelpText() {
 BoardOptions BoardOptions::Parse(int count, char** arguments) {
   BoardOptions options;
   opterr = 0;
-  for (int letter = 0;
-       (letter = getopt_long(count, arguments, "+:", LongOptions.data(), nullptr)) != -1 && !options.help;) {
-    if (letter == '?') throw BoardError(std::string(arguments[optind - 1]) + ": no such option; see --help");
-    if (letter == ':') throw BoardError(std::string(arguments[optind - 1]) + " needs a value; see --help");
-    Apply(options, letter, optarg ? optarg : "");
+  int index = 0;
+  for (int found = 0;
+       (found = getopt_long(count, arguments, "+:", LongOptions.data(), &index)) != -1 && !options.help;) {
+    if (found == '?') throw BoardError(std::string(arguments[optind - 1]) + ": no such option; see --help");
+    if (found == ':') throw BoardError(std::string(arguments[optind - 1]) + " needs a value; see --help");
+    Apply(options, LongOptions.at(static_cast<std::size_t>(index)).name, optarg ? optarg : "");
   }
   if (options.help) return options;
   if (options.faults.size() > CHIP_FAULTS) throw BoardError("at most four --fault options; see --help");

@@ -10,13 +10,13 @@
 #include "chip/chip_model.h"
 
 struct BoardOptions {
-  // Throws BoardError with one line for the user on bad use. `command` points into `arguments`.
+  // Throws BoardError if the arguments are wrong. `command` points into `arguments`.
   static BoardOptions Parse(int count, char** arguments);
   static char const* HelpText();
 
-  bool help = false;  // asked for; nothing else is valid then
+  bool help = false;  // only the help text is wanted; nothing else is valid then
   std::string image;
-  char** command = nullptr;  // ends with a null pointer, as execvp wants it
+  char** command = nullptr;  // ends with a null pointer, as execvp needs it
 
   chip_kind kind = CHIP_CAT24C256;
   unsigned int address = 0x56;

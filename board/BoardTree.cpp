@@ -25,7 +25,7 @@ std::string AdapterName(unsigned int number) {
 void WriteFile(fs::path const& path, std::string const& text) {
   std::ofstream file(path);
   file << text << std::flush;
-  if (!file) throw BoardError(path.string() + ": can't be written");
+  if (!file) throw BoardError(path.string() + ": cannot be written");
 }
 
 std::string DeviceName(unsigned int number, unsigned int address) {
@@ -58,8 +58,8 @@ void Claim(BoardTree::Adapter const& adapter, unsigned int address) {
 void BoardTree::Build(std::set<unsigned int> const& claimed) try {
   PrivateMounts::MakeEmptyDirectory(Bus);
   PrivateMounts::MakeEmptyDirectory(Class);
-  // The nodes of the machine's own buses must not be within reach. /dev/ptmx works only in the directory of
-  // its pts; as a bound file it would not, but a link to the one in pts does.
+  // The command must not reach the nodes of the machine's own buses. A bound /dev/ptmx would not work outside
+  // the directory of its pts, but a link to the one in pts does.
   PrivateMounts::CoverKeeping(Nodes, [](std::string const& name) {
     return name.starts_with("i2c-") || (name == "ptmx" && fs::exists("/dev/pts/ptmx"));
   });
@@ -72,7 +72,7 @@ void BoardTree::Build(std::set<unsigned int> const& claimed) try {
     fs::create_symlink("../../bus/i2c/devices/" + entry, Class / entry);
     WriteFile(NodePath(adapter.number), "");
   }
-  // A clock chip on the EEPROM's bus: a device of the bus that is no adapter and has no node.
+  // A clock chip on the EEPROM's bus: an entry in the list that is no adapter and has no node.
   AddDevice(fs::path("40150000.i2c") / AdapterName(EepromBus), DeviceName(EepromBus, ClockAddress), "ds1307");
   for (Adapter const& adapter : Adapters)
     for (unsigned int const address : claimed) Claim(adapter, address);

@@ -10,12 +10,12 @@ namespace BoardTree {
 
 struct Adapter {
   unsigned int number;
-  char const* parent;  // the device it belongs to
+  char const* parent;  // the device that it belongs to
   char const* name;
 };
 
-// The adapter of the controller at 0x40150000 carries the EEPROM. Its number is not that of the controller's
-// name (I2C4 counts from 1), nor what counting from 0 would give; a number says nothing on a board.
+// The EEPROM is on the adapter of the controller at 0x40150000. Its number follows neither from the name I2C4
+// nor from the order of the controllers, as on a board, where a number means nothing.
 inline constexpr unsigned int EepromBus = 5;
 
 // Named as a 64-bit kernel names them: the register address has 16 digits.

@@ -1,7 +1,6 @@
-// Writes a line for every call on a node and every message on a bus to a file; the format is in the help
-// text.
+// Writes a line for every call on a node and every message on a bus to a file, as the help text describes.
 //
-// A line is in the file when the call is answered. One thread at a time.
+// A line is in the file before the call is answered. One thread at a time.
 #pragma once
 
 #include <sys/types.h>
@@ -15,25 +14,25 @@
 
 class CallTrace final {
  public:
-  // An empty path makes a trace that writes nothing. Throws BoardError when the file can't be opened.
+  // With an empty path nothing is written. Throws BoardError if the file cannot be opened.
   explicit CallTrace(std::string const& path);
 
-  // A call begins: the lines up to End tell of it.
+  // Starts a call, to which the messages up to End belong.
   void Begin(pid_t pid, unsigned int bus, std::uint64_t open);
   void End(std::string const& call, long result);
 
-  // A message of the call: `data` is what was to be sent, or what was received.
+  // Writes a line for a message: `data` is what was to be sent, or what was received.
   void Message(bool read, unsigned int address, std::size_t length, std::span<unsigned char const> data,
                int result);
 
+  // Writes the chip's counts.
   void Chip(chip_model const& chip);
 
-  [[nodiscard]] bool IsOn() const { return file.Get() >= 0; }
-
-  // Whether a line could not be written; the trace is not complete then.
+  // Returns whether a line could not be written, so that the trace is incomplete.
   [[nodiscard]] bool HasFailed() const { return failed; }
 
  private:
+  [[nodiscard]] bool IsOn() const { return file.Get() >= 0; }
   void Write(std::string const& line);
 
   Descriptor file;

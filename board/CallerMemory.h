@@ -1,7 +1,7 @@
 // The memory of the process whose call is being answered.
 //
-// Access is checked as for ptrace: it works for the board's descendants of the same user. A caller that was
-// killed meanwhile is just a failed access.
+// Access is checked as for ptrace: it works for the board's descendants of the same user. Access fails once
+// the caller was killed.
 #pragma once
 
 #include <sys/types.h>
@@ -15,7 +15,7 @@ class CallerMemory final {
   // `task` is a process or thread id.
   explicit CallerMemory(pid_t task) : caller(task) {}
 
-  // All bytes or false.
+  // Copies all bytes or returns false.
   [[nodiscard]] bool Read(std::uint64_t address, std::span<unsigned char> bytes) const;
   [[nodiscard]] bool Write(std::uint64_t address, std::span<unsigned char const> bytes) const;
 

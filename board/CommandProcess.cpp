@@ -39,7 +39,7 @@ int CommandProcess::Wait() {
   while (waitpid(child, &status, WNOHANG) != child) {
     siginfo_t signal{};
     int const number = sigwaitinfo(&handled, &signal);
-    // What the terminal sends comes from the kernel and reaches the command as well.
+    // The kernel sends the terminal's signals to the command as well.
     if (number > 0 && number != SIGCHLD && signal.si_code <= 0) kill(child, number);
   }
   child = -1;

@@ -1,7 +1,7 @@
 // The command that runs on the board.
 //
-// Signals that are meant for the session go to the command and never end the board, which has to outlive it:
-// what the terminal sends reaches the command by itself, what a process sends to the board is passed on.
+// A signal that would end the board goes to the command instead, which the board must outlive: the terminal
+// sends its signals to the command as well, and what a process sends to the board is passed on.
 #pragma once
 
 #include <sys/types.h>
@@ -11,7 +11,7 @@
 
 class CommandProcess final {
  public:
-  // Blocks the signals in question from now on, also in threads that are started later.
+  // Blocks these signals, also for threads that are started later.
   CommandProcess();
   CommandProcess(CommandProcess const&) = delete;
   CommandProcess& operator=(CommandProcess const&) = delete;
@@ -19,9 +19,9 @@ class CommandProcess final {
   // Kills a command that nobody has waited for.
   ~CommandProcess();
 
-  // Starts `command` (looked up in PATH, ends with a null pointer) with the signals as the board found them;
-  // `prepare` runs before it in its process. Where it can't be executed it says so and ends as BoardExit
-  // tells. The calling process must have a single thread. Throws BoardError.
+  // Starts `command` (looked up in PATH, ends with a null pointer) with the signal mask that the board had,
+  // after `prepare` has run in the new process. If it cannot be executed, that process prints why and ends
+  // with a code of BoardExit. The calling process must have a single thread. Throws BoardError.
   void Start(char** command, std::function<void()> const& prepare);
 
   // Passes signals on until the command ends. Returns its exit code.

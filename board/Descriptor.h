@@ -18,10 +18,10 @@ class Descriptor final {
     if (descriptor >= 0) close(descriptor);
   }
 
-  // -1 when none is held.
+  // -1 if there is none.
   [[nodiscard]] int Get() const { return descriptor; }
 
-  // The caller owns it from now on.
+  // Passes the ownership to the caller.
   [[nodiscard]] int Release() { return std::exchange(descriptor, -1); }
 
  private:

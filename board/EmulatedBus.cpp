@@ -35,7 +35,7 @@ chip_model* EmulatedBus::FindChip(Message const& message) const {
   return found == chips.end() ? nullptr : *found;
 }
 
-// Nine clocks for the address and each byte, one each for start and stop.
+// Returns nanoseconds: nine clocks for the address and each byte, one each for start and stop.
 std::uint64_t EmulatedBus::WireTime(std::size_t bytes) const {
   return clock == 0 ? 0 : (9 * (bytes + 1) + 2) * 1000000000 / clock;
 }

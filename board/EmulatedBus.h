@@ -1,6 +1,6 @@
 // An I2C bus with the chips on it.
 //
-// Messages reach the chip whose slave address they carry; nobody acknowledges any other, nor a ten-bit one.
+// A message reaches the chip that answers at its slave address; no chip answers at a ten-bit one.
 // Borrows the chips and the trace. One thread at a time.
 #pragma once
 
@@ -17,17 +17,17 @@ class EmulatedBus final {
     unsigned int address;
     bool tenBit;
     bool read;
-    std::span<unsigned char> data;  // to be sent, or where to put what is received
+    std::span<unsigned char> data;  // what to send, or where to put what is received
   };
 
-  // `clockRate` in Hz, 0: messages take no time. `refusalError` is the negative error of a message that no
-  // chip acknowledges.
+  // `clockRate` is in Hz; 0 means that messages take no time. `refusalError` is the negative error of a
+  // message that no chip acknowledges.
   EmulatedBus(std::uint64_t clockRate, int refusalError, CallTrace& callTrace)
       : clock(clockRate), refusal(refusalError), trace(callTrace) {}
 
   void Attach(chip_model& chip) { chips.push_back(&chip); }
 
-  // Moves one message. Returns how many of its bytes, or a negative error.
+  // Transfers one message. Returns how many of its bytes were transferred, or a negative error.
   int Move(Message const& message);
 
  private:

@@ -26,7 +26,7 @@ Descriptor OpenFuse() {
   if (errno == ENOENT || errno == ENODEV || errno == ENXIO)
     throw BoardError("/dev/fuse is missing: load it with 'modprobe fuse', or give it to the container",
                      BoardExit::NotPossibleHere);
-  throw BoardError(std::string("/dev/fuse can't be opened (") + std::strerror(errno) +
+  throw BoardError(std::string("/dev/fuse cannot be opened (") + std::strerror(errno) +
                        "): run as root, or allow it with 'chmod 666 /dev/fuse'",
                    BoardExit::NotPossibleHere);
 }
@@ -41,36 +41,32 @@ struct stat Attributes() {
   return attributes;
 }
 
-std::string DescribeRequest(unsigned int request, std::uint64_t argument) {
-  struct Name {
-    unsigned int request;
-    char const* name;
-    bool byValue;
-  };
-  constexpr std::array Names{
-      Name{I2C_RETRIES, "I2C_RETRIES", true}, Name{I2C_TIMEOUT, "I2C_TIMEOUT", true},
-      Name{I2C_SLAVE, "I2C_SLAVE", true},     Name{I2C_SLAVE_FORCE, "I2C_SLAVE_FORCE", true},
-      Name{I2C_TENBIT, "I2C_TENBIT", true},   Name{I2C_FUNCS, "I2C_FUNCS", false},
-      Name{I2C_RDWR, "I2C_RDWR", false},      Name{I2C_PEC, "I2C_PEC", true},
-      Name{I2C_SMBUS, "I2C_SMBUS", false}};
-  auto const* const found = std::find_if(Names.begin(), Names.end(),
-                                         [request](Name const& name) { return name.request == request; });
-  std::array<char, 64> text{};
-  if (found == Names.end())
-    std::snprintf(text.data(), text.size(), "ioctl 0x%x -", request);
-  else if (!found->byValue)
-    std::snprintf(text.data(), text.size(), "ioctl %s -", found->name);
-  else
-    std::snprintf(text.data(), text.size(), "ioctl %s 0x%llx", found->name,
-                  static_cast<unsigned long long>(argument));
-  return text.data();
-}
-
 bool TakesPointer(unsigned int request) {
   return request == I2C_FUNCS || request == I2C_RDWR || request == I2C_SMBUS;
 }
 
-// A call on the node from its request to its answer.
+std::string DescribeRequest(unsigned int request, std::uint64_t argument) {
+  constexpr std::array<std::pair<unsigned int, char const*>, 9> Names{{{I2C_RETRIES, "I2C_RETRIES"},
+                                                                       {I2C_TIMEOUT, "I2C_TIMEOUT"},
+                                                                       {I2C_SLAVE, "I2C_SLAVE"},
+                                                                       {I2C_SLAVE_FORCE, "I2C_SLAVE_FORCE"},
+                                                                       {I2C_TENBIT, "I2C_TENBIT"},
+                                                                       {I2C_FUNCS, "I2C_FUNCS"},
+                                                                       {I2C_RDWR, "I2C_RDWR"},
+                                                                       {I2C_PEC, "I2C_PEC"},
+                                                                       {I2C_SMBUS, "I2C_SMBUS"}}};
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "ioctl 0x%x -", request);
+  for (auto const& [number, name] : Names)
+    if (number == request && TakesPointer(request))
+      std::snprintf(text.data(), text.size(), "ioctl %s -", name);
+    else if (number == request)
+      std::snprintf(text.data(), text.size(), "ioctl %s 0x%llx", name,
+                    static_cast<unsigned long long>(argument));
+  return text.data();
+}
+
+// A call on the node, from its request to its answer, which holds the board's lock.
 class Call final {
  public:
   Call(CallTrace& callTrace, std::mutex& boardLock, fuse_req_t request, unsigned int bus, std::uint64_t open)
@@ -103,13 +99,13 @@ struct FuseNode::Calls {
     fuse_reply_attr(request, &attributes, 3600);
   }
 
-  // A device node can't be truncated, but opening it so is no error.
+  // Opening a device node with O_TRUNC is no error and changes nothing.
   static void SetAttributes(fuse_req_t request, fuse_ino_t inode, struct stat* /*attributes*/, int /*which*/,
                             fuse_file_info* info) {
     GetAttributes(request, inode, info);
   }
 
-  // Stop asks for it, to be told that all requests before are answered.
+  // Stop calls it to learn that all earlier requests are answered.
   static void GetFileSystem(fuse_req_t request, fuse_ino_t /*inode*/) {
     if (fuse_req_ctx(request)->pid == getpid()) NodeOf(request).served = false;
     struct statvfs const status{};
@@ -191,7 +187,7 @@ FuseNode::FuseNode(std::string const& path, I2CAdapter& servedAdapter, CallTrace
                    std::mutex& boardLock)
     : adapter(servedAdapter), trace(callTrace), lock(boardLock), session(nullptr, fuse_session_destroy) {
   Descriptor fuse = OpenFuse();
-  // allow_other: whatever user the command turns into, the node answers.
+  // allow_other: the command may change its user.
   std::string const options = "fd=" + std::to_string(fuse.Get()) +
                               ",rootmode=100000,user_id=" + std::to_string(getuid()) +
                               ",group_id=" + std::to_string(getgid()) + ",allow_other";
@@ -208,8 +204,8 @@ FuseNode::FuseNode(std::string const& path, I2CAdapter& servedAdapter, CallTrace
   fuse_lowlevel_ops const table = Calls::Table();
   session.reset(fuse_session_new(&all, &table, sizeof table, this));
   fuse_opt_free_args(&all);
-  std::string const mounted =
-      "/dev/fd/" + std::to_string(fuse.Get());  // how libfuse is told of our own mount
+  // This name tells libfuse that the descriptor is mounted already.
+  std::string const mounted = "/dev/fd/" + std::to_string(fuse.Get());
   if (!session || fuse_session_mount(session.get(), mounted.c_str()) != 0)
     throw BoardError("libfuse refuses to serve " + path);
   static_cast<void>(fuse.Release());  // the session closes it
@@ -227,7 +223,9 @@ void FuseNode::MakeOwnerKnown() const {
 void FuseNode::Start() {
   server = std::thread([this] {
     fuse_buf buffer{};
-    while (served && !fuse_session_exited(session.get())) ServeOne(buffer);
+    while (served && !fuse_session_exited(session.get()))
+      if (fuse_session_receive_buf(session.get(), &buffer) > 0)
+        fuse_session_process_buf(session.get(), &buffer);
     std::free(buffer.mem);
   });
 }
@@ -235,11 +233,6 @@ void FuseNode::Start() {
 void FuseNode::Stop() {
   if (!server.joinable()) return;
   struct statfs status {};
-  static_cast<void>(fstatfs(node.Get(), &status));  // behind all other requests; ends the server
+  static_cast<void>(fstatfs(node.Get(), &status));  // comes after all earlier requests and ends the server
   server.join();
-}
-
-void FuseNode::ServeOne(fuse_buf& buffer) {
-  int const received = fuse_session_receive_buf(session.get(), &buffer);
-  if (received > 0) fuse_session_process_buf(session.get(), &buffer);
 }

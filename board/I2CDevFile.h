@@ -1,4 +1,4 @@
-// One open of an I2C device node: what drivers/i2c/i2c-dev.c does for it.
+// An open of an I2C device node, with the rules of the kernel's drivers/i2c/i2c-dev.c.
 //
 // Results are those of the system calls, with a negative errno for a failure. Each open has its own slave
 // address and ten-bit flag. Borrows the adapter. One thread at a time.
@@ -17,15 +17,14 @@ class I2CDevFile final {
  public:
   explicit I2CDevFile(I2CAdapter& openedAdapter) : adapter(&openedAdapter) {}
 
-  // Longer transfers are cut to this by the kernel.
+  // The kernel limits reads and writes to as many bytes.
   static constexpr std::size_t MaxTransfer = 8192;
 
-  // At most MaxTransfer bytes. Unlike a real adapter the bus can end a message early: the count is short
-  // then.
+  // For at most MaxTransfer bytes. The count is short if a fault ends the message early.
   int Write(std::span<unsigned char const> data);
   int Read(std::span<unsigned char> data);
 
-  // `argument` as the caller passed it; what it points to is in `caller`.
+  // `argument` is what the caller passed; if that is a pointer, it points into `caller`.
   int Ioctl(unsigned int request, std::uint64_t argument, CallerMemory const& caller);
 
  private:

@@ -18,7 +18,7 @@ ImageFile::ImageFile(std::string const& path, std::size_t bytes)
   if (fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode))
     throw BoardError(path + ": an image is a regular file");
   if (flock(file.Get(), LOCK_EX | LOCK_NB) != 0) throw BoardError(path + ": used by another board");
-  // Only now, with the lock held, can nobody else be about to fill it.
+  // Before it held the lock, another board could still fill the file.
   if (fstat(file.Get(), &status) != 0) throw BoardError(path + ": " + std::strerror(errno));
   if (status.st_size == 0)
     Erase(path);
@@ -39,9 +39,9 @@ void ImageFile::Erase(std::string const& path) const {
   for (std::size_t done = 0; done < size;) {
     ssize_t const written = pwrite(file.Get(), erased.data() + done, size - done, static_cast<off_t>(done));
     if (written < 0) {
-      std::string const reason = std::strerror(errno);
+      int const error = errno;
       static_cast<void>(ftruncate(file.Get(), 0));  // an empty file can be filled by the next attempt
-      throw BoardError(path + ": cannot be filled: " + reason);
+      throw BoardError(path + ": cannot be filled: " + std::strerror(error));
     }
     done += static_cast<std::size_t>(written);
   }

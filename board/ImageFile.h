@@ -1,7 +1,7 @@
 // The file that holds a chip's memory.
 //
-// The memory is the file itself, mapped: what the chip stores is in the file at once, also when this process
-// is killed. The file stays locked against other boards as long as the object lives.
+// The memory is the mapped file: what the chip stores is in the file at once, even if this process is killed.
+// The file is locked against other boards during the object's lifetime.
 #pragma once
 
 #include <cstddef>
@@ -11,14 +11,15 @@
 
 class ImageFile final {
  public:
-  // Opens the file of exactly `bytes` bytes; a missing or an empty one is made, erased (0xFF). Throws
-  // BoardError when it can't be opened, has another size, is no regular file or is used by another board.
+  // Opens a file of exactly `bytes` bytes; if it is missing or empty, it is filled with 0xFF. Throws
+  // BoardError if it cannot be opened or filled, has another size, is no regular file or is used by another
+  // board.
   ImageFile(std::string const& path, std::size_t bytes);
   ImageFile(ImageFile const&) = delete;
   ImageFile& operator=(ImageFile const&) = delete;
   ~ImageFile();
 
-  // Valid as long as the object.
+  // Valid during the object's lifetime.
   [[nodiscard]] unsigned char* Memory() const { return memory; }
 
  private:

@@ -6,13 +6,13 @@
 
 class MonotonicClock final {
  public:
-  // CLOCK_MONOTONIC, which a driver's waits run on too.
+  // CLOCK_MONOTONIC, on which programs wait too.
   [[nodiscard]] static std::uint64_t Now() {
     auto const now = std::chrono::steady_clock::now().time_since_epoch();
     return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count());
   }
 
-  // Spins: a sleep is too coarse for messages of some 100 microseconds.
+  // Spins, because a sleep is too coarse for messages of some 100 microseconds.
   static void SpinUntil(std::uint64_t time) {
     while (Now() < time) {
     }

@@ -65,7 +65,7 @@ void MakeFile(fs::path const& path) {
   if (file.Get() < 0) throw BoardError(path.string() + ": " + std::strerror(errno));
 }
 
-// A bind mount needs something of its own kind to lie on; a link is simply made again.
+// Binds a file or directory to a new one of its kind; copies a link.
 void Restore(fs::path const& old, fs::path const& place) {
   fs::file_status const status = fs::symlink_status(old);
   if (fs::is_symlink(status)) {
@@ -99,7 +99,7 @@ void PrivateMounts::CoverKeeping(fs::path const& directory,
   for (fs::directory_entry const& entry : fs::directory_iterator(directory))
     if (std::string const name = entry.path().filename(); !drops(name)) names.push_back(name);
 
-  // Through the descriptor the old directory can still be reached when it is covered.
+  // The descriptor keeps the old directory within reach once it is covered.
   Descriptor const old(open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (old.Get() < 0) throw BoardError(directory.string() + ": " + std::strerror(errno));
   fs::path const oldPath = "/proc/self/fd/" + std::to_string(old.Get());

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0 OR MIT
 /*
- * Two I2C adapters named as the driver of the board's I2C controllers names them. The first has no
+ * Two I2C adapters with the names that the driver of the board's I2C controllers gives. The first has no
  * chips. On the second two CAT24C256 of the chip model answer, at 0x56 and 0x52, erased at load.
  *
  * A transfer takes as long as its bytes take on the wire. Parameters can be changed at any time.
@@ -276,6 +276,6 @@ static void __exit board_exit(void)
 
 module_init(board_init);
 module_exit(board_exit);
-MODULE_DESCRIPTION("Board EEPROM behind an emulated I2C controller");
+MODULE_DESCRIPTION("Board EEPROM on an emulated I2C controller");
 MODULE_AUTHOR("The Brindle maintainers");
 MODULE_LICENSE("Dual MIT/GPL");

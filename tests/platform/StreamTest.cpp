@@ -3,6 +3,7 @@
 #include <array>
 
 #include "platform/ByteBuffer.h"
+#include "platform/DirectoryLock.h"
 #include "platform/FileStream.h"
 #include "support/TempDirectory.h"
 
@@ -15,70 +16,43 @@ constexpr unsigned char READ = FileStream::READ;
 constexpr unsigned char WRITE = FileStream::WRITE;
 constexpr unsigned char REPLACE = FileStream::WRITE | FileStream::TRUNCATE;
 
-// Reads what `input` holds, or gives a result code; keeps what is written.
-class ScriptedStream : public Stream {
- public:
-  using Stream::Read;
-  using Stream::Write;
-  long Read(unsigned char* buffer, long count) override {
-    const auto moved = std::min(static_cast<std::size_t>(count), input.size());
-    std::copy_n(input.begin(), moved, buffer);
-    return readResult < 0 ? readResult : static_cast<long>(moved);
-  }
-  long Write(unsigned char const* buffer, long count) override {
-    output.emplace_back(buffer, buffer + count);
-    return writeResult < 0 ? writeResult : count;
-  }
-
-  std::array<unsigned char, 4> input = {1, 2, 3, 4};
-  std::vector<Data> output;
-  long readResult = 0;
-  long writeResult = 0;
-};
-
-TEST(Stream, IsNumberedThroughoutTheProcessAndStartsUnconnected) {
-  const unsigned int next = Stream::nextID;
-  EXPECT_EQ(ScriptedStream().GetID(), next);
-  ScriptedStream stream;
-  EXPECT_EQ(stream.GetID(), next + 1);
-  EXPECT_THAT((std::array{stream.GetType(), stream.GetStatus(), stream.GetConnectivitySource()}),
-              ElementsAre(0, 1, 0));
-  EXPECT_FALSE(stream.Connected());
-  stream.Open();
-  EXPECT_TRUE(stream.Connected());
-  stream.Close();
-  EXPECT_FALSE(stream.Connected());
-  unsigned char byte = 9;
-  EXPECT_EQ(stream.Read(&byte, 1, std::chrono::microseconds(5)), -2);
-  EXPECT_EQ(byte, 9);
-}
-
-TEST(Stream, CopiesWhatOneReadOfTheSourceGave) {
-  struct {
-    long count, readResult, writeResult, result;
-    std::vector<Data> written;
-  } const cases[] = {
-      {10, 0, 0, 4, {{1, 2, 3, 4}}}, {3, 0, 0, 3, {{1, 2, 3}}}, {0, 0, 0, 0, {{}}},
-      {-1, 0, 0, 0, {{}}},           {10, -3, 0, -3, {}},       {2, 0, -4, -4, {{1, 2}}},
-  };
-  for (auto const& row : cases) {
-    ScriptedStream source;
-    ScriptedStream target;
-    source.readResult = row.readResult;
-    target.writeResult = row.writeResult;
-    EXPECT_EQ(target.Write(source, row.count), row.result);
-    EXPECT_EQ(target.output, row.written);
-  }
-  ScriptedStream target;
-  EXPECT_EQ(target.Write(Data{5, 6}), 2);
-  EXPECT_EQ(target.output, std::vector<Data>({{5, 6}}));
-}
-
 class FileStreamTest : public testing::Test {
  protected:
   TempDirectory directory;
   unsigned char buffer[16] = {'a', 'b', 'c'};
 };
+
+TEST_F(FileStreamTest, IsAStreamNumberedThroughoutTheProcess) {
+  const unsigned int next = Stream::nextID;
+  EXPECT_EQ(FileStream("/dev/null", READ).GetID(), next);
+  FileStream stream("/dev/null", READ);
+  EXPECT_EQ(stream.GetID(), next + 1);
+  EXPECT_THAT((std::array{stream.GetType(), stream.GetStatus(), stream.GetConnectivitySource()}),
+              ElementsAre(0, 1, 0));
+  EXPECT_FALSE(stream.Connected());
+  stream.Open();
+  stream.Stream::Close();
+  EXPECT_FALSE(stream.Connected());
+}
+
+TEST_F(FileStreamTest, CopiesWhatOneReadOfTheSourceGave) {
+  struct {
+    char const* source;
+    unsigned char targetFlags;
+    long count, result;
+    char const* written;
+  } const cases[] = {{"four", REPLACE, 10, 4, "1234"}, {"four", REPLACE, 3, 3, "123"},
+                     {"four", REPLACE, 0, 0, ""},      {"four", REPLACE, -1, 0, ""},
+                     {"missing", REPLACE, 10, -2, ""}, {"four", READ, 2, -4, "old"}};
+  directory.File("four", "1234");
+  for (auto const& row : cases) {
+    SCOPED_TRACE(&row - cases);
+    FileStream source(directory / row.source, READ);
+    FileStream target(directory.File("target", "old"), row.targetFlags);
+    EXPECT_EQ(static_cast<Stream&>(target).Write(source, row.count), row.result);
+    EXPECT_EQ(ContentOf(directory / "target"), row.written);
+  }
+}
 
 TEST_F(FileStreamTest, ReadsUpToTheEnd) {
   const std::string path = directory.File("five", std::string("\0\r\n\xff\x1a", 5));
@@ -107,10 +81,21 @@ TEST_F(FileStreamTest, ReportsWhatCannotBeReadOrWritten) {
   EXPECT_EQ(ContentOf(path), "kept");
 }
 
+TEST_F(FileStreamTest, OpensAsItsFlagsSay) {
+  const std::tuple<int, char const*> cases[] = {
+      {REPLACE, "abc"},          {READ | WRITE, "abct"},           {READ | WRITE | 0x04, "keptabc"},
+      {WRITE | 0x04, "keptabc"}, {READ | WRITE | 0x10, "keptabc"}, {READ | REPLACE | 0xE0, "abc"}};
+  for (auto const& [flags, content] : cases) {
+    const std::string path = directory.File("file", "kept");
+    EXPECT_EQ(FileStream(path, static_cast<unsigned char>(flags)).Write(buffer, 3), 3);
+    EXPECT_EQ(ContentOf(path), content) << flags;
+  }
+}
+
 TEST_F(FileStreamTest, HandsEveryWriteToTheSystem) {
   const std::string path = directory.File("long", "a longer text");
   FileStream stream(path, REPLACE);
-  EXPECT_EQ(stream.Write(buffer, 3), 3);
+  EXPECT_EQ(stream.Write(Data{'a', 'b', 'c'}), 3);
   EXPECT_EQ(stream.Write(buffer, -1), 0);
   EXPECT_EQ(ContentOf(path), "abc");
   stream.Close();
@@ -127,6 +112,17 @@ TEST_F(FileStreamTest, MeasuresIn32Bits) {
     std::filesystem::resize_file(path, size);
     EXPECT_EQ(FileStream(path, READ).GetFileSize(), measured);
   }
+}
+
+TEST(DirectoryLock, IsHeldByOneAtATime) {
+  const TempDirectory directory;
+  for (int round = 0; round < 2; ++round) {
+    DirectoryLock first;
+    EXPECT_TRUE(first.Acquire(directory / ".", 0));
+    EXPECT_FALSE(DirectoryLock().Acquire(directory / ".", 0));
+  }
+  EXPECT_TRUE(DirectoryLock().Acquire(directory / "missing", 0));
+  EXPECT_FALSE(DirectoryLock().Acquire(directory.File("file", ""), 0));
 }
 
 TEST(ByteBuffer, MovesWhatFitsAndSaysHowMuch) {
@@ -153,7 +149,7 @@ TEST(ByteBuffer, MovesWhatFitsAndSaysHowMuch) {
   source.Reset();
   EXPECT_EQ(source.GetReadPosition() + source.Read(target, 1), 0U);
   EXPECT_EQ(source.FillBuffer(0xFF, 10), 4U);
-  EXPECT_THAT(held(source), ElementsAre(0xFF, 0xFF, 0xFF, 0xFF));
+  EXPECT_THAT(held(source), testing::Each(0xFF));
 }
 
 }  // namespace

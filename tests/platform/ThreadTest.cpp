@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
 #include <thread>
 
 #include "platform/PosixEvent.h"
 #include "platform/PosixThread.h"
+#include "platform/SignalHold.h"
 #include "platform/ThreadFactory.h"
 #include "support/Wrap.h"
 
@@ -45,102 +47,68 @@ WRAP(int, pthread_cancel, pthread_t id) {
 
 namespace {
 
-std::string CurrentName() {
-  char name[16] = "";
-  pthread_getname_np(pthread_self(), name, sizeof name);
-  return name;
-}
+PosixEvent ended(true);
 
-// What a body is given and leaves behind.
-struct Job {
-  explicit Job(Thread const& thread) : stop(thread.GetThreadEvent()) {}
-  std::shared_ptr<Event> stop;
-  unsigned int stopFlags = 0;
-  std::string name;
+struct EndMark {
+  ~EndMark() { ended.Signal(1); }  // when the thread has left everything of ours
 };
-
-void* RunUntilStopped(void* argument) {
-  auto& job = *static_cast<Job*>(argument);
-  job.stopFlags = job.stop->WaitOr(0xFFFFFFFF);
-  job.name = CurrentName();
-  return nullptr;
-}
 
 class ThreadTest : public testing::Test {
  protected:
-  ThreadTest() : thread(ThreadFactory::GetUniqueThread(RunUntilStopped, 58, 0)), job(*thread) {
-    createError = joins = cancels = 0;
+  ThreadTest() { createError = joins = cancels = 0; }
+
+  static void* RunUntilStopped(void* test) {
+    thread_local EndMark mark;
+    auto& self = *static_cast<ThreadTest*>(test);
+    self.stopFlags = self.stop->WaitOr(0xFFFFFFFF);
+    return nullptr;
   }
 
-  std::unique_ptr<Thread> thread;
-  Job job;
+  std::unique_ptr<Thread> thread = ThreadFactory::GetUniqueThread(RunUntilStopped, 58, 0);
+  std::shared_ptr<Event> stop = thread->GetThreadEvent();
+  unsigned int stopFlags = 0;  // that the body was given
 };
 
 TEST_F(ThreadTest, RunsOnceUntilAskedToStop) {
-  EXPECT_EQ(thread->GetThreadEvent(), job.stop);
-  EXPECT_EQ(thread->GetStopRequestFlag(), 1U);
+  EXPECT_EQ(thread->GetThreadEvent(), stop);
   EXPECT_FALSE(thread->IsRunning());
-  EXPECT_EQ(thread->StartThread(&job, "I2CXactHandler"), 0);
+  createError = EAGAIN;
+  EXPECT_EQ(thread->StartThread(this, ""), EAGAIN);
+  EXPECT_FALSE(thread->IsRunning());
+  createError = 0;
+  EXPECT_EQ(thread->StartThread(this, "sixteen letters."), ERANGE);
   EXPECT_TRUE(thread->IsRunning());
   EXPECT_EQ(thread->StartThread(nullptr, ""), 1);
+  EXPECT_EQ(thread->GetStopRequestFlag(), 1U);
   thread->SetStopRequestFlag(0x6);
+  EXPECT_EQ(thread->RequestStop(), 0);
+  ended.WaitOr(1);
+  EXPECT_EQ(stopFlags, 0x6U);
+  EXPECT_TRUE(thread->IsRunning());  // also after its body returned
   thread.reset();
-  EXPECT_EQ(job.stopFlags, 0x6U);
-  EXPECT_EQ(job.name, "I2CXactHandler");
   EXPECT_EQ(joins, 1);
   EXPECT_EQ(cancels, 0);
 }
 
-TEST_F(ThreadTest, CountsAsRunningAfterItsBodyReturned) {
-  static PosixEvent ended(true);
-  struct EndMark {
-    ~EndMark() { ended.Signal(1); }  // when the thread has left everything of ours
-  };
-  thread = ThreadFactory::GetUniqueThread(
-      [](void*) -> void* {
-        thread_local EndMark mark;
-        return &mark;
-      },
-      58, 0);
-  EXPECT_EQ(thread->StartThread(nullptr, ""), 0);
-  ended.WaitOr(1);
-  EXPECT_TRUE(thread->IsRunning());
-  thread.reset();
-  EXPECT_EQ(joins, 1);
-}
-
-TEST_F(ThreadTest, SurvivesAFailedCreationAndARefusedName) {
-  createError = EAGAIN;
-  EXPECT_EQ(thread->StartThread(&job, ""), EAGAIN);
-  EXPECT_FALSE(thread->IsRunning());
-  createError = 0;
-  EXPECT_EQ(thread->StartThread(&job, "sixteen letters."), ERANGE);
-  EXPECT_TRUE(thread->IsRunning());
-  EXPECT_EQ(thread->RequestStop(), 0);
-  thread.reset();
-  EXPECT_EQ(job.stopFlags, 1U);
-  EXPECT_EQ(job.name, CurrentName());  // still its creator's
-}
-
 TEST_F(ThreadTest, CancelsABodyThatHasNoStopRequest) {
-  thread->StartThread(&job, "");
+  thread->StartThread(this, "");
   thread->SetStopRequestFlag(0);
   thread.reset();
   EXPECT_EQ(cancels, 1);
   EXPECT_EQ(joins, 1);
-  EXPECT_EQ(job.stopFlags, 0U);
-  EXPECT_EQ(job.stop->Signal(0x2), 0);  // the cancelled wait left the event unlocked
+  EXPECT_EQ(stopFlags, 0U);
+  EXPECT_EQ(stop->Signal(0x2), 0);  // the cancelled wait left the event unlocked
 }
 
 // The start is claimed, but the destructor finds no thread to join yet.
 TEST_F(ThreadTest, JoinsAThreadWhoseStartIsUnderWay) {
   createsLate = true;
-  std::thread starter([this, &starting = *thread] { starting.StartThread(&job, ""); });
+  std::thread starter([this, &starting = *thread] { starting.StartThread(this, ""); });
   while (!thread->IsRunning()) std::this_thread::yield();
   mayCreate = true;
   thread.reset();
   EXPECT_EQ(joins, 1);
-  EXPECT_EQ(job.stopFlags, 1U);
+  EXPECT_EQ(stopFlags, 1U);
   starter.join();
   createsLate = mayCreate = false;
 }
@@ -166,6 +134,36 @@ TEST_F(ThreadTest, AsksForRoundRobinAtItsPriority) {
   thread.reset();
   EXPECT_EQ(Thread::threadCount, count);  // one gone, one made
   EXPECT_EQ(joins + cancels, 0);          // for there is no thread
+}
+
+// Which of five signals this thread blocks.
+std::string Blocked() {
+  sigset_t mask;
+  pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+  std::string names;
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1}) {
+    if (sigismember(&mask, signal) == 1) names += sigabbrev_np(signal);
+  }
+  return names;
+}
+
+TEST(SignalHold, OpensInAWindowOnlyWhatItBlocked) {
+  sigset_t outer;
+  sigemptyset(&outer);
+  sigaddset(&outer, SIGTERM);
+  pthread_sigmask(SIG_SETMASK, &outer, nullptr);
+  {
+    const SignalHold hold;
+    {
+      const SignalHold inner;
+      EXPECT_EQ(Blocked(), "HUPINTQUITTERM");
+      const SignalWindow window;
+      EXPECT_EQ(Blocked(), "TERM");
+    }
+    EXPECT_EQ(Blocked(), "HUPINTQUITTERM");
+  }
+  const SignalWindow withoutHold;
+  EXPECT_EQ(Blocked(), "TERM");
 }
 
 }  // namespace

@@ -154,9 +154,9 @@ TEST(SignalHold, OpensInAWindowOnlyWhatItBlocked) {
   pthread_sigmask(SIG_SETMASK, &outer, nullptr);
   {
     const SignalHold hold;
+    const SignalHold inner;
+    EXPECT_EQ(Blocked(), "HUPINTQUITTERM");
     {
-      const SignalHold inner;
-      EXPECT_EQ(Blocked(), "HUPINTQUITTERM");
       const SignalWindow window;
       EXPECT_EQ(Blocked(), "TERM");
     }

@@ -2,13 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
 
-#include "support/ModelBus.h"
-#include "support/TempDirectory.h"
+#include "support/Rig.h"
 
 namespace {
 
@@ -51,63 +49,25 @@ Brindle /RBI /FileAbsolutePath
 const std::string Complete = "EEPROM read/write complete.\n";
 const std::string Failed = "EEPROM read/write failed.\n";
 const std::string NotAccessible = "EEPROM not accessible\n";
-const std::string BadFileType = "FileType is incorrect. Exiting...\n\n" + Usage;
 const std::string BadRevision = "BaseboardRev# is incorrect. Exiting...\n\n" + Usage;
 
-std::string Short(int expected, int received) {
-  return "Missing required command line arguments, expected: " + std::to_string(expected) +
-         ", received: " + std::to_string(received) + " or unknown command. Exiting...\n" + Usage;
-}
-
 // Runs command lines on a board with an EEPROM at either location.
-class FrontEndTest : public testing::Test {
+class FrontEndTest : public testing::Test, public Rig {
  protected:
-  int Run(std::vector<std::string> const& words, std::ostream& output) {
-    std::vector<char const*> argv{"Brindle"};
-    for (std::string const& word : words) argv.push_back(word.c_str());
-    return FrontEnd(static_cast<int>(argv.size()), argv.data(), output, [this] {
-      ++busesAsked;
-      auto bus = std::make_shared<ModelBus>(wire);
-      lastBus = bus;
-      return bus;
-    });
-  }
+  using Rig::Run;
   void Expect(std::vector<std::string> const& words, int code, std::string const& text) {
-    std::ostringstream output;
-    EXPECT_EQ(Run(words, output), code) << testing::PrintToString(words);
-    EXPECT_EQ(output.str(), text) << testing::PrintToString(words);
-    EXPECT_TRUE(lastBus.expired()) << "the store is gone";
+    const Outcome outcome = Run(words);
+    EXPECT_EQ(outcome.exit, code) << testing::PrintToString(words);
+    EXPECT_EQ(outcome.output, text) << testing::PrintToString(words);
+    EXPECT_EQ(bus.use_count(), 1) << "the store is gone";
+    EXPECT_FALSE(bus->IsLocked());
   }
-
-  EmulatedChip chip;
-  EmulatedChip goldcrest{CHIP_CAT24C256, 0x52};
-  std::function<void()> onMessage = [] {};
-  ModelWire wire{{&chip, &goldcrest}, [this] {
-                   onMessage();
-                   return VirtualClock::Now();
-                 }};
-  int busesAsked = 0;
-  std::weak_ptr<I2CBus> lastBus;
-  TempDirectory host;
 };
-
-TEST_F(FrontEndTest, RefusesArgumentsBeforeItAsksForTheBus) {
-  const std::string missing = "Missing minimum required command line arguments. Exiting...\n" + Usage;
-  Expect({}, 22, missing);
-  std::ostringstream output;
-  EXPECT_EQ(FrontEnd(0, nullptr, output, [] { return nullptr; }), 22);
-  EXPECT_EQ(output.str(), missing);
-  for (char const* const word : {"/", "/RR", "/R ", "-R", "/r\xE4"}) Expect({word}, 22, Short(2, 2));
-  Expect({"/X", "1", "path", "more"}, 22, Short(2, 5));
-  Expect({"/w", "7"}, 22, Short(4, 3));
-  Expect({"/rbi"}, 22, Short(3, 2));
-  Expect({"/V", "0x1", "file"}, 22, BadFileType);
-  EXPECT_EQ(busesAsked, 0);
-}
 
 TEST_F(FrontEndTest, RefusesARevisionOnlyWhereThereIsAnEeprom) {
   Expect({"/BS", "abc", "Goldcrest"}, 22, BadRevision);
   EXPECT_EQ(goldcrest.Model().page_writes, 0U);
+  Expect({"/V", "0x1", "file"}, 22, "FileType is incorrect. Exiting...\n\n" + Usage);
   chip.Model().powered = 0;
   Expect({"/BS", "abc"}, 19, NotAccessible);
 }
@@ -123,23 +83,18 @@ TEST_F(FrontEndTest, ChoosesTheBaseboardByItsExactName) {
   EXPECT_EQ(chip.Memory()[1], 5);
 }
 
-TEST_F(FrontEndTest, TellsThatNoEepromCanBeReached) {
-  chip.Model().powered = 0;
-  Expect({"/E"}, 19, NotAccessible);
-  Expect({"/R", "7", "path"}, 22, BadFileType);
-  std::ostringstream output;
+TEST_F(FrontEndTest, TellsThatThereIsNoBus) {
+  std::ostringstream text;
   char const* const argv[] = {"Brindle", "/E"};
-  EXPECT_EQ(FrontEnd(2, argv, output, [] { return nullptr; }), 19);
-  EXPECT_EQ(
-      FrontEnd(2, argv, output, []() -> std::shared_ptr<I2CBus> { throw std::runtime_error("no bus"); }), 19);
-  EXPECT_EQ(FrontEnd(2, argv, output, []() -> std::shared_ptr<I2CBus> { throw 1; }), 19);
-  EXPECT_EQ(FrontEnd(2, argv, output, nullptr), 19);
-  EXPECT_EQ(output.str(), NotAccessible + NotAccessible + NotAccessible + NotAccessible);
+  EXPECT_EQ(FrontEnd(2, argv, text, nullptr), 19);
+  EXPECT_EQ(FrontEnd(2, argv, text, []() -> std::shared_ptr<I2CBus> { throw 1; }), 19);
+  EXPECT_EQ(text.str(), NotAccessible + NotAccessible);
+  EXPECT_EQ(FrontEnd(0, nullptr, text, nullptr), 22);
 }
 
 TEST_F(FrontEndTest, EndsInAnOrderlyWayWhateverIsThrown) {
   const auto throwAt = [this](unsigned int message, auto exception) {
-    onMessage = [message, exception, count = 0U]() mutable {
+    bus->onMessage = [message, exception, count = 0U]() mutable {
       if (++count == message) throw exception;
     };
   };
@@ -155,10 +110,10 @@ TEST_F(FrontEndTest, EndsInAnOrderlyWayWhateverIsThrown) {
 
 TEST_F(FrontEndTest, WorksOnWithoutAnOutput) {
   std::ostream broken(nullptr);
-  EXPECT_EQ(Run({"/BS", "5"}, broken), 0);
+  char const* const argv[] = {"Brindle", "/BS", "5"};
+  EXPECT_EQ(FrontEnd(3, argv, broken, [this] { return bus; }), 0);
   EXPECT_EQ(chip.Memory()[1], 5);
-  EXPECT_EQ(Run({"/R", "1", host / "file"}, broken), 5);
-  EXPECT_EQ(Run({}, broken), 22);
+  EXPECT_EQ(FrontEnd(2, argv, broken, [this] { return bus; }), 22);
 }
 
 }  // namespace

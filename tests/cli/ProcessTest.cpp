@@ -1,4 +1,4 @@
-// The process around the front end: its standard descriptors, and the executable itself.
+// The standard descriptors of the process around the front end.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -52,15 +52,6 @@ TEST(ProcessSetupTest, OpensClosedStandardDescriptorsOnNullAndNoOthers) {
               0)
         << closed;
   }
-}
-
-TEST(ExecutableTest, EndsWithItsExitCodeWithoutAnyDescriptor) {
-  EXPECT_EQ(ExitCodeOf([] {
-              for (int descriptor = 0; descriptor < 3; ++descriptor) close(descriptor);
-              execl(BRINDLE_EXECUTABLE, BRINDLE_EXECUTABLE, nullptr);
-              return 127;
-            }),
-            22);
 }
 
 }  // namespace

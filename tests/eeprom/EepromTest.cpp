@@ -10,12 +10,10 @@
 #include "eeprom/Cat24c16Eeprom.h"
 #include "eeprom/Cat24c256Eeprom.h"
 #include "eeprom/EepromFinder.h"
-#include "support/ModelBus.h"
-#include "support/SlotOrder.h"
+#include "support/Rig.h"
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
 using Type = Eeprom::EepromType;
 
 constexpr std::uint64_t Pause = 6'000'000;  // 5 ms, and the millisecond that every timed wait adds
@@ -26,20 +24,18 @@ Bytes Counting(std::size_t length, int first = 1) {
   return bytes;
 }
 
-// A driver on a chip of its own, whose bus makes one attempt, so that a refused message is a failed transfer.
-struct Rig {
-  explicit Rig(Type chipType, unsigned short slaveAddress = 0x50)
-      : type(chipType),
-        chip(chipType == Type::Cat24c16 ? CHIP_CAT24C16 : CHIP_CAT24C256, slaveAddress),
-        wire({&chip}),
-        bus(std::make_shared<ModelBus>(wire, 1)) {
-    const auto device = std::make_shared<I2CDevice>(bus, slaveAddress);
+// A driver on a chip whose bus makes one attempt, so that a refused message is a failed transfer.
+struct DriverRig : Rig {
+  explicit DriverRig(Type chipType, unsigned short slave = 0x50)
+      : Rig(ChipBus::Path::Direct, 1, chipType == Type::Cat24c16 ? CHIP_CAT24C16 : CHIP_CAT24C256, slave),
+        type(chipType) {
+    const auto device = std::make_shared<I2CDevice>(bus, slave);
     if (type == Type::Cat24c16) {
       eeprom = std::make_unique<Cat24c16Eeprom>(device);
     } else {
       eeprom = std::make_unique<Cat24c256Eeprom>(device);
     }
-    wire.Record();
+    bus->records = true;
   }
 
   int Write(unsigned int address, Bytes const& data) {
@@ -52,73 +48,52 @@ struct Rig {
     return bytes;
   }
   // The memory address that an address message or a write message carries.
-  [[nodiscard]] std::size_t AddressIn(ModelWire::Message const& message) const {
+  [[nodiscard]] std::size_t AddressIn(ChipBus::Message const& message) const {
     if (type == Type::Cat24c256) return message.bytes[0] * 256U + message.bytes[1];
     return (message.slave - chip.Model().slave) * 256U + message.bytes[0];
   }
 
   Type type;
-  EmulatedChip chip;
-  ModelWire wire;
-  std::shared_ptr<ModelBus> bus;
   std::unique_ptr<Eeprom> eeprom;
 };
 
-struct Piece {
-  std::size_t address;
-  std::size_t length;
-  bool operator==(Piece const&) const = default;
-};
+using Pieces = std::vector<std::pair<std::size_t, std::size_t>>;  // address and length
 
-std::ostream& operator<<(std::ostream& output, Piece const& piece) {
-  return output << piece.length << " at " << piece.address;
-}
-
-struct SplitCase {
-  char const* name;
+struct Split {
   Type type;
   std::size_t address;
   std::size_t length;
-  std::vector<Piece> pieces;
+  Pieces pieces;
 };
 
-class PageSplit : public testing::TestWithParam<SplitCase> {};
+Split const Splits[] = {{Type::Cat24c256, 0x40, 64, {{0x40, 64}}},
+                        {Type::Cat24c256, 0x20, 100, {{0x20, 32}, {0x40, 64}, {0x80, 4}}},
+                        {Type::Cat24c256, 0x3F, 2, {{0x3F, 1}, {0x40, 1}}},
+                        {Type::Cat24c256, 0x1230, 16, {{0x1230, 16}}},
+                        {Type::Cat24c256, 0x7FFE, 4, {{0x7FFE, 2}, {0x8000, 2}}},
+                        {Type::Cat24c16, 0x10, 16, {{0x10, 16}}},
+                        {Type::Cat24c16, 0x0E, 4, {{0x0E, 2}, {0x10, 2}}},
+                        {Type::Cat24c16, 0x1FF, 18, {{0x1FF, 1}, {0x200, 16}, {0x210, 1}}},
+                        {Type::Cat24c16, 2040, 8, {{2040, 8}}}};
 
-TEST_P(PageSplit, SendsOneMessageForEachPageTouchedAndWaitsOutEachCycle) {
-  auto const& [name, type, address, length, pieces] = GetParam();
-  Rig rig(type);
-  const Bytes data = Counting(length);
-  Bytes memory(rig.chip.Memory().begin(), rig.chip.Memory().end());
-  for (std::size_t i = 0; i < length; ++i) memory[(address + i) % memory.size()] = data[i];
-  const std::uint64_t begin = VirtualClock::Now();
-
-  EXPECT_EQ(rig.Write(static_cast<unsigned int>(address), data), static_cast<int>(length));
-
-  const std::size_t addressBytes = type == Type::Cat24c16 ? 1 : 2;
-  std::vector<Piece> sent;
-  for (auto const& message : rig.wire.Messages()) {
-    sent.push_back({rig.AddressIn(message), message.bytes.size() - addressBytes});
+TEST(EepromTest, SendsOneMessageForEachPageTouchedAndWaitsOutEachCycle) {
+  for (auto const& [type, address, length, pieces] : Splits) {
+    DriverRig rig(type);
+    const Bytes data = Counting(length);
+    Bytes memory = rig.Memory();
+    for (std::size_t i = 0; i < length; ++i) memory[(address + i) % memory.size()] = data[i];
+    const std::uint64_t begin = VirtualClock::Now();
+    EXPECT_EQ(rig.Write(static_cast<unsigned int>(address), data), static_cast<int>(length));
+    Pieces sent;
+    for (auto const& message : rig.bus->messages) {
+      sent.emplace_back(rig.AddressIn(message), message.bytes.size() - (type == Type::Cat24c16 ? 1 : 2));
+    }
+    EXPECT_EQ(sent, pieces);
+    EXPECT_TRUE(rig.Holds(memory));
+    EXPECT_EQ(VirtualClock::Now() - begin, pieces.size() * Pause);
+    EXPECT_EQ(rig.chip.Model().busy, 0U);
   }
-  EXPECT_EQ(sent, pieces);
-  EXPECT_TRUE(std::ranges::equal(rig.chip.Memory(), memory));
-  EXPECT_EQ(VirtualClock::Now() - begin, pieces.size() * Pause);
-  EXPECT_EQ(rig.chip.Model().busy, 0U);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, PageSplit,
-    testing::Values(
-        SplitCase{"LargeWholePage", Type::Cat24c256, 0x40, 64, {{0x40, 64}}},
-        SplitCase{"LargeStartsMidPage", Type::Cat24c256, 0x20, 100, {{0x20, 32}, {0x40, 64}, {0x80, 4}}},
-        SplitCase{"LargeCrossesOneByteEarly", Type::Cat24c256, 0x3F, 2, {{0x3F, 1}, {0x40, 1}}},
-        SplitCase{"LargeEndsWithItsPage", Type::Cat24c256, 0x1230, 16, {{0x1230, 16}}},
-        SplitCase{"LargeRunsPastTheEnd", Type::Cat24c256, 0x7FFE, 4, {{0x7FFE, 2}, {0x8000, 2}}},
-        SplitCase{"SmallWholePage", Type::Cat24c16, 0x10, 16, {{0x10, 16}}},
-        SplitCase{"SmallStartsMidPage", Type::Cat24c16, 0x0E, 4, {{0x0E, 2}, {0x10, 2}}},
-        SplitCase{
-            "SmallCrossesASlaveAddress", Type::Cat24c16, 0x1FF, 18, {{0x1FF, 1}, {0x200, 16}, {0x210, 1}}},
-        SplitCase{"SmallReachesTheEnd", Type::Cat24c16, 2040, 8, {{2040, 8}}}),
-    [](auto const& row) { return row.param.name; });
 
 // What both drivers promise, each with its page, its largest read and its attempts at a piece.
 struct Driver {
@@ -133,13 +108,13 @@ struct Driver {
 class EveryDriver : public testing::TestWithParam<Driver> {
  protected:
   Driver driver = GetParam();
-  Rig rig{driver.type};
+  DriverRig rig{driver.type};
 };
 
 TEST_P(EveryDriver, ReadsInAddressedAndThenContinuedTransfers) {
   const int length = 2 * driver.largestRead + 1;
   EXPECT_EQ(rig.Read(0x77, length).size(), static_cast<std::size_t>(length));
-  auto const& messages = rig.wire.Messages();
+  auto const& messages = rig.bus->messages;
   ASSERT_EQ(messages.size(), 4U);
   EXPECT_FALSE(messages[0].isRead);
   EXPECT_EQ(rig.AddressIn(messages[0]), 0x77U);
@@ -171,27 +146,6 @@ TEST_P(EveryDriver, SkipsARefusedPieceWithoutAPauseAndGoesOn) {
   EXPECT_EQ(rig.Read(0, static_cast<int>(3 * driver.page)), expected);
 }
 
-// The transfers of a read: the first one is two messages, each later one a single message.
-TEST_P(EveryDriver, SpendsTheSpareAttemptOnTheFirstTransferOnly) {
-  struct Case {
-    unsigned int refusedMessage;
-    unsigned int times;
-    int transfersRead;
-    unsigned int messages;
-  };
-  ASSERT_EQ(rig.Write(0, Counting(100)), 100);
-  for (auto const& [refused, times, transfers, messages] :
-       {Case{1, 1, 3, 5}, Case{2, 1, 3, 6}, Case{1, 2, 0, 2}, Case{3, 1, 1, 3}, Case{4, 1, 2, 4}}) {
-    const auto before = rig.chip.Model().messages;
-    rig.chip.ClearFaults();
-    rig.chip.Add(CHIP_FAULT_REFUSE, before + refused, times);
-    const int length = transfers * driver.largestRead;
-    EXPECT_EQ(rig.Read(0, 3 * driver.largestRead), Counting(static_cast<std::size_t>(length)))
-        << "message " << refused << " refused " << times << " times";
-    EXPECT_EQ(rig.chip.Model().messages - before, messages);
-  }
-}
-
 TEST_P(EveryDriver, ErasesAndReportsWhetherAnythingWasErased) {
   std::ranges::fill(rig.chip.Memory(), 0);
   EXPECT_TRUE(rig.eeprom->Erase(100, 10));
@@ -201,8 +155,7 @@ TEST_P(EveryDriver, ErasesAndReportsWhetherAnythingWasErased) {
   rig.chip.Add(CHIP_FAULT_REFUSE, rig.chip.Model().messages + 2, 0);
   EXPECT_TRUE(rig.eeprom->EraseAll()) << "one page was erased";
   EXPECT_FALSE(rig.eeprom->EraseAll());
-  EXPECT_GT(rig.bus->Locks(), 0U);
-  EXPECT_EQ(rig.bus->Locks(), rig.bus->Unlocks());
+  EXPECT_FALSE(rig.bus->IsLocked());
 }
 
 INSTANTIATE_TEST_SUITE_P(Drivers, EveryDriver,
@@ -211,17 +164,16 @@ INSTANTIATE_TEST_SUITE_P(Drivers, EveryDriver,
                          [](auto const& row) { return row.param.name; });
 
 TEST(Cat24c16EepromTest, RefusesAWriteBeyondTheEndWhole) {
-  Rig rig(Type::Cat24c16);
+  DriverRig rig(Type::Cat24c16);
   EXPECT_EQ(rig.Write(2041, Counting(8)), 0);
   EXPECT_FALSE(rig.eeprom->Erase(2047, 2));
   EXPECT_EQ(rig.Write(0xFFFF, {1}), 0);
   EXPECT_EQ(rig.chip.Model().messages, 0U);
-  EXPECT_EQ(rig.bus->Locks(), 0U);
 }
 
 TEST(Cat24c16EepromTest, ReachesEveryByteThroughTheEightSlaveAddressesOfItsChip) {
   for (const unsigned short own : std::initializer_list<unsigned short>{0x50, 0x53, 0x57}) {
-    Rig rig(Type::Cat24c16, own);
+    DriverRig rig(Type::Cat24c16, own);
     Bytes data(2048);
     for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<unsigned char>(i * 7 + i / 256);
     ASSERT_EQ(rig.Write(0, data), 2048);
@@ -229,45 +181,26 @@ TEST(Cat24c16EepromTest, ReachesEveryByteThroughTheEightSlaveAddressesOfItsChip)
     EXPECT_EQ(rig.Read(0x1FF, 300), Bytes(data.begin() + 0x1FF, data.begin() + 0x1FF + 300));
     rig.Read(0x7FC, 0x300);
     std::set<unsigned int> slaves;
-    for (auto const& message : rig.wire.Messages()) slaves.insert(message.slave);
+    for (auto const& message : rig.bus->messages) slaves.insert(message.slave);
     EXPECT_EQ(slaves, (std::set<unsigned int>{0x50, 0x51, 0x52, 0x53, 0x54, 0x55, 0x56, 0x57}));
-    EXPECT_EQ(rig.wire.Messages().front().slave, own);
-    EXPECT_EQ(rig.wire.Messages()[15].slave, own);
-    EXPECT_NE(rig.wire.Messages()[16].slave, own);
+    EXPECT_EQ(rig.bus->messages.front().slave, own);
+    EXPECT_EQ(rig.bus->messages[15].slave, own);
+    EXPECT_NE(rig.bus->messages[16].slave, own);
     if (own == 0x50) {
       EXPECT_TRUE(std::ranges::equal(rig.chip.Memory(), data));
     }
   }
 }
 
-TEST(SlotOrder, IsFixedForEeprom) {
-  ExpectSlots("Eeprom", 2, &Eeprom::Read, &Eeprom::Write, &Eeprom::Erase, &Eeprom::EraseAll,
-              &Eeprom::GetSizeInBytes);
-}
-
-TEST(EepromFinderTest, FindsAChipThatAnswersAndHoldsAShareOfItsBus) {
-  for (const Type type : {Type::Cat24c16, Type::Cat24c256}) {
-    Rig rig(type, 0x50);
-    rig.eeprom.reset();
-    auto found = EepromFinder::FindEeprom(rig.bus, 0x50, type);
-    ASSERT_TRUE(found);
-    EXPECT_EQ(found->GetSizeInBytes(), rig.chip.Memory().size());
-    EXPECT_EQ(rig.chip.Model().messages, 2U) << "one addressed read";
-    EXPECT_EQ(rig.bus.use_count(), 2);
-    found.reset();
-    EXPECT_EQ(rig.bus.use_count(), 1);
-  }
-}
-
 TEST(EepromFinderTest, FindsNothingWithoutABusAChipOrADriver) {
   EXPECT_FALSE(EepromFinder::FindEeprom({}, 0x50, Type::Cat24c256));
-  Rig rig(Type::Cat24c256, 0x50);
+  DriverRig rig(Type::Cat24c256, 0x50);
   rig.eeprom.reset();
   EXPECT_FALSE(EepromFinder::FindEeprom(rig.bus, 0x50, static_cast<Type>(2)));
-  EXPECT_EQ(rig.wire.Messages().size(), 0U);
+  EXPECT_EQ(rig.bus->messages.size(), 0U);
   EXPECT_FALSE(EepromFinder::FindEeprom(rig.bus, 0x51, Type::Cat24c256));
-  ASSERT_EQ(rig.wire.Messages().size(), 2U) << "one address twice, each refused";
-  for (auto const& message : rig.wire.Messages()) {
+  ASSERT_EQ(rig.bus->messages.size(), 2U) << "one address twice, each refused";
+  for (auto const& message : rig.bus->messages) {
     EXPECT_EQ(message.slave, 0x51);
     EXPECT_EQ(message.bytes, (Bytes{0, 0}));
   }

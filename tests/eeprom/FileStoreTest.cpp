@@ -1,288 +1,197 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <fstream>
-#include <numeric>
+#include <cstdio>
 #include <thread>
 
-#include "eeprom/ImageChecksum.h"
 #include "eeprom/PosixEEpromHandler.h"
-#include "support/ModelBus.h"
-#include "support/SlotOrder.h"
-#include "support/TempDirectory.h"
+#include "support/Catalogue.h"
+#include "support/Judge.h"
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
 using File = EEPromHandler::FilesInEEProm;
-using Location = EEPromHelper::EEPromLocation;
-using testing::ElementsAre;
+using Table = std::array<Entry, Files>;
 
-constexpr File Peripheral = File::PeripheralConfig;
-constexpr File Upgrade = File::UpgradeFile;
-constexpr File Board = File::BoardConfig;
-constexpr std::size_t DeviceSize = 0x8000;
-
-Bytes Counting(std::size_t length, int first = 1) {
-  Bytes bytes(length);
-  std::iota(bytes.begin(), bytes.end(), static_cast<unsigned char>(first));
-  return bytes;
-}
-
-Bytes Image(Bytes const& data) {
-  const unsigned short checksum = ImageChecksum(data);
-  Bytes image(data.size() + 2);
-  image[0] = static_cast<unsigned char>(checksum);
-  image[1] = static_cast<unsigned char>(checksum >> 8);
-  std::ranges::copy(data, image.begin() + 2);
-  return image;
+Table Decode(std::string const& text) {
+  Table table;
+  std::sscanf(text.c_str(), "%x/%x %x/%x %x/%x", &table[0].address, &table[0].size, &table[1].address,
+              &table[1].size, &table[2].address, &table[2].size);
+  return table;
 }
 
 // An EEPROM whose bytes the test lays down, and stores on it. A refused message is a failed transfer.
-class FileStoreTest : public testing::Test {
+class FileStoreTest : public testing::Test, public Rig {
  protected:
-  std::unique_ptr<PosixEEpromHandler> Open() {
-    return std::make_unique<PosixEEpromHandler>(Location::BaseboardDefault,
-                                                std::make_shared<ModelBus>(wire, 1));
-  }
+  FileStoreTest() : Rig(ChipBus::Path::Direct, 1) {}
+  using Rig::Run;
+
+  PosixEEpromHandler Open() const { return {EEPromHelper::EEPromLocation::BaseboardDefault, bus}; }
 
   void Put(std::size_t address, Bytes const& bytes) {
-    for (std::size_t i = 0; i < bytes.size(); ++i) chip.Memory()[(address + i) % DeviceSize] = bytes[i];
-  }
-  void PutEntry(File file, unsigned int address, std::size_t size) {
-    Put(4 + 4 * static_cast<std::size_t>(file),
-        {static_cast<unsigned char>(address), static_cast<unsigned char>(address >> 8),
-         static_cast<unsigned char>(size), static_cast<unsigned char>(size >> 8)});
-  }
-  void PutFile(File file, unsigned int address, Bytes const& data) {
-    PutEntry(file, address, data.size() + 2);
-    Put(address, Image(data));
+    std::copy(bytes.begin(), bytes.end(), chip.Memory().begin() + static_cast<long>(address));
   }
 
-  [[nodiscard]] Bytes At(std::size_t address, std::size_t length) const {
-    const auto bytes = chip.Memory().subspan(address, length);
-    return {bytes.begin(), bytes.end()};
+  // Any bytes with this table; the files whose numbers are among the digits get a correct checksum.
+  void PutTable(Table const& table, std::string const& readable) {
+    Put(0, Catalogue::Data(ChipSize, 1));
+    for (unsigned int i = 0; i < Files; ++i) {
+      const auto [address, size] = table[i];
+      Put(4 + 4UL * i, {static_cast<unsigned char>(address), static_cast<unsigned char>(address >> 8),
+                        static_cast<unsigned char>(size), static_cast<unsigned char>(size >> 8)});
+    }
+    for (const char digit : readable) {
+      const auto [address, size] = table[static_cast<std::size_t>(digit - '1')];
+      Bytes data;
+      for (unsigned int i = 2; i < size; ++i) data.push_back(chip.Memory()[(address + i) % ChipSize]);
+      const Bytes image = StoreModel::Image(data);
+      Put(address % ChipSize, {image[0], image[1]});
+    }
   }
-  [[nodiscard]] Bytes Table() const { return At(4, 12); }
-  [[nodiscard]] Bytes Memory() const { return At(0, DeviceSize); }
-
-  // What a later run finds, without the two checksum bytes.
-  Bytes Stored(File file) {
-    Bytes image = Open()->ReadCurrentFile(file);
-    if (!image.empty()) image.erase(image.begin(), image.begin() + 2);
-    return image;
-  }
-
-  // Refuses messages from the `number`-th of those to come.
-  void Refuse(unsigned int number, unsigned int count) {
-    chip.ClearFaults();
-    chip.Add(CHIP_FAULT_REFUSE, chip.Model().messages + number, count);
-  }
-
-  std::string Make(char const* name, Bytes const& content) const {
-    return host.File(name, {content.begin(), content.end()});
-  }
-
-  EmulatedChip chip;
-  ModelWire wire{&chip};
-  TempDirectory host;
 };
 
-// --- opening ---
+// Tables in hexadecimal, address/size of each file; the digits of the readable files; the file to be written
+// and the length of its image; the table afterwards, the same where the write is refused.
+struct PlacementCase {
+  char const* name;
+  std::string before;
+  std::string readable;
+  unsigned int file;
+  unsigned int length;
+  std::string after;
+};
 
-TEST_F(FileStoreTest, ReadsNoFileThatIsEmptyOrDamaged) {
-  struct Case {
-    char const* what;
-    unsigned int address;
-    Bytes image;
-    std::size_t size;
-  };
-  const Case cases[] = {{"two bytes", 0x40, {0xFF, 0xFF}, 2},
-                        {"one byte", 0x40, {0xFF}, 1},
-                        {"no size", 0x40, Image({1}), 0},
-                        {"erased size", 0x40, Image({1}), 0xFFFF},
-                        {"no address", 3, Image({1}), 3}};
-  for (auto const& [what, address, image, size] : cases) {
-    PutEntry(Upgrade, address, size);
-    Put(address, image);
-    EXPECT_THAT(Open()->ReadCurrentFile(Upgrade), testing::IsEmpty()) << what;
+PlacementCase const PlacementCases[] = {
+    {"LowerNumberAboveMovesToo", "40/4000 4080/100 4040/40", "23", 3, 0x41, "40/4000 40c0/100 4040/41"},
+    {"LowerNumberAboveMovesToMakeRoomForAFollower", "7000/f00 1000/100 2000/200", "123", 2, 0x180,
+     "1180/f00 1000/180 2080/200"},
+    {"SameSizeOverAReadableFileGoesElsewhere", "5000/100 ffff/ffff 4040/1000", "1", 3, 0x1000,
+     "5000/100 ffff/ffff 5100/1000"},
+    {"NewSizeUnderAFileFromBelowGoesElsewhere", "4000/101 ffff/ffff 4040/80", "1", 3, 0x20,
+     "4000/101 ffff/ffff 4140/20"},
+    {"DamagedHighestAddressIsNotTheHighestEnd", "40/1001 80/10 ffff/ffff", "1", 3, 10,
+     "40/1001 80/10 1080/a"},
+    {"StartWrapsIntoAReadableFile", "40/100 ffc0/60 ffff/ffff", "1", 3, 10, "40/100 ffc0/60 140/a"},
+    {"StartWrapsIntoTheTable", "40/100 ffa0/60 ffff/ffff", "1", 3, 10, "40/100 ffa0/60 ffff/ffff"},
+    {"FileKeptModuloTheDeviceMovesOutOfTheWay", "40/20 8100/40 c0/20", "123", 3, 0x41, "40/20 140/40 c0/41"},
+    {"FileKeptModuloTheDeviceBlocksAWriteInPlace", "40/20 8100/40 c0/41", "12", 3, 0x41,
+     "40/20 8100/40 c0/41"},
+    {"FileOverTheTableForbidsToWriteIt", "40/9 7ff0/15 ffff/ffff", "12", 3, 10, "40/9 7ff0/15 ffff/ffff"},
+    {"HalfWrittenEntryLeadsNowhere", "40/80 100/ff00 ffff/ffff", "1", 3, 10, "40/80 100/ff00 c0/a"},
+    {"HalfWrittenEntryLeavesTheReservedPlaceAlone", "40/4000 ff40/ffff ffff/ffff", "", 3, 10,
+     "40/4000 ff40/ffff 4040/a"},
+    {"UnrelatedHalfWrittenEntryMakesNoRoom", "40/4000 8/ff00 ffff/ffff", "", 3, 0x3FC1,
+     "40/4000 8/ff00 ffff/ffff"},
+    {"HalfWrittenPlaceThatDoesNotFit", "40/80 7ff0/ff20 ffff/ffff", "1", 2, 0x100, "40/80 c0/100 ffff/ffff"},
+};
+
+TEST_F(FileStoreTest, PlacesAFileWhereTheUsualPlaceDoesNotServe) {
+  for (auto const& [name, before, readable, file, length, after] : PlacementCases) {
+    PutTable(Decode(before), readable);
+    const Bytes memory = Memory();
+    EXPECT_EQ(RunAndJudge(*this, memory, Catalogue::Write(file - 1, length - 2)), "") << name;
+    EXPECT_EQ(StoreModel(Memory()).table, Decode(after)) << name;
+    EXPECT_EQ(Memory() == memory, before == after) << name;
+  }
+}
+
+// The peripheral configuration file has its place reserved, and is not listed where nothing would be left of
+// it.
+TEST_F(FileStoreTest, ReservesWithoutWritingWhereNothingCanBeListed) {
+  Bytes data = Catalogue::Data(0x4000 - 2, 1);
+  while (StoreModel::Image(data)[0] != 0xFF) ++data[1000];
+  Put(0x40, StoreModel::Image(data));
+  for (const bool isDamaged : {false, true}) {
+    chip.Memory()[0x3000] ^= isDamaged ? 1 : 0;
+    const auto store = Open();
+    EXPECT_EQ(store.GetFileStartAddress(File::PeripheralConfig), 0x40);
+    EXPECT_EQ(store.GetFileStartAddress(File::UpgradeFile), 0x4040);
+    EXPECT_EQ(chip.Model().page_writes, 0U);
   }
 }
 
 TEST_F(FileStoreTest, RefusesAFileThatIsNoneWithoutBusTraffic) {
-  const auto store = Open();
+  auto store = Open();
   const auto before = chip.Model().messages;
-  EXPECT_THAT(store->ReadCurrentFile(static_cast<File>(3)), testing::IsEmpty());
-  EXPECT_FALSE(store->Write(static_cast<File>(3), Bytes{1}));
+  EXPECT_TRUE(store.ReadCurrentFile(static_cast<File>(3)).empty());
+  EXPECT_FALSE(store.Write(static_cast<File>(3), Bytes{1}));
   EXPECT_EQ(chip.Model().messages, before);
-}
-
-// --- adopting the peripheral configuration file ---
-
-// A block of 0x4000 bytes with a correct checksum whose first 0xFF is at `position`; none at 0x4000.
-Bytes Block(std::size_t position) {
-  for (unsigned int seed = 0;; ++seed) {
-    Bytes data(0x4000 - 2, 0x11);
-    data[5000] = static_cast<unsigned char>(seed % 0xFF);
-    data[5001] = static_cast<unsigned char>(seed / 0xFF);
-    if (position >= 2 && position < 0x4000) data[position - 2] = 0xFF;
-    Bytes image = Image(data);
-    if (static_cast<std::size_t>(std::ranges::find(image, 0xFF) - image.begin()) == position) return image;
-  }
-}
-
-TEST_F(FileStoreTest, AdoptsABlockUpToItsFirstErasedByte) {
-  for (const unsigned int end : {1U, 2U, 0x3FFFU}) {
-    std::ranges::fill(chip.Memory(), 0xFF);
-    Put(0x40, Block(end));
-    Open();
-    EXPECT_THAT(Table(),
-                ElementsAre(0x40, 0, end & 0xFF, end >> 8, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF));
-  }
-}
-
-TEST_F(FileStoreTest, ReservesWithoutWritingWhereThereIsNothingToAdopt) {
-  const auto reserves = [this](char const* what) {
-    const auto store = Open();
-    EXPECT_EQ(store->GetFileStartAddress(Peripheral), 0x40) << what;
-    EXPECT_EQ(store->GetFileStartAddress(Upgrade), 0x4040) << what;
-    EXPECT_EQ(chip.Model().page_writes, 0U) << what;
-  };
-  Put(0x40, Block(0));
-  reserves("first byte erased");
-  Put(0x40, Block(0x4000));
-  reserves("no erased byte");
-  chip.Memory()[0x3000] ^= 1;
-  reserves("wrong checksum");
-  PutEntry(Peripheral, 0x40, 0);
-  reserves("an address alone");
-}
-
-// --- storing a file ---
-
-TEST_F(FileStoreTest, MovesAFileThatWrapsAroundTheEndOutOfTheWay) {
-  PutFile(Peripheral, 0x40, Counting(100));
-  PutFile(Upgrade, 0x8100, Counting(500, 3));
-  ASSERT_EQ(Stored(Upgrade), Counting(500, 3));
-  EXPECT_TRUE(Open()->Write(Peripheral, Counting(400, 111)));
-  EXPECT_EQ(Stored(Peripheral), Counting(400, 111));
-  EXPECT_EQ(Stored(Upgrade), Counting(500, 3));
-}
-
-TEST_F(FileStoreTest, KeepsAStaleEntryInsideAFileThatKeepsItsSize) {
-  const Bytes inner = Image(Counting(20, 77));
-  Bytes data = Counting(1000);
-  std::ranges::copy(inner, data.begin() + 500);
-  PutFile(Board, 0x1000, data);
-  PutEntry(Upgrade, 0x1000 + 502, inner.size());
-  EXPECT_TRUE(Open()->Write(Board, Counting(1000, 111)));
-  EXPECT_EQ(Stored(Board), Counting(1000, 111));
-  EXPECT_EQ(Stored(Upgrade), Counting(20, 77));
 }
 
 // A neighbour that was not delivered may be a good file: it is not taken for a damaged one.
 TEST_F(FileStoreTest, RefusesAWriteWhoseNeighbourCannotBeRead) {
-  PutFile(Peripheral, 0x40, Counting(30));
-  PutFile(Upgrade, 0x80, Counting(30, 3));
-  PutFile(Board, 0xC0, Counting(30, 5));
+  PutTable({{{0x40, 32}, {0x80, 32}, {0xC0, 32}}}, "123");
   const Bytes before = Memory();
   // The neighbour's address twice, the second transfer of its image, the other neighbour's address twice.
-  for (auto const& [message, count] : {std::pair{1, 2}, {3, 1}, {5, 2}}) {
-    const auto store = Open();
-    Refuse(static_cast<unsigned int>(message), static_cast<unsigned int>(count));
-    EXPECT_FALSE(store->Write(Peripheral, Counting(100))) << message;
-    EXPECT_EQ(Memory(), before);
+  for (auto const& [message, count] : {std::pair{1U, 2U}, {3U, 1U}, {5U, 2U}}) {
+    auto store = Open();
+    chip.ClearFaults();
+    chip.Add(CHIP_FAULT_REFUSE, chip.Model().messages + message, count);
+    EXPECT_FALSE(store.Write(File::PeripheralConfig, Catalogue::Data(100, 1))) << message;
+    EXPECT_TRUE(Holds(before));
     EXPECT_EQ(chip.Model().page_writes, 0U);
   }
   chip.ClearFaults();
-  const auto store = Open();
+  auto store = Open();
   chip.Add(CHIP_FAULT_FLIP, chip.Model().messages + 2);
-  EXPECT_TRUE(store->Write(Peripheral, Counting(70)));
-  EXPECT_EQ(Stored(Upgrade), Counting(30, 3)) << "read wrongly once";
+  EXPECT_TRUE(store.Write(File::PeripheralConfig, Catalogue::Data(70, 1)));
+  EXPECT_EQ(StoreModel(Memory()).contents[1], StoreModel(before).contents[1]) << "read wrongly once";
 }
 
-// --- host files ---
-
-TEST_F(FileStoreTest, ReadsANamedPipeThatIsFilledInPieces) {
-  const std::string fifo = host / "fifo";
-  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  std::thread writer([&] { std::ofstream(fifo) << "by a " << std::flush << "script"; });
-  EXPECT_TRUE(Open()->Write(Board, fifo));
-  writer.join();
-  EXPECT_EQ(Stored(Board), (Bytes{'b', 'y', ' ', 'a', ' ', 's', 'c', 'r', 'i', 'p', 't'}));
-}
-
-TEST_F(FileStoreTest, VerifiesEveryByteOfAHostFile) {
-  PutFile(Board, 0x40, Counting(300));
-  Bytes other = Counting(300);
-  EXPECT_TRUE(Open()->Verify(Board, Make("same", other)));
-  other.back() ^= 1;
-  EXPECT_FALSE(Open()->Verify(Board, Make("last", other)));
-  EXPECT_FALSE(Open()->Verify(Board, Make("longer", Counting(301))));
-  EXPECT_FALSE(Open()->Verify(Board, Make("shorter", Counting(299))));
+TEST_F(FileStoreTest, ComparesAPipeToItsEnd) {
+  const std::string pipe = host / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  for (const std::size_t length : {ChipSize, ChipSize + 1}) {
+    std::thread writer([&] { host.File("pipe", std::string(length, '\xFF')); });
+    EXPECT_EQ(Run({"/VA", pipe}).exit, length == ChipSize ? 0 : 5);
+    writer.join();
+  }
 }
 
 // A foreign table can describe a file that is longer than the device: the chip's addresses wrap.
 TEST_F(FileStoreTest, VerifiesWhatItReadsOfAFileLongerThanTheDevice) {
-  constexpr unsigned short Size = 0x8003;
-  PutEntry(Board, 0x40, Size);
-  // The last bytes before the wrap make up for the others: continuing from a checksum is the same as starting
-  // with its bytes XORed into the next ones.
-  Bytes data = At(0x42, DeviceSize - 0x42);
-  const Bytes start = At(0, 0x3E);
-  data.insert(data.end(), start.begin(), start.end());
-  const unsigned int state = ImageChecksum(data) ^ 0xFFFFU;
+  PutTable({{{}, {}, {0x40, 0x8003}}}, "");
+  Bytes data = Memory();
+  std::rotate(data.begin(), data.begin() + 0x42, data.end());
+  data.resize(ChipSize - 4);  // up to 0x003E, where two bytes make up for all before
+  const Bytes checksum = StoreModel::Image(data);
   for (unsigned int word = 0; word < 0x10000; ++word) {
-    const Bytes last = {static_cast<unsigned char>(word ^ state),
-                        static_cast<unsigned char>((word ^ state) >> 8), 0xFF, 0xFF, 0xFF};
-    if (ImageChecksum(last) != 0xFFFF) continue;
-    Put(0x3E, {static_cast<unsigned char>(word), static_cast<unsigned char>(word >> 8)});
+    const auto low = static_cast<unsigned char>(word);
+    const auto high = static_cast<unsigned char>(word >> 8);
+    const Bytes last = {low, high, chip.Memory()[0x40], chip.Memory()[0x41], chip.Memory()[0x42]};
+    const Bytes image = StoreModel::Image(last);
+    if (image[0] != chip.Memory()[0x40] || image[1] != chip.Memory()[0x41]) continue;
+    Put(0x3E,
+        {static_cast<unsigned char>(low ^ ~checksum[0]), static_cast<unsigned char>(high ^ ~checksum[1])});
+    break;
   }
-  ASSERT_TRUE(Open()->Read(Board, host / "long"));
-  EXPECT_EQ(std::filesystem::file_size(host / "long"), Size - 2);
-  EXPECT_TRUE(Open()->Verify(Board, host / "long"));
+  const Outcome read = Run({.word = "/R", .file = 2});
+  ASSERT_EQ(read.exit, 0);
+  EXPECT_EQ(read.host->size(), 0x8001U);
+  EXPECT_EQ(Run({.word = "/V", .file = 2, .host = *read.host}).exit, 0);
 }
-
-// --- board bytes ---
 
 TEST_F(FileStoreTest, KeepsToTheFourBoardBytes) {
-  const auto store = Open();
-  EXPECT_TRUE(store->WordSet(1, 0x1234));
-  EXPECT_TRUE(store->ByteSet(0, 0x56));
-  EXPECT_TRUE(store->ByteSet(3, 0x78));
-  EXPECT_EQ(At(0, 5), (Bytes{0x56, 0x34, 0x12, 0x78, 0xFF}));
-  EXPECT_EQ(store->WordGet(2), 0x7812);
-  EXPECT_EQ(store->ByteGet(3), 0x78);
-  EXPECT_TRUE(store->ByteSet(3, "1Fg", 16));
+  auto store = Open();
+  EXPECT_TRUE(store.WordSet(1, 0x1234));
+  EXPECT_TRUE(store.ByteSet(0, 0x56));
+  EXPECT_TRUE(store.ByteSet(3, 0x78));
+  const Bytes memory = Memory();
+  EXPECT_EQ(Bytes(memory.begin(), memory.begin() + 5), (Bytes{0x56, 0x34, 0x12, 0x78, 0xFF}));
+  EXPECT_EQ(store.WordGet(2), 0x7812);
+  EXPECT_EQ(store.ByteGet(3), 0x78);
+  EXPECT_TRUE(store.ByteSet(3, "1Fg", 16));
   EXPECT_EQ(chip.Memory()[3], 0x1F);
   const auto before = chip.Model().messages;
-  EXPECT_FALSE(store->WordSet(3, 0));
-  EXPECT_FALSE(store->WordSet(0xFFFF, 0));
-  EXPECT_FALSE(store->ByteSet(4, 0));
-  EXPECT_EQ(store->WordGet(3), 0);
-  EXPECT_EQ(store->ByteGet(4), 0);
-  EXPECT_FALSE(store->WordSet(3, "5", 10));
-  EXPECT_FALSE(store->DeveloperBoardSet(4, "1"));
+  EXPECT_FALSE(store.WordSet(3, 0));
+  EXPECT_FALSE(store.WordSet(0xFFFF, 0));
+  EXPECT_FALSE(store.ByteSet(4, 0));
+  EXPECT_EQ(store.WordGet(3), 0);
+  EXPECT_EQ(store.ByteGet(4), 0);
+  EXPECT_FALSE(store.WordSet(3, "5", 10));
+  EXPECT_FALSE(store.DeveloperBoardSet(4, "1"));
   EXPECT_EQ(chip.Model().messages, before);
-  Refuse(1, 0);
-  EXPECT_EQ(store->WordGet(0), 0);
-  EXPECT_EQ(store->ByteGet(0), 0);
-  EXPECT_FALSE(store->WordSet(0, 7));
-  EXPECT_FALSE(store->ByteSet(0, 7));
-}
-
-TEST(SlotOrder, IsFixedForEEPromHandler) {
-  using Handler = EEPromHandler;
-  using Text = std::string const&;
-  ExpectSlots("EEPromHandler", 2, &Handler::IsEEPromAccessible, &Handler::Write, &Handler::WriteAll,
-              &Handler::Read, &Handler::ReadAll, &Handler::Erase, &Handler::Verify, &Handler::VerifyAll,
-              &Handler::ByteGet, Overload<bool(unsigned short, unsigned char)>(&Handler::ByteSet),
-              Overload<bool(unsigned short, Text, unsigned char)>(&Handler::ByteSet), &Handler::WordGet,
-              Overload<bool(unsigned short, unsigned short)>(&Handler::WordSet),
-              Overload<bool(unsigned short, Text, unsigned char)>(&Handler::WordSet),
-              &Handler::DeveloperBoardSet, &Handler::ReadBoardInformation);
 }
 
 }  // namespace

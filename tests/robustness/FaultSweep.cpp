@@ -1,39 +1,32 @@
-// Every command, on every board, with every message to the chip failing in every way: refused or short, once,
-// as often as the bus tries, as often as the driver tries too, and for ever.
+// Every command, on every EEPROM, with every message to the chip failing in every way: refused or short,
+// once, as often as the bus tries, as often as the driver tries too, and for ever. In commands of many
+// messages some of them are tried, and every write.
 //
-// What is held: exit 0 means that the chip, or the host file, holds what the command promises; any other exit
-// leaves everything outside the planned bytes as it was. A single refusal never shows at all. What the tool
-// makes of some failures on purpose is listed in `Exception`, counted, and must have come up.
+// The measure is the same command without the fault. Exit 0 means that it came to the same, but for what
+// `Exceptions` lists, which are counted and must have come up. Any other exit must have its cause in the
+// fault and leaves everything outside the bytes that the command writes as it was. A single refusal never
+// shows.
 //
-// A read that fails after it moved the chip's address counter is repeated by the bus and goes on behind the
-// lost bytes; what then is noticed is the matter of the table of silent faults. Here such runs count as
-// `shifted`, and only /RA, /VA and /RBI may be deceived by them.
+// A read that fails after it moved the chip's address counter is repeated by the bus and goes on after the
+// lost bytes. Such a read is called shifted: only /RA, /VA and /RBI may be deceived by it.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <map>
 
-#include "robustness/Bench.h"
-#include "robustness/Boards.h"
-#include "robustness/Figures.h"
+#include "support/Catalogue.h"
+#include "support/Judge.h"
 
 namespace {
 
-using Kind = Command::Kind;
 using Start = StoreModel::Start;
 
-enum class Exception {
-  PagesNotErased,       // /E is complete when any page was erased
-  ZerosInInformation,   // /RBI shows what it could not read as 00
-  MovedFileLost,        // a file that could not be moved drops out of the table, the command succeeds
-  TableTakenForEmpty,   // a table that could not be read at start counts as empty
-  PeripheralNotListed,  // an unlisted peripheral configuration file that could not be read is not listed
-  Deceived              // a shifted read of bytes that carry no checksum
-};
-
-constexpr char const* ExceptionNames[] = {
-    "pages not erased",      "zeros in the information",   "moved file lost",
-    "table taken for empty", "peripheral file not listed", "deceived"};
+constexpr char PagesNotErased[] = "/E is complete when any page was erased";
+constexpr char ZerosInInformation[] = "/RBI shows what it could not read as 00";
+constexpr char MovedFileLost[] = "a file that could not be moved drops out of the table";
+constexpr char TableTakenForEmpty[] = "a table that could not be read counts as empty";
+constexpr char NotListed[] = "an unlisted peripheral configuration file is not recognised, or not listed";
+constexpr char Deceived[] = "/RA, /VA and /RBI do not notice a shifted read";
 
 struct FaultKind {
   char const* name;
@@ -47,343 +40,267 @@ constexpr FaultKind FaultKinds[] = {{"refusal", CHIP_FAULT_REFUSE, 0},
                                     {"short, 13 bytes", CHIP_FAULT_SHORT, 13}};
 
 constexpr std::uint64_t ForEver = 0;
-constexpr std::uint64_t Repetitions[] = {1, 2, 3, 6, ForEver};
+constexpr std::uint64_t BusAttempts = 3;
+constexpr std::uint64_t AllAttempts = 6;  // of the bus and the driver
+constexpr std::uint64_t Repetitions[] = {1, 2, BusAttempts, AllAttempts, ForEver};
 
-// Messages of start-up: the probe's address and byte, the table's address and bytes.
+// Messages of start-up: the probe's address and byte, the table's address and bytes; where the peripheral
+// configuration file is not listed, an address, 1024 reads, the write of the table, its address and bytes.
 constexpr std::uint64_t LastOfProbe = 2;
 constexpr std::uint64_t LastOfTable = 4;
-// An unlisted peripheral configuration file: an address, 1024 reads, the table's new content.
 constexpr std::uint64_t LastOfListing = LastOfTable + 1 + 1024 + 1;
 
-constexpr std::size_t LengthOfGrown = 420;
-constexpr std::size_t LengthOfShrunk = 90;
-
-std::vector<Command> CommandsOf(Kind kind) {
-  const auto write = [](unsigned int file, std::size_t length, unsigned int seed) {
-    return Command{.kind = Kind::Write, .file = file, .host = Boards::Data(length, seed)};
-  };
-  switch (kind) {
-    case Kind::Read:
-      return {{.kind = kind, .file = 0}, {.kind = kind, .file = 2}};
-    case Kind::Verify:
-      return {{.kind = kind, .file = 0, .host = Boards::Data(300, 1)},
-              {.kind = kind, .file = 1, .host = Boards::Data(130, 2)}};
-    case Kind::Write:
-      return {write(0, LengthOfGrown, 4), write(0, 300, 5), write(1, LengthOfShrunk, 6), write(1, 2000, 7),
-              write(2, 210, 8),           write(1, 0, 0),   write(0, 16'382, 9)};
-    case Kind::WriteAll:
-      return {{.kind = kind, .host = Boards::Data(ChipSize, 10)}};
-    case Kind::VerifyAll:
-      return {{.kind = kind, .host = Boards::All()[3].memory}};
-    case Kind::Revision:
-      return {{.kind = kind, .number = 300}};
-    case Kind::Developer:
-      return {{.kind = kind, .number = 1}};
-    default:
-      return {{.kind = kind}};
+bool IsOldOrNew(Bytes const& old, Bytes const& other, Bytes const& now) {
+  for (std::size_t i = 0; i < now.size(); ++i) {
+    if (now[i] != old[i] && now[i] != other[i]) return false;
   }
+  return true;
 }
 
-bool SameOutside(Bytes const& a, std::span<unsigned char const> b, Bytes const& mask) {
-  unsigned int difference = 0;
-  for (std::size_t i = 0; i < a.size(); ++i) difference |= (a[i] ^ b[i]) & ~mask[i] & 0xFFU;
-  return difference == 0;
-}
-
-// One command on one board, and what its runs may end with.
+// One command on one EEPROM, and what its runs may come to.
 class Case {
  public:
-  Case(Boards::Board const& startBoard, Command const& runCommand) : board(startBoard), command(runCommand) {
-    Expect(Start::Normal);
-    if (StoreModel(board.memory).Memory() != board.memory) {
-      Expect(Start::NotRecognised);
-      Expect(Start::NotListed);
+  Case(Rig& theRig, Catalogue::Contents const& contents, Command const& theCommand)
+      : rig(theRig), before(contents.memory), command(theCommand), written(ChipSize) {
+    EXPECT_EQ(RunAndJudge(rig, contents.memory, command), "") << command.Name() << " on " << contents.name;
+    rig.Load(contents.memory);
+    measure = rig.Run(command);
+    memory = rig.Memory();
+    old = contents.memory;
+    bool afterAddress = false;
+    for (auto const& message : rig.bus->messages) {
+      isShiftable.push_back(message.isRead && !afterAddress);
+      isWrite.push_back(!message.isRead && message.bytes.size() > 2);
+      afterAddress = !message.isRead;
+      for (std::size_t i = 2; isWrite.back() && i < message.bytes.size(); ++i) {
+        written[message.bytes[0] * 256U + message.bytes[1] + i - 2] = true;
+      }
     }
-    Expect(Start::NoTable);
+    if (before.memory != old) starts = {Start::NotRecognised, Start::NotListed};
   }
 
-  // Finds which messages carry a read on.
-  void Rehearse(Bench& bench) {
-    bench.Load(board.memory);
-    bench.Wire().Messages().clear();
-    bench.Wire().Record(true);
-    rehearsed = bench.Run(command);
-    bench.Wire().Record(false);
-    bool afterAddress = false;
-    for (ModelWire::Message const& message : bench.Wire().Messages()) {
-      continued.push_back(message.isRead && !afterAddress);
-      afterAddress = !message.isRead;
-    }
-    EXPECT_EQ(rehearsed.exit, variants.front().expected.exit);
-    EXPECT_TRUE(bench.Holds(variants.front().expected.memory));
-    EXPECT_EQ(bench.Chip().busy, 0U);
+  [[nodiscard]] bool Tries(std::uint64_t index) const {
+    constexpr std::uint64_t Short = 200;
+    if (Catalogue::Stride() > 1 && index % Catalogue::Stride() != 0) return false;
+    const bool isRareWrite =
+        index <= isWrite.size() && isWrite[index - 1] && !command.Is("/WA") && !command.Is("/E");
+    return isWrite.size() <= Short || index <= LastOfTable + 3 || isRareWrite ||
+           index % (isWrite.size() / 50) == 0;
   }
 
   // Empty when the run ended as it may.
-  std::string Judge(Bench const& bench, Outcome const& outcome, chip_fault const& fault) {
+  [[nodiscard]] std::string Judge(Outcome const& outcome, chip_fault const& fault) const {
     if (!outcome.IsOrderly()) return "not orderly";
-    if (fault.kind == CHIP_FAULT_REFUSE && fault.count == 1) {
-      Expectation const& normal = variants.front().expected;
-      const bool unseen =
-          outcome.exit == normal.exit && outcome.host == normal.host && bench.Holds(normal.memory);
-      return unseen ? "" : "a single refusal shows";
-    }
+    const bool isLasting = fault.count == ForEver || fault.count >= AllAttempts;
+    if (IsAsMeasured(outcome)) return "";
+    if (fault.kind == CHIP_FAULT_REFUSE && fault.count == 1) return "a single refusal shows";
     if (outcome.exit == 19) {
-      const bool unanswered = fault.first <= LastOfProbe && (fault.count == ForEver || fault.count >= 6);
-      return unanswered && bench.Holds(board.memory) ? "" : "said to be not accessible";
+      const bool unanswered = fault.first <= LastOfProbe && isLasting;
+      return unanswered && rig.Holds(old) ? "" : "said to be not accessible";
     }
-    for (Variant const& variant : variants) {
-      if (!CanStart(variant.start, fault)) continue;
-      if (!(outcome.exit == 0 ? Keeps(variant, bench, outcome) : Spares(variant, bench, outcome))) continue;
-      if (variant.start == Start::NoTable && outcome.exit == 0 && command.Writes()) {
-        ++exceptions[Exception::TableTakenForEmpty];
-      }
-      if (variant.start == Start::NotRecognised) ++exceptions[Exception::PeripheralNotListed];
+    for (const Start start : starts) {
+      if (fault.first > LastOfListing || !IsAsExpected(outcome, start)) continue;
+      ++exceptions[NotListed];
       return "";
     }
-    const bool unguarded =
-        command.kind == Kind::ReadAll || command.kind == Kind::VerifyAll || command.kind == Kind::Information;
-    if (Shifts(fault) && unguarded && outcome.exit == 0) {
-      ++exceptions[Exception::Deceived];
+    const bool noTable = isLasting && fault.first > LastOfProbe && fault.first <= LastOfTable;
+    if (noTable && outcome.exit == 0 && IsAsExpected(outcome, Start::NoTable)) {
+      ++exceptions[TableTakenForEmpty];
       return "";
     }
-    return outcome.exit == 0 ? "the promise is not kept" : "something else was changed";
+    if (outcome.exit == 0) return JudgeSuccess(outcome, fault);
+    return IsExplained(fault, noTable) ? JudgeFailure(outcome) : "a failure without a cause";
   }
 
   [[nodiscard]] bool Shifts(chip_fault const& fault) const {
-    return fault.kind != CHIP_FAULT_REFUSE && (fault.count == 1 || fault.count == 2) &&
-           continued[fault.first - 1];
+    return fault.kind != CHIP_FAULT_REFUSE && fault.count != ForEver && fault.count < BusAttempts &&
+           fault.first <= isShiftable.size() && isShiftable[fault.first - 1];
   }
 
-  static inline std::map<Exception, unsigned long> exceptions;
+  static inline std::map<std::string, unsigned long> exceptions;
 
  private:
-  struct Variant {
-    Start start;
-    unsigned int lost;
-    Bytes before;
-    Expectation expected;
-  };
+  [[nodiscard]] bool IsAsMeasured(Outcome const& outcome) const {
+    return outcome.exit == measure.exit && outcome.host == measure.host && rig.Holds(memory);
+  }
 
-  void Expect(Start start) {
-    const StoreModel model(board.memory, start);
-    variants.push_back({start, 0, model.Memory(), model.Expect(command)});
-    const std::vector<unsigned int> moved = variants.back().expected.moved;
-    unsigned int all = 0;
-    for (const unsigned int file : moved) all |= 1U << file;
-    for (unsigned int lost = all; lost != 0; lost = (lost - 1) & all) {
-      variants.push_back({start, lost, model.Memory(), model.Expect(command, lost)});
+  // As the model says of a run that starts so; the listing may have failed without a word.
+  [[nodiscard]] bool IsAsExpected(Outcome const& outcome, Start start) const {
+    const auto expected = StoreModel(old, start).Expect(command);
+    return expected && outcome.exit == expected->exit && outcome.host == expected->host &&
+           rig.Holds(expected->memory);
+  }
+
+  // Some transfer failed on each of its attempts, or delivered wrong bytes, or a write that was cut short
+  // keeps the chip busy when it is repeated; and not only while start-up listed the peripheral configuration
+  // file.
+  [[nodiscard]] bool IsExplained(chip_fault const& fault, bool noTable) const {
+    bool leavesBusy = false;
+    for (std::uint64_t i = fault.first; i < fault.first + fault.count && i <= isWrite.size(); ++i) {
+      leavesBusy = leavesBusy || (fault.kind == CHIP_FAULT_SHORT && isWrite[i - 1]);
     }
+    const bool canFail = fault.count == ForEver || fault.count >= BusAttempts || Shifts(fault);
+    // Cut short, the first write of the command itself leaves the chip busy.
+    const bool reachesOn = fault.kind == CHIP_FAULT_SHORT && fault.first < LastOfListing;
+    const bool isOverBefore = fault.count != ForEver && !starts.empty() && fault.first > LastOfTable &&
+                              fault.first <= LastOfListing && !(reachesOn && fault.count > BusAttempts);
+    return leavesBusy || (canFail && (noTable || !isOverBefore));
   }
 
-  static bool CanStart(Start start, chip_fault const& fault) {
-    switch (start) {
-      case Start::Normal:
-        return true;
-      case Start::NoTable:
-        return fault.first > LastOfProbe && fault.first <= LastOfTable &&
-               (fault.count == ForEver || fault.count >= 6);
-      default:
-        return fault.first <= LastOfListing;
-    }
-  }
-
-  // Exit 0.
-  bool Keeps(Variant const& variant, Bench const& bench, Outcome const& outcome) const {
-    Expectation const& expected = variant.expected;
-    if (expected.exit != 0) return false;
-    if (command.kind == Kind::Erase) return ErasedInPart(variant, bench);
-    if (command.kind == Kind::Information) return Informs(expected, outcome) && Untouched(variant, bench);
-    if (outcome.host != expected.host) return false;
-    if (variant.lost != 0) {
-      if (!SameOutside(expected.memory, bench.Span(), expected.unknown)) return false;
-      ++exceptions[Exception::MovedFileLost];
-      return true;
-    }
-    return command.Writes() ? bench.Holds(expected.memory) : Untouched(variant, bench);
-  }
-
-  // The listing of a peripheral configuration file may have failed without a word.
-  bool Untouched(Variant const& variant, Bench const& bench) const {
-    return bench.Holds(variant.before) || bench.Holds(board.memory);
-  }
-
-  // Any other exit.
-  bool Spares(Variant const& variant, Bench const& bench, Outcome const& outcome) const {
-    if (outcome.host || command.kind == Kind::Information) return false;
-    Expectation const& expected = variant.expected;
-    if (!command.Writes()) return Untouched(variant, bench);
-    const auto now = bench.Span();
-    if (!SameOutside(variant.before, now, expected.mayChange)) return false;
-    return command.kind == Kind::Write ? OldOrNew(variant, now, 4, 16) : OldOrNew(variant, now, 0, ChipSize);
-  }
-
-  [[nodiscard]] bool OldOrNew(Variant const& variant, std::span<unsigned char const> now, std::size_t from,
-                              std::size_t to) const {
-    for (std::size_t i = from; i < to; ++i) {
-      const bool isOld = now[i] == board.memory[i] || now[i] == variant.before[i];
-      if (!isOld && now[i] != variant.expected.memory[i]) return false;
+  // Whether nothing but what the command writes was changed before `end`.
+  [[nodiscard]] bool SparesTheRest(std::size_t end = ChipSize) const {
+    for (std::size_t i = 0; i < end; ++i) {
+      if (!written[i] && rig.chip.Memory()[i] != old[i]) return false;
     }
     return true;
   }
 
-  bool ErasedInPart(Variant const& variant, Bench const& bench) const {
-    const auto now = bench.Span();
-    if (!OldOrNew(variant, now, 0, ChipSize)) return false;
-    Bytes const& erased = variant.expected.memory;
-    bool anyPage = false;
-    for (std::size_t page = 0; page < ChipSize; page += 64) {
-      anyPage = anyPage || std::equal(erased.begin(), erased.begin() + 64, now.subspan(page).begin());
+  [[nodiscard]] std::string JudgeSuccess(Outcome const& outcome, chip_fault const& fault) const {
+    const Bytes now = rig.Memory();
+    const bool isUnguarded = command.Is("/RA") || command.Is("/VA") || command.Is("/RBI");
+    const bool isUntouched = now == memory || now == old;
+    if (isUnguarded && Shifts(fault) && isUntouched) return Except(Deceived);
+    if (command.Is("/RBI") && Informs(*outcome.host) && isUntouched) return Except(ZerosInInformation);
+    if (command.Is("/E") && IsOldOrNew(old, memory, now)) {
+      for (std::size_t page = 0; page < ChipSize; page += 64) {
+        if (std::equal(memory.begin(), memory.begin() + 64, now.begin() + static_cast<long>(page))) {
+          return Except(PagesNotErased);
+        }
+      }
     }
-    if (!bench.Holds(erased)) ++exceptions[Exception::PagesNotErased];
-    return anyPage;
+    // After a lost file the next one moves to where that would have gone.
+    if (!command.Is("/W") || outcome.host || !SparesTheRest(0x40)) return "the promise is not kept";
+    const StoreModel after(now);
+    const StoreModel whole(memory);
+    if (after.contents[command.file] != whole.contents[command.file]) return "the file was not stored";
+    for (unsigned int file = 0; file < Files; ++file) {
+      const bool hasDropped = written[whole.table[file].address % ChipSize] && after.table[file] == Entry();
+      if (after.contents[file] != whole.contents[file] && !hasDropped) return "another file is lost";
+    }
+    return Except(MovedFileLost);
   }
 
-  // The true bytes up to a place, zeros from there on.
-  static bool Informs(Expectation const& expected, Outcome const& outcome) {
-    if (outcome.host == expected.host) return true;
-    if (!outcome.host || outcome.host->size() != expected.host->size()) return false;
-    const auto isDigit = [](unsigned char character) { return character > ' '; };
-    bool zeros = false;
-    for (std::size_t i = 0; i < outcome.host->size(); ++i) {
-      const unsigned char shown = (*outcome.host)[i];
-      const unsigned char real = (*expected.host)[i];
-      if (isDigit(shown) != isDigit(real)) return false;
-      zeros = zeros || (shown != real);
-      if (zeros && isDigit(shown) && shown != '0') return false;
+  [[nodiscard]] std::string JudgeFailure(Outcome const& outcome) const {
+    if (outcome.host || command.Is("/RBI")) return "a failure that made a host file";
+    if (!SparesTheRest()) return "something else was changed";
+    const Bytes now = rig.Memory();
+    if (!command.Is("/W")) return IsOldOrNew(old, memory, now) ? "" : "bytes that are neither old nor new";
+    const StoreModel after(now);
+    const StoreModel whole(memory);
+    for (unsigned int file = 0; file < Files; ++file) {
+      const bool isAtRisk = file == command.file || whole.table[file] != before.table[file];
+      if (!isAtRisk && after.contents[file] != before.contents[file]) return "another file is lost";
     }
-    ++exceptions[Exception::ZerosInInformation];
+    for (std::size_t i = 4; i < 16; ++i) {
+      if (now[i] != old[i] && now[i] != before.memory[i] && now[i] != memory[i]) return "a wrong table";
+    }
+    return "";
+  }
+
+  static std::string Except(char const* exception) {
+    ++exceptions[exception];
+    return "";
+  }
+
+  // The true text up to a place, zeros from there on.
+  [[nodiscard]] bool Informs(Bytes const& shown) const {
+    Bytes const& real = *measure.host;
+    if (shown.size() != real.size()) return false;
+    const auto from = std::mismatch(shown.begin(), shown.end(), real.begin()).first;
+    for (auto at = from; at != shown.end(); ++at) {
+      const bool isDigit = real[static_cast<std::size_t>(at - shown.begin())] > ' ';
+      if (isDigit ? *at != '0' : *at != real[static_cast<std::size_t>(at - shown.begin())]) return false;
+    }
     return true;
   }
 
-  Boards::Board const& board;
+  Rig& rig;
+  const StoreModel before;
   Command const& command;
-  std::vector<Variant> variants;
-  Outcome rehearsed;
-  std::vector<bool> continued;
+  Bytes old;
+  Outcome measure;
+  Bytes memory;  // after the command without a fault
+  std::vector<bool> written;
+  std::vector<bool> isShiftable;  // by message: a read that carries on
+  std::vector<bool> isWrite;
+  std::vector<Start> starts;
 };
 
-struct Count {
-  unsigned long runs = 0;
-  unsigned long succeeded = 0;
-  unsigned long failed = 0;
-  unsigned long notAccessible = 0;
-  unsigned long shifted = 0;
-};
-
-class Sweeping : public testing::Test {
+class FaultSweep : public testing::Test {
  protected:
-  Sweeping() { Case::exceptions.clear(); }
+  FaultSweep() { Case::exceptions.clear(); }
 
-  // The indexes grow until no message of the run is reached.
-  void Sweep(Bench& bench, Boards::Board const& board, Command const& command, FaultKind const& kind,
-             std::uint64_t repetitions, Case& judge) {
-    Count& count = counts[kind.name];
-    for (std::uint64_t index = 1;; index += Figures::Stride()) {
-      bench.Load(board.memory);
-      chip_fault const& fault = bench.Emulated().Add(kind.kind, index, repetitions, kind.parameter);
-      const Outcome outcome = bench.Run(command);
-      if (fault.met == 0 && bench.Chip().messages < index) return;
-      if (fault.met == 0) continue;
-      ++count.runs;
-      ++(outcome.exit == 0 ? count.succeeded : outcome.exit == 5 ? count.failed : count.notAccessible);
-      if (judge.Shifts(fault)) ++count.shifted;
-      const std::string complaint = judge.Judge(bench, outcome, fault);
-      if (complaint.empty()) continue;
-      ADD_FAILURE() << complaint << ": " << command.Name() << " on " << board.name << ", " << kind.name
-                    << " at message " << index << ", " << repetitions << " times, exit " << outcome.exit;
-      if (++complaints >= 10) return;
-    }
-  }
-
-  void SweepAll(Bench& bench, Boards::Board const& board, Command const& command) {
-    Case judge(board, command);
-    judge.Rehearse(bench);
+  void Sweep(Rig& rig, Catalogue::Contents const& contents, Command const& command) {
+    const Case judge(rig, contents, command);
     for (FaultKind const& kind : FaultKinds) {
       for (const std::uint64_t repetitions : Repetitions) {
-        if (complaints < 10) Sweep(bench, board, command, kind, repetitions, judge);
+        for (std::uint64_t index = 1; complaints < 10; ++index) {
+          if (rig.chip.Model().messages + 1 < index && index > LastOfTable) break;
+          if (!judge.Tries(index)) continue;
+          rig.Load(contents.memory);
+          chip_fault const& fault = rig.chip.Add(kind.kind, index, repetitions, kind.parameter);
+          const Outcome outcome = rig.Run(command);
+          if (fault.met == 0 && rig.chip.Model().messages < index) break;
+          if (fault.met == 0) continue;
+          ++runs;
+          const std::string complaint = judge.Judge(outcome, fault);
+          if (complaint.empty()) continue;
+          ++complaints;
+          ADD_FAILURE() << complaint << ": " << command.Name() << " on " << contents.name << ", " << kind.name
+                        << " at message " << index << ", " << repetitions << " times, exit " << outcome.exit;
+        }
       }
     }
   }
 
-  void Report(std::string const& title) {
-    for (auto const& [kind, count] : counts) {
-      Figures::Print("faults", count.runs,
-                     title + ", " + kind + ": " + std::to_string(count.succeeded) + " exit 0, " +
-                         std::to_string(count.failed) + " exit 5, " + std::to_string(count.notAccessible) +
-                         " exit 19, " + std::to_string(count.shifted) + " shifted");
-      EXPECT_GT(count.runs, 0U);
-    }
-    for (auto const& [exception, count] : Case::exceptions) {
-      Figures::Print("exceptions", count, title + ", " + ExceptionNames[static_cast<int>(exception)]);
+  void SweepAll(std::vector<Command> const& commands) {
+    Rig rig;
+    for (Catalogue::Contents const& contents : Catalogue::Eeproms()) {
+      for (Command const& command : commands) {
+        rig.Load(contents.memory);
+        rig.Run(command);
+        const bool isLong = rig.chip.Model().messages > 400;
+        const bool isShared = contents.name == "Erased" || contents.name == "ThreeFiles";
+        const bool isListing =
+            contents.name == "ListedAtStart" && (command.host.size() == 420 || command.file == 0);
+        if (!isLong || isShared || isListing) Sweep(rig, contents, command);
+      }
     }
   }
 
-  std::map<std::string, Count> counts;
+  void Report(unsigned long least, std::initializer_list<char const*> expected) {
+    std::cout << runs << " runs with a fault\n";
+    EXPECT_GE(runs, least / Catalogue::Stride());
+    for (auto const& [exception, count] : Case::exceptions) std::cout << count << ": " << exception << '\n';
+    if (Catalogue::Stride() > 1) return;
+    for (char const* const exception : expected) EXPECT_GT(Case::exceptions[exception], 0U) << exception;
+  }
+
+  unsigned long runs = 0;
   int complaints = 0;
 };
 
-class FaultSweep : public Sweeping, public testing::WithParamInterface<Kind> {};
-
-// Where runs are long, not every pair of board and command is tried.
-bool Matters(Command const& command, Boards::Board const& board) {
-  constexpr std::size_t LongFile = 1000;
-  const bool hasLongFiles = board.name == "Full" || board.name.find("AtStart") != std::string::npos;
-  switch (command.kind) {
-    case Kind::ReadAll:
-    case Kind::WriteAll:
-    case Kind::VerifyAll:
-    case Kind::Erase:
-      return board.name == "Erased" || board.name == "ThreeFiles" || board.name == "ListedAtStart";
-    case Kind::Write:
-      if (command.host.size() > LongFile) return board.name == "Erased" || board.name == "OutOfOrder";
-      return !hasLongFiles || command.host.size() == LengthOfGrown || command.host.size() == LengthOfShrunk;
-    default:
-      return !hasLongFiles || command.file == 0;
-  }
+TEST_F(FaultSweep, ReadingCommandsTellTheTruthOrFail) {
+  SweepAll(Catalogue::Reading());
+  Report(15'000, {ZerosInInformation, Deceived, NotListed});
 }
 
-TEST_P(FaultSweep, LosesNothing) {
-  Bench bench;
-  const std::vector<Command> commands = CommandsOf(GetParam());
-  for (Boards::Board const& board : Boards::All()) {
-    for (Command const& command : commands) {
-      if (Matters(command, board)) SweepAll(bench, board, command);
+TEST_F(FaultSweep, WritingCommandsDoAsPromisedOrSpareTheRest) {
+  SweepAll(Catalogue::Writing());
+  Report(100'000, {PagesNotErased, MovedFileLost, TableTakenForEmpty, NotListed});
+}
+
+TEST_F(FaultSweep, HoldsAfterTheQueueAndWorkerToo) {
+  Rig rig(ChipBus::Path::Queued);
+  for (char const* const word : {"/R", "/RBI", "/BS", "/W"}) {
+    for (auto const* const commands : {&Catalogue::Reading(), &Catalogue::Writing()}) {
+      const auto command = std::find_if(commands->begin(), commands->end(), [word](Command const& each) {
+        return each.Is(word) && each.host.size() <= 420;
+      });
+      if (command != commands->end()) Sweep(rig, Catalogue::ThreeFiles(), *command);
     }
   }
-  Report(Command{.kind = GetParam()}.Word());
-  if (Figures::Stride() > 1) return;
-  const auto expectException = [](Kind kind, Exception exception) {
-    if (GetParam() != kind) return;
-    EXPECT_GT(Case::exceptions[exception], 0U) << ExceptionNames[static_cast<int>(exception)];
-  };
-  expectException(Kind::Erase, Exception::PagesNotErased);
-  expectException(Kind::Information, Exception::ZerosInInformation);
-  expectException(Kind::Write, Exception::MovedFileLost);
-  expectException(Kind::Write, Exception::TableTakenForEmpty);
-  expectException(Kind::Write, Exception::PeripheralNotListed);
-  expectException(Kind::ReadAll, Exception::Deceived);
-}
-
-std::string NameOf(testing::TestParamInfo<Kind> const& info) {
-  return Command{.kind = info.param}.Word().substr(1);
-}
-
-INSTANTIATE_TEST_SUITE_P(, FaultSweep,
-                         testing::Values(Kind::Read, Kind::Write, Kind::Verify, Kind::ReadAll, Kind::WriteAll,
-                                         Kind::VerifyAll, Kind::Erase, Kind::Revision, Kind::Developer,
-                                         Kind::Information),
-                         NameOf);
-
-// The same behind the product's queue and worker, for commands of few messages.
-using QueuedFaultSweep = Sweeping;
-
-TEST_F(QueuedFaultSweep, HoldsBehindTheQueueAndWorkerToo) {
-  Bench bench(Bench::Bus::Queued);
-  for (const Kind kind : {Kind::Read, Kind::Write, Kind::Revision, Kind::Developer, Kind::Information}) {
-    SweepAll(bench, Boards::All()[3], CommandsOf(kind).front());
-  }
-  Report("queued");
+  Report(1'000, {ZerosInInformation});
 }
 
 }  // namespace

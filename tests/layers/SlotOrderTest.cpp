@@ -1,5 +1,7 @@
 #include "support/SlotOrder.h"
 
+#include "eeprom/EEPromHandler.h"
+#include "eeprom/Eeprom.h"
 #include "i2c/I2CDevice.h"
 #include "i2c/TransactionalizedI2CBus.h"
 #include "platform/Event.h"
@@ -38,6 +40,17 @@ TEST(SlotOrder, IsFixedForEveryInterface) {
               &I2CBus::WriteThenRead, &I2CBus::WriteDelayRead, &I2CBus::Transact, &I2CBus::Lock,
               &I2CBus::Unlock);
   ExpectSlots("TransactionalizedI2CBus", 11, &OpenBus::HandleTransaction);
+  ExpectSlots("Eeprom", 2, &Eeprom::Read, &Eeprom::Write, &Eeprom::Erase, &Eeprom::EraseAll,
+              &Eeprom::GetSizeInBytes);
+  using Handler = EEPromHandler;
+  using Text = std::string const&;
+  ExpectSlots("EEPromHandler", 2, &Handler::IsEEPromAccessible, &Handler::Write, &Handler::WriteAll,
+              &Handler::Read, &Handler::ReadAll, &Handler::Erase, &Handler::Verify, &Handler::VerifyAll,
+              &Handler::ByteGet, Overload<bool(unsigned short, unsigned char)>(&Handler::ByteSet),
+              Overload<bool(unsigned short, Text, unsigned char)>(&Handler::ByteSet), &Handler::WordGet,
+              Overload<bool(unsigned short, unsigned short)>(&Handler::WordSet),
+              Overload<bool(unsigned short, Text, unsigned char)>(&Handler::WordSet),
+              &Handler::DeveloperBoardSet, &Handler::ReadBoardInformation);
 }
 
 }  // namespace

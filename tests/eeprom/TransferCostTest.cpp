@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "eeprom/Cat24c256Eeprom.h"
-#include "i2c/TransactionalizedI2CBus.h"
+#include "support/Rig.h"
 
 namespace {
 
@@ -23,16 +23,6 @@ extern "C" void* __wrap__Znwm(std::size_t size) {
 }
 
 namespace {
-
-// Every transfer succeeds at once; nothing is moved.
-class IdleBus final : public TransactionalizedI2CBus {
- public:
-  void SetBusSpeed(unsigned int /*speed*/) override {}
-  unsigned int GetBusSpeed() const override { return 0; }
-
- protected:
-  void HandleTransaction(I2C::Transaction* transaction) override { transaction->success = true; }
-};
 
 template <typename Operation>
 long AllocationsOf(Operation const& operation) {
@@ -53,8 +43,8 @@ class TransferCostTest : public testing::Test {
     return AllocationsOf([&] { EXPECT_EQ(eeprom.Write(0, bytes.data(), length), length); });
   }
 
-  std::shared_ptr<IdleBus> bus = std::make_shared<IdleBus>();
-  Cat24c256Eeprom eeprom{std::make_shared<I2CDevice>(bus, 0x56)};
+  Rig rig{ChipBus::Path::Queued};
+  Cat24c256Eeprom eeprom{std::make_shared<I2CDevice>(rig.bus, 0x56)};
 };
 
 TEST_F(TransferCostTest, AReadAllocatesItsEventAndNothingElse) {
@@ -79,7 +69,9 @@ TEST_F(TransferCostTest, ATransferTakesTwoSleeps) {
   };
   std::array<unsigned char, 16> bytes{};
   const long before = sleeps();
-  for (int i = 0; i < Transfers; ++i) bus->Read(bytes.data(), bytes.size(), 0x56, I2C::AddressMode::SevenBit);
+  rig.bus->Lock();
+  for (int i = 0; i < Transfers; ++i)
+    rig.bus->Read(bytes.data(), bytes.size(), 0x56, I2C::AddressMode::SevenBit);
   EXPECT_LE(sleeps() - before, Transfers * 5 / 2);
 }
 

@@ -1,0 +1,189 @@
+#include "support/Catalogue.h"
+
+#include <algorithm>
+#include <random>
+#include <stdexcept>
+
+namespace Catalogue {
+
+namespace {
+
+constexpr std::size_t Block = 0x4000;  // the place reserved for the peripheral configuration file
+constexpr unsigned int FileArea = 0x40;
+
+// Data that fills the reserved place is recognised without being listed when it has no erased byte.
+Bytes WithoutErasedBytes(Bytes data) {
+  std::replace(data.begin(), data.end(), static_cast<unsigned char>(0xFF), static_cast<unsigned char>(0x7E));
+  return data;
+}
+
+Bytes Unlisted(Bytes const& data) {
+  const Bytes image = StoreModel::Image(data);
+  Bytes memory(ChipSize, 0xFF);
+  std::copy(image.begin(), image.end(), memory.begin() + FileArea);
+  return memory;
+}
+
+// A block whose checksum is right for its whole length and also for the part before its first 0xFF byte, so
+// that it is still readable once start-up has listed it: two bytes at its end are tried until it is.
+Bytes Adoptable() {
+  Bytes data = WithoutErasedBytes(Data(700, 8));
+  const Bytes wanted = StoreModel::Image(data);
+  data.resize(Block - 4, 0xFF);
+  // The checksum of what follows depends on what went before only through the checksum of that.
+  const Bytes before = StoreModel::Image(data);
+  Bytes last(2);
+  for (unsigned int word = 0;
+       !std::equal(wanted.begin(), wanted.begin() + 2, StoreModel::Image(last).begin()); ++word) {
+    last = {static_cast<unsigned char>(word), static_cast<unsigned char>(word >> 8)};
+  }
+  for (std::size_t i = 0; i < 2; ++i) data.push_back(static_cast<unsigned char>(last[i] ^ ~before[i]));
+  return Unlisted(data);
+}
+
+std::vector<Contents> MakeEeproms() {
+  Bytes damaged = After({Write(0, 300, 1), Write(1, 200, 2), Write(2, 100, 3)});
+  damaged[0x1C0 + 50] ^= 0x10;
+  return {
+      {"Erased", Bytes(ChipSize, 0xFF)},
+      {"OneFile", After({Write(2, 200, 3)})},
+      {"TwoFiles", After({Write(0, 500, 1), Write(1, 130, 2)})},
+      {"ThreeFiles", After({Write(0, 300, 1), Write(1, 200, 2), Write(2, 100, 3)})},
+      {"OutOfOrder", After({Write(0, 300, 1), Write(2, 200, 3), Write(1, 100, 2)})},
+      {"DamagedFile", damaged},
+      {"ListedAtStart", Adoptable()},
+      {"RecognisedAtStart", Unlisted(WithoutErasedBytes(Data(Block - 2, 9)))},
+      {"Full", After({Write(0, 12'000, 1), Write(1, 12'000, 2), Write(2, 8574, 3)})},
+  };
+}
+
+std::vector<Command> MakeWriting() {
+  std::vector<Command> commands = {{.word = "/BS", .value = "300"},
+                                   {.word = "/DS", .value = "1"},
+                                   {.word = "/E"},
+                                   {.word = "/WA", .host = ThreeFiles().memory},
+                                   {.word = "/WA", .host = Data(700, 3)},
+                                   Write(0, Block - 2),
+                                   {.word = "/W", .file = 0, .host = WithoutErasedBytes(Data(Block - 2, 1))}};
+  const std::vector<std::size_t> lengths[] = {
+      {1, 300, 420, 3000, 12'000}, {0, 90, 200, 700, 2000, 12'000, 20'000}, {1, 100, 200, 210, 3000, 16'318}};
+  for (unsigned int file = 0; file < Files; ++file) {
+    for (const std::size_t length : lengths[file]) commands.push_back(Write(file, length, file + 10));
+  }
+  return commands;
+}
+
+}  // namespace
+
+Bytes Data(std::size_t length, unsigned int seed) {
+  std::minstd_rand random(seed * 1000 + 1);
+  Bytes data(length);
+  std::generate(data.begin(), data.end(), [&random] { return static_cast<unsigned char>(random() >> 8); });
+  return data;
+}
+
+Command Write(unsigned int file, std::size_t length, unsigned int seed) {
+  return {.word = "/W", .file = file, .host = Data(length, seed)};
+}
+
+Bytes After(std::vector<Command> const& commands) {
+  Bytes memory(ChipSize, 0xFF);
+  for (Command const& command : commands) memory = StoreModel(memory).Expect(command).value().memory;
+  return memory;
+}
+
+std::vector<Contents> const& Eeproms() {
+  static const std::vector<Contents> eeproms = MakeEeproms();
+  return eeproms;
+}
+
+Contents const& ThreeFiles() {
+  return Eeproms()[3];
+}
+
+std::vector<Command> const& Reading() {
+  static const std::vector<Command> commands = {{.word = "/R", .file = 0},
+                                                {.word = "/R", .file = 2},
+                                                {.word = "/V", .file = 0, .host = Data(300, 1)},
+                                                {.word = "/V", .file = 1, .host = Data(130, 2)},
+                                                {.word = "/RBI"},
+                                                {.word = "/RA"},
+                                                {.word = "/VA", .host = ThreeFiles().memory}};
+  return commands;
+}
+
+std::vector<Command> const& Writing() {
+  static const std::vector<Command> commands = MakeWriting();
+  return commands;
+}
+
+Bytes AnyMemory(Random const& below) {
+  constexpr unsigned int Addresses[] = {0,      3,      4,      5,      8,      0x20,   0x40,   0x40,
+                                        0x80,   0xC0,   0x141,  0x4040, 0x4100, 0x7000, 0x7FF0, 0x8008,
+                                        0x8100, 0xBFC0, 0xFF40, 0xFFA0, 0xFFC0, 0xFFFE, 0xFFFF, 0xFFFF};
+  constexpr unsigned int Sizes[] = {0,      2,      3,      0x40,   0x41,   0x100,  0x1000, 0x3F00,
+                                    0x4000, 0x7FC0, 0x8000, 0xFF00, 0xFF20, 0xFFFE, 0xFFFF};
+  Bytes memory = Data(ChipSize, below(1000));
+  unsigned int end = FileArea;
+  for (unsigned int file = 0; file < Files; ++file) {
+    Entry entry;
+    const unsigned int kind = below(4);
+    entry.address = kind < 2 ? end : kind == 2 ? Addresses[below(std::size(Addresses))] : below(0x8200);
+    entry.size = below(3) != 0 ? 3 + below(1U << (4 + below(9))) : Sizes[below(std::size(Sizes))];
+    if (below(8) == 0 && entry.address < ChipSize) entry.size = ChipSize - entry.address;
+    if (file == 0 && below(4) == 0) entry = {FileArea, Block};
+    if (below(16) == 0) entry.size |= 0xFF00;  // torn
+    if (below(4) != 0) end = (entry.address + entry.size + 63) / 64 * 64 % 0x10000;
+    const unsigned int values[] = {entry.address, entry.address >> 8, entry.size, entry.size >> 8};
+    for (unsigned int i = 0; i < 4; ++i) memory[4 + 4 * file + i] = static_cast<unsigned char>(values[i]);
+  }
+  const auto at = [&memory](std::size_t address) -> unsigned char& { return memory[address % ChipSize]; };
+  for (Entry const& entry : StoreModel(memory).table) {
+    if (entry.size < 3 || entry.size > ChipSize || below(4) == 0) continue;
+    Bytes data;
+    for (unsigned int i = 2; i < entry.size; ++i) data.push_back(at(entry.address + i));
+    const Bytes image = StoreModel::Image(data);
+    at(entry.address) = image[0];
+    at(entry.address + 1) = image[1];
+  }
+  return memory;
+}
+
+Command AnyWrite(Random const& below, Bytes const& memory) {
+  auto const& table = StoreModel(memory).table;
+  Entry const& entry = table[below(Files)];
+  unsigned int size = 0;
+  switch (below(4)) {
+    case 0:
+      size = entry.size;
+      break;
+    case 1:  // to the end of the chip, from the entry or from behind it, or one byte further
+      size = (entry.address + below(2) * (entry.size + 63)) / 64 * 64;
+      size = (ChipSize - size) % 0x10000 + below(2);
+      break;
+    default:
+      size = below(1U << (4 + below(12)));
+  }
+  return Write(below(Files), std::clamp<std::size_t>(size, 2, ChipSize + 2) - 2, below(1000));
+}
+
+Command AnyCommand(Random const& below) {
+  const unsigned int number = below(40);
+  if (number < Reading().size()) return Reading()[number];
+  if (number < Reading().size() + 7) return Writing()[number - Reading().size()];
+  return Write(below(Files), below(1U << below(15)), below(1000));
+}
+
+unsigned int Stride() {
+#if defined(__SANITIZE_ADDRESS__)
+  return 7;
+#elif defined(__SANITIZE_THREAD__)
+  return 11;
+#elif defined(BRINDLE_EMULATED_PROCESSOR)
+  return 101;
+#else
+  return 1;
+#endif
+}
+
+}  // namespace Catalogue

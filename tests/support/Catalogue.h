@@ -1,0 +1,50 @@
+// The EEPROMs and commands that the tests of whole runs share, and a generator of others.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "support/StoreModel.h"
+
+namespace Catalogue {
+
+struct Contents {
+  std::string name;
+  Bytes memory;
+};
+
+// Data of this length, different for each seed.
+Bytes Data(std::size_t length, unsigned int seed);
+
+Command Write(unsigned int file, std::size_t length, unsigned int seed = 0);
+
+// An erased chip after these commands.
+Bytes After(std::vector<Command> const& commands);
+
+// Erased; one, two, three files; files out of order; a damaged file; a peripheral configuration file that
+// start-up lists; one that it recognises and has no need to list; a full chip.
+std::vector<Contents> const& Eeproms();
+Contents const& ThreeFiles();
+
+// Commands that only read, and commands that write.
+std::vector<Command> const& Reading();
+std::vector<Command> const& Writing();
+
+// Returns a number below its argument.
+using Random = std::function<unsigned int(unsigned int)>;
+
+// Contents with any table, most often one with entries near the places where files are. Most entries get a
+// correct checksum, since only readable files can be lost.
+Bytes AnyMemory(Random const& below);
+
+// A write whose size is often that of an entry, or reaches just to the end of the chip or one byte beyond.
+Command AnyWrite(Random const& below, Bytes const& memory);
+
+Command AnyCommand(Random const& below);
+
+// Only every so many-th case is run: 1 but under a sanitizer or an emulated processor, where the loops are
+// many times slower.
+unsigned int Stride();
+
+}  // namespace Catalogue

@@ -1,0 +1,74 @@
+#include "support/ChipBus.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/Event.h"
+#include "support/VirtualClock.h"
+
+namespace {
+
+constexpr int NoChip = -6;  // -ENXIO
+
+[[noreturn]] void Abort(char const* what) {
+  std::fprintf(stderr, "%s\n", what);
+  std::abort();
+}
+
+}  // namespace
+
+ChipBus::ChipBus(std::initializer_list<EmulatedChip*> attachedChips, Path busPath, unsigned int maxAttempts)
+    : chips(attachedChips), path(busPath), attempts(maxAttempts) {}
+
+bool ChipBus::Transact(I2C::Transaction* transaction) {
+  if (path == Path::Queued) return TransactionalizedI2CBus::Transact(transaction);
+  transaction->success = false;
+  for (unsigned int i = 0; i < attempts && !transaction->success; ++i) HandleTransaction(transaction);
+  if (transaction->event != nullptr) transaction->event->Signal(transaction->eventFlags);
+  return true;
+}
+
+bool ChipBus::Lock() {
+  ++locks;
+  return true;
+}
+
+bool ChipBus::Unlock() {
+  if (locks == 0) Abort("the bus is unlocked twice");
+  --locks;
+  return true;
+}
+
+void ChipBus::HandleTransaction(I2C::Transaction* transaction) {
+  using Type = I2C::TransactionType;
+  const Type type = transaction->type;
+  bool success = type == Type::Read || type == Type::Write || type == Type::WriteThenRead;
+  if (success && type != Type::Read) {
+    success = Send<false>(transaction->address, transaction->writeBuffer, transaction->writeLength);
+  }
+  if (success && type != Type::Write) {
+    success = Send<true>(transaction->address, transaction->readBuffer, transaction->readLength);
+  }
+  transaction->success = success;
+}
+
+template <bool IsRead, typename Byte>
+bool ChipBus::Send(unsigned short slave, Byte* buffer, unsigned int length) {
+  if (locks == 0) Abort("a message outside of the bus's lock");
+  if (length == 0) return false;
+  onMessage();
+  const std::span bytes(buffer, length);
+  const auto chip =
+      std::find_if(chips.begin(), chips.end(), [slave](auto const* each) { return each->AnswersAt(slave); });
+  int moved = NoChip;
+  if (chip != chips.end()) {
+    if constexpr (IsRead) {
+      moved = (*chip)->Read(slave, bytes, VirtualClock::Now());
+    } else {
+      moved = (*chip)->Write(slave, bytes, VirtualClock::Now());
+    }
+  }
+  if (records) messages.push_back({slave, IsRead, {bytes.begin(), bytes.end()}, moved});
+  return moved == static_cast<int>(length);
+}

@@ -1,0 +1,56 @@
+// The I2C bus of the tests: emulated chips on the product's own bus class.
+//
+// A direct bus performs transfers at once on the caller's thread; a queued one uses the product's queue and
+// worker. The chips must outlive the bus, and may be looked at whenever no transfer runs.
+#pragma once
+
+#include <functional>
+#include <initializer_list>
+#include <span>
+#include <vector>
+
+#include "chip/EmulatedChip.h"
+#include "i2c/TransactionalizedI2CBus.h"
+
+class ChipBus final : public TransactionalizedI2CBus {
+ public:
+  enum class Path { Direct, Queued };
+
+  // One write or read as it went over the wire; an attempt at a WriteThenRead makes two of them.
+  struct Message {
+    unsigned short slave;
+    bool isRead;
+    std::vector<unsigned char> bytes;  // that were asked to move; of a read, what it left in the buffer
+    int moved;                         // of them, or the negative refusal
+  };
+
+  // A direct bus makes up to `maxAttempts` attempts at a transfer.
+  explicit ChipBus(std::initializer_list<EmulatedChip*> attachedChips, Path busPath = Path::Direct,
+                   unsigned int maxAttempts = MaxAttempts);
+
+  void SetBusSpeed(unsigned int /*speed*/) override {}
+  [[nodiscard]] unsigned int GetBusSpeed() const override { return 0; }
+  bool Transact(I2C::Transaction* transaction) override;
+
+  // A message outside of a pair of these ends the program.
+  bool Lock() override;
+  bool Unlock() override;
+  [[nodiscard]] bool IsLocked() const { return locks != 0; }
+
+  bool records = false;  // whether messages are kept
+  std::vector<Message> messages;
+  std::function<void()> onMessage = [] {};  // called before each message; may throw on a direct bus
+
+ protected:
+  // As the Linux bus: an empty or short message fails, as do WriteDelayRead and the memory kinds.
+  void HandleTransaction(I2C::Transaction* transaction) override;
+
+ private:
+  template <bool IsRead, typename Byte>
+  bool Send(unsigned short slave, Byte* buffer, unsigned int length);
+
+  std::vector<EmulatedChip*> chips;
+  Path path;
+  unsigned int attempts;
+  unsigned int locks = 0;
+};

@@ -1,0 +1,71 @@
+#include "support/Rig.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "cli/FrontEnd.h"
+
+namespace {
+
+constexpr std::uint64_t MessageTime = 100'000;  // ns; some bytes on a bus of 100 kHz
+
+}  // namespace
+
+bool Outcome::IsOrderly() const {
+  return (exit == 0 && output == "EEPROM read/write complete.\n") ||
+         (exit == 5 && output == "EEPROM read/write failed.\n") ||
+         (exit == 19 && output == "EEPROM not accessible\n");
+}
+
+Rig::Rig(ChipBus::Path path, unsigned int attempts, chip_kind kind, unsigned short slave)
+    : chip(kind, slave),
+      bus(std::make_shared<ChipBus>(std::initializer_list{&chip, &goldcrest}, path, attempts)) {}
+
+void Rig::Load(Bytes const& contents) {
+  std::copy(contents.begin(), contents.end(), chip.Memory().begin());
+  chip_model_init(&chip.Model(), chip.Model().kind, chip.Memory().data(), chip.Model().slave);
+  bus->onMessage = [] { VirtualClock::Advance(MessageTime); };
+}
+
+void Rig::PowerOn() {
+  chip.ClearFaults();
+  chip_model_power_on(&chip.Model());
+}
+
+bool Rig::Holds(Bytes const& contents) const {
+  return std::equal(contents.begin(), contents.end(), chip.Memory().begin(), chip.Memory().end());
+}
+
+std::string const& Rig::HostFile(Bytes const& content) {
+  if (content != inputContent) host.File("in", {content.begin(), content.end()});
+  inputContent = content;
+  return input;
+}
+
+Outcome Rig::Run(Command const& command) {
+  std::vector<std::string> words = {command.word};
+  if (command.NamesFile()) words.push_back(std::to_string(command.file + 1));
+  if (!command.value.empty()) {
+    words.push_back(command.value);
+  } else if (!command.Is("/E")) {
+    words.push_back(command.MakesHostFile() ? output : HostFile(command.host));
+  }
+  return Run(words);
+}
+
+Outcome Rig::Run(std::vector<std::string> const& words) {
+  std::vector<char const*> argv = {"Brindle"};
+  for (std::string const& word : words) argv.push_back(word.c_str());
+  unlink(output.c_str());
+  std::ostringstream console;
+  Outcome outcome;
+  outcome.exit = FrontEnd(static_cast<int>(argv.size()), argv.data(), console, [this] { return bus; });
+  outcome.output = console.str();
+  if (access(output.c_str(), F_OK) == 0) {
+    const std::string made = ContentOf(output);
+    outcome.host.emplace(made.begin(), made.end());
+  }
+  return outcome;
+}

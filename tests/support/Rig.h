@@ -1,0 +1,55 @@
+// Emulated chips on a bus, a virtual clock, and whole commands that run on them in this process. Host files
+// are in a temporary directory that is removed with the rig.
+//
+// One run at a time in a process.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "support/ChipBus.h"
+#include "support/StoreModel.h"
+#include "support/TempDirectory.h"
+#include "support/VirtualClock.h"
+
+struct Outcome {
+  int exit = 0;
+  std::optional<Bytes> host = {};  // the host file that the run made
+  std::string output = {};
+
+  // Whether the run ended in one of the ways in which a command with good arguments may end.
+  [[nodiscard]] bool IsOrderly() const;
+};
+
+struct Rig {
+  explicit Rig(ChipBus::Path path = ChipBus::Path::Direct, unsigned int attempts = ChipBus::MaxAttempts,
+               chip_kind kind = CHIP_CAT24C256, unsigned short slave = 0x56);
+
+  // A chip that has just got power, with these contents, without faults, its counts at 0. From now on messages
+  // take time, so that a chip that was left busy answers again.
+  void Load(Bytes const& contents);
+  // Power returns to the chip as it is.
+  void PowerOn();
+
+  // Runs words after the program's name, or a command with the host files `input` and `output`.
+  Outcome Run(std::vector<std::string> const& words);
+  Outcome Run(Command const& command);
+  // Makes `content` the content of `input`.
+  std::string const& HostFile(Bytes const& content);
+
+  [[nodiscard]] Bytes Memory() const { return {chip.Memory().begin(), chip.Memory().end()}; }
+  [[nodiscard]] bool Holds(Bytes const& contents) const;
+
+  EmulatedChip chip;
+  EmulatedChip goldcrest{CHIP_CAT24C256, 0x52};
+  std::shared_ptr<ChipBus> bus;
+  TempDirectory host;
+  std::string input = host / "in";
+  std::string output = host / "out";
+
+ private:
+  std::optional<Bytes> inputContent;
+};

@@ -1,0 +1,194 @@
+#include "support/StoreModel.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <span>
+#include <utility>
+
+namespace {
+
+constexpr unsigned int FileArea = 0x40;
+constexpr Entry Reserved = {FileArea, 0x4000};
+constexpr Entry TablePlace = {4, 12};
+constexpr int Failed = 5;
+
+// Byte by byte, from the polynomial x^16 + x^15 + x^2 + 1 with its bits reversed.
+constexpr std::array<unsigned short, 256> Remainders = [] {
+  std::array<unsigned short, 256> remainders{};
+  for (unsigned int byte = 0; byte < 256; ++byte) {
+    unsigned int sum = byte;
+    for (int bit = 0; bit < 8; ++bit) sum = sum >> 1 ^ (sum % 2) * 0xA001;
+    remainders[byte] = static_cast<unsigned short>(sum);
+  }
+  return remainders;
+}();
+
+unsigned int Checksum(std::span<unsigned char const> data) {
+  unsigned int sum = 0;
+  for (const unsigned int byte : data) sum = sum >> 8 ^ Remainders[(sum ^ byte) % 256];
+  return ~sum % 65536;
+}
+
+unsigned int RoundedUp(std::size_t address) {
+  return static_cast<unsigned int>((address + 63) / 64 * 64);
+}
+
+// The end of the file with the highest address.
+unsigned int FollowingStart(std::span<Entry const> table) {
+  Entry highest = {0, FileArea};
+  for (Entry const& entry : table) {
+    if (entry.HasPlace() && entry.address > highest.address) highest = entry;
+  }
+  return RoundedUp(highest.address + highest.size) % 65536;
+}
+
+Bytes InformationText(Bytes const& memory) {
+  std::string text;
+  for (unsigned int i = 0; i < 64; ++i) {
+    char digits[3];
+    std::snprintf(digits, sizeof digits, "%02x", memory[i]);
+    text += digits;
+    text += i % 16 == 15 ? "\r\n" : i % 4 == 3 ? "  " : " ";
+  }
+  return {text.begin(), text.end()};
+}
+
+}  // namespace
+
+std::string Command::Name() const {
+  std::string name = word + (NamesFile() ? " " + std::to_string(file + 1) : value.empty() ? "" : " " + value);
+  if (!host.empty() || Is("/W")) name += " (" + std::to_string(host.size()) + " bytes)";
+  return name;
+}
+
+bool Entry::Overlaps(Entry const& other) const {
+  const std::size_t distance = (other.address + 2 * ChipSize - address) % ChipSize;
+  return size != 0 && other.size != 0 && (distance < size || ChipSize - distance < other.size);
+}
+
+StoreModel::StoreModel(Bytes chipMemory, Start start) : memory(std::move(chipMemory)), table() {
+  if (start == Start::NoTable) {
+    table.fill({0, 0});
+    return;
+  }
+  for (unsigned int i = 0; i < Files; ++i) {
+    unsigned char const* const raw = &memory[TablePlace.address + 4 * i];
+    table[i] = {raw[0] + 256U * raw[1], raw[2] + 256U * raw[3]};
+  }
+  const bool halfListed = table[0].address == FileArea && table[0].IsTorn();
+  if (!table[0].HasPlace() || table[0].size == 0 || table[0].size == 0xFFFF || halfListed) {
+    table[0] = Reserved;
+    const auto block = memory.begin() + FileArea;
+    const auto end = std::find(block, block + Reserved.size, 0xFF);
+    const bool ends = end != block && end != block + Reserved.size;
+    if (start != Start::NotRecognised && ends && Content(table[0])) {
+      table[0].size = static_cast<unsigned int>(end - block);
+      if (start != Start::NotListed) PutTable(memory, table);
+    }
+  }
+  for (unsigned int i = 0; i < Files; ++i) contents[i] = Content(table[i]);
+}
+
+Bytes StoreModel::Image(Bytes const& data) {
+  const unsigned int sum = Checksum(data);
+  Bytes image(2 + data.size());
+  image[0] = static_cast<unsigned char>(sum);
+  image[1] = static_cast<unsigned char>(sum >> 8);
+  std::copy(data.begin(), data.end(), image.begin() + 2);
+  return image;
+}
+
+std::optional<Bytes> StoreModel::Content(Entry const& entry) const {
+  if (!entry.HasPlace() || entry.size < 3 || entry.size == 0xFFFF) return std::nullopt;
+  Bytes image(entry.size);
+  for (unsigned int i = 0; i < entry.size; ++i) image[i] = memory[(entry.address + i) % ChipSize];
+  Bytes data(image.begin() + 2, image.end());
+  if (Checksum(data) != image[0] + 256U * image[1]) return std::nullopt;
+  return data;
+}
+
+void StoreModel::PutTable(Bytes& bytes, Table const& newTable) const {
+  auto* raw = &bytes[TablePlace.address];
+  for (Entry const& entry : newTable) {
+    for (const unsigned int value : {entry.address, entry.size}) {
+      *raw++ = static_cast<unsigned char>(value);
+      *raw++ = static_cast<unsigned char>(value >> 8);
+    }
+  }
+}
+
+std::optional<Expectation> StoreModel::ExpectWrite(Command const& command) const {
+  const unsigned int file = command.file;
+  const Entry old = table[file];
+  std::vector<std::pair<unsigned int, Bytes>> images = {{file, Image(command.host)}};
+  const bool keepsSize = old.HasPlace() && old.size == images[0].second.size();
+  Table after = table;
+  for (unsigned int other = file + 1; other < Files && old.HasPlace() && !keepsSize; ++other) {
+    if (!contents[other]) continue;
+    images.emplace_back(other, Image(*contents[other]));
+    after[other] = {};
+  }
+  Expectation expected{.memory = memory};
+  for (auto const& [placed, image] : images) {
+    const unsigned int start = after[placed].HasPlace() ? after[placed].address : FollowingStart(after);
+    after[placed] = {start, static_cast<unsigned int>(image.size())};
+    if (start < FileArea || start + image.size() > ChipSize) return std::nullopt;
+    std::copy(image.begin(), image.end(), expected.memory.begin() + start);
+  }
+  for (auto const& [placed, image] : images) {
+    for (unsigned int other = 0; other < Files; ++other) {
+      const bool isKept = other != placed && (other == file || contents[other]);
+      if (isKept && after[placed].Overlaps(after[other])) return std::nullopt;
+    }
+  }
+  if (keepsSize) return expected;
+  for (unsigned int other = 0; other < Files; ++other) {
+    if (other != file && contents[other] && TablePlace.Overlaps(after[other])) return std::nullopt;
+  }
+  PutTable(expected.memory, after);
+  return expected;
+}
+
+bool StoreModel::HasAmpleRoom(Command const& write) const {
+  std::size_t end = FileArea;
+  std::size_t needed = RoundedUp(write.host.size() + 2);
+  for (unsigned int file = 0; file < Files; ++file) {
+    Entry const& entry = table[file];
+    if (!entry.HasPlace() || entry.IsTorn()) continue;
+    if (entry.address < FileArea || entry.address + entry.size > ChipSize) return false;
+    end = std::max<std::size_t>(end, entry.address + entry.size);
+    if (file != write.file && contents[file]) needed += RoundedUp(entry.size);
+  }
+  return RoundedUp(end) + needed <= ChipSize;
+}
+
+std::optional<Expectation> StoreModel::Expect(Command const& command) const {
+  if (command.Is("/W")) return ExpectWrite(command);
+  Expectation expected{.memory = memory};
+  const auto put = [&](std::size_t start, Bytes const& bytes) {
+    std::copy(bytes.begin(), bytes.end(), expected.memory.begin() + static_cast<long>(start));
+  };
+  const auto number = static_cast<unsigned int>(std::strtoul(command.value.c_str(), nullptr, 10));
+  if (command.Is("/R")) {
+    expected.host = contents[command.file];
+    expected.exit = expected.host ? 0 : Failed;
+  } else if (command.Is("/V")) {
+    expected.exit = contents[command.file] == command.host ? 0 : Failed;
+  } else if (command.Is("/VA")) {
+    expected.exit = memory == command.host ? 0 : Failed;
+  } else if (command.Is("/RA")) {
+    expected.host = memory;
+  } else if (command.Is("/RBI")) {
+    expected.host = InformationText(memory);
+  } else if (command.Is("/BS")) {
+    put(1, {static_cast<unsigned char>(number), static_cast<unsigned char>(number >> 8)});
+  } else if (command.Is("/DS")) {
+    put(3, {static_cast<unsigned char>(number == 1 ? 0xA5 : 0)});
+  } else {  // /E, /WA
+    if (command.host.size() > ChipSize) return Expectation{.exit = Failed, .memory = memory};
+    expected.memory.assign(ChipSize, 0xFF);
+    put(0, command.host);
+  }
+  return expected;
+}

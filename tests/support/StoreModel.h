@@ -1,0 +1,73 @@
+// What a command makes of an EEPROM, as far as the rules leave no choice. Shares no code with the product.
+//
+// Addresses and lengths are in bytes; files are numbered from 0. All functions are pure.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+using Bytes = std::vector<unsigned char>;
+
+constexpr std::size_t ChipSize = 32768;
+constexpr unsigned int Files = 3;
+
+struct Command {
+  std::string word;
+  unsigned int file = 0;
+  Bytes host = {};         // content of the host file, for the commands that read one
+  std::string value = {};  // of /BS and /DS
+
+  [[nodiscard]] bool Is(char const* other) const { return word == other; }
+  [[nodiscard]] bool NamesFile() const { return Is("/R") || Is("/W") || Is("/V"); }
+  [[nodiscard]] bool MakesHostFile() const { return Is("/R") || Is("/RA") || Is("/RBI"); }
+  [[nodiscard]] bool Writes() const { return Is("/W") || Is("/WA") || Is("/E") || Is("/BS") || Is("/DS"); }
+  [[nodiscard]] std::string Name() const;  // for messages
+};
+
+struct Entry {
+  unsigned int address = 0xFFFF;
+  unsigned int size = 0xFFFF;
+
+  [[nodiscard]] bool HasPlace() const { return address >= 4 && address != 0xFFFF; }
+  // The power went before the last byte was written: no image is that long.
+  [[nodiscard]] bool IsTorn() const { return HasPlace() && size >= 0xFF00; }
+  [[nodiscard]] bool Overlaps(Entry const& other) const;  // in the chip, whose addresses wrap
+  bool operator==(Entry const&) const = default;
+};
+
+struct Expectation {
+  int exit = 0;
+  std::optional<Bytes> host = {};  // the host file that the command makes
+  Bytes memory = {};               // of the chip afterwards
+};
+
+class StoreModel {
+ public:
+  // How the run begins: as it should; without having recognised an unlisted peripheral configuration file, or
+  // without having listed it in the chip; or with a table that could not be read and counts as empty.
+  enum class Start { Normal, NotRecognised, NotListed, NoTable };
+
+  explicit StoreModel(Bytes chipMemory, Start start = Start::Normal);
+
+  // No value where a write in the usual place does not fit or would overwrite another readable file.
+  [[nodiscard]] std::optional<Expectation> Expect(Command const& command) const;
+
+  // Whether a write has so much room that it may not be refused: behind all images that have a place there is
+  // enough for the new image and all readable ones.
+  [[nodiscard]] bool HasAmpleRoom(Command const& write) const;
+
+  static Bytes Image(Bytes const& data);  // checksum and data
+
+  Bytes memory;  // after start-up, which may have listed the peripheral configuration file
+  std::array<Entry, Files> table;
+  std::array<std::optional<Bytes>, Files> contents;  // no value for a file that is absent or damaged
+
+ private:
+  using Table = std::array<Entry, Files>;
+
+  [[nodiscard]] std::optional<Bytes> Content(Entry const& entry) const;
+  [[nodiscard]] std::optional<Expectation> ExpectWrite(Command const& command) const;
+  void PutTable(Bytes& bytes, Table const& newTable) const;
+};

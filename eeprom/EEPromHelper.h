@@ -2,14 +2,13 @@
 //
 //   0x0000   1  board byte 0, set by nothing but an erase or a restored image
 //   0x0001   2  baseboard revision
-//   0x0003   1  developer-board flag: 0xA5 set, 0x00 cleared
+//   0x0003   1  developer-board flag
 //   0x0004  12  file-allocation table: of each of the three files the address and the size of its image
 //   0x0010  48  unassigned
 //   0x0040      images of the stored files, each at a multiple of 64
 //
-// An image is the checksum of the data, low byte first, and then the data.
-//
-// The functions are pure; any thread.
+// FileAllocationTable and StoredImage encode and decode the table and the images. The functions are pure; any
+// thread.
 #pragma once
 
 #include <vector>
@@ -18,6 +17,8 @@
 struct FileAllocationTableEntry {
   unsigned short Address;  // NOLINT(readability-identifier-naming): the field names of the layout
   unsigned short Size;     // NOLINT(readability-identifier-naming)
+
+  bool operator==(FileAllocationTableEntry const&) const = default;
 };
 
 namespace EEPromHelper {
@@ -26,6 +27,8 @@ namespace EEPromHelper {
 enum class EEPromLocation : unsigned int { GoldcrestBaseboard = 0, BaseboardDefault = 1 };
 
 inline constexpr unsigned short DeveloperByteSetAddress = 3;
+inline constexpr unsigned char DeveloperBoardEnabled = 0xA5;
+inline constexpr unsigned char DeveloperBoardDisabled = 0x00;
 inline constexpr unsigned short BoardTypeSetAddress = 1;
 // Room kept for the peripheral configuration file while the table does not say how long it is.
 inline constexpr unsigned short FileInEEPromReservedBytes = 0x4000;
@@ -45,11 +48,11 @@ void ParseFileMetaData(std::vector<unsigned char> const& buffer, unsigned short&
 // Encodes an entry into exactly 4 bytes.
 std::vector<unsigned char> ConstructFileMetaDataBuffer(unsigned short address, unsigned short const& size);
 
-// An entry has a place when its address is valid, and describes a readable file when its size is valid too.
+// Return whether an entry may have this address or size: 4 to 0xFFFE, and 1 to 0xFFFE.
 bool IsAddressValid(unsigned short address);
 bool IsSizeValid(unsigned short size);
 
-// Whether `address` is one of the four board bytes.
+// Returns whether `address` is one of the four board bytes.
 bool ValidByteSetAddress(unsigned short address);
 
 }  // namespace EEPromHelper

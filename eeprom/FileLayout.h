@@ -10,19 +10,7 @@
 #include <functional>
 #include <optional>
 
-#include "eeprom/EEPromHandler.h"
-#include "eeprom/EEPromHelper.h"
-
-using FileAllocationTable = std::array<FileAllocationTableEntry, 3>;
-
-// Whether the power went while the entry was written over its erased state: its last byte is still 0xFF, and
-// no image is 0xFF00 bytes long.
-[[nodiscard]] bool IsHalfWritten(FileAllocationTableEntry const& entry);
-
-// Where `file` is, or would be, stored by the table alone: at its own address, else at the end of the file
-// with the highest address rounded up to a multiple of 64, modulo 65536, else at the start of the file area.
-[[nodiscard]] unsigned short StartAddress(FileAllocationTable const& table,
-                                          EEPromHandler::FilesInEEProm file);
+#include "eeprom/FileAllocationTable.h"
 
 class FileLayout {
  public:
@@ -38,7 +26,7 @@ class FileLayout {
   void Place(File file, unsigned long start, unsigned long length);
 
   // Returns where an image of `length` bytes goes for a lifted file: to StartAddress, and where it does not
-  // fit there, to the StartAddress of the table without its half-written entries. If it would overwrite an
+  // fit there, to the StartAddress of the table without its torn entries. If it would overwrite an
   // image there, it goes after the image that ends highest. No value when it does not fit.
   [[nodiscard]] std::optional<unsigned short> StartFor(File file, unsigned long length) const;
 

@@ -6,8 +6,6 @@ namespace {
 
 using File = EEPromHandler::FilesInEEProm;
 
-constexpr std::array AllFiles = {File::PeripheralConfig, File::UpgradeFile, File::BoardConfig};
-
 // One way to place the new image, and what came of it.
 struct Attempt {
   std::optional<PlacementPlan> plan;
@@ -25,30 +23,28 @@ class Planner {
         isReadable(readablePredicate) {}
 
   std::optional<PlacementPlan> Plan() const {
-    FileAllocationTableEntry const& entry = Entry(file);
-    if (!EEPromHelper::IsAddressValid(entry.Address)) return Anew();
+    FileAllocationTableEntry const& entry = table[file];
+    if (!table.HasPlace(file)) return Anew();
     Attempt attempt = entry.Size == length ? InPlace({}, false) : InPlace(FilesAfter(), true);
     if (!attempt.plan && entry.Size != length) attempt = InPlace(FilesAfterOrAbove(), true);
-    const bool hasNoPlace = attempt.imageInTheWay || (!attempt.plan && IsHalfWritten(entry));
+    const bool hasNoPlace = attempt.imageInTheWay || (!attempt.plan && table.IsTorn(file));
     return hasNoPlace ? Anew() : attempt.plan;
   }
 
  private:
-  FileAllocationTableEntry const& Entry(File which) const { return table[static_cast<std::size_t>(which)]; }
-
   std::vector<File> FilesAfter() const {
     return ReadableFilesThat([this](File other) { return other > file; });
   }
 
   std::vector<File> FilesAfterOrAbove() const {
     return ReadableFilesThat(
-        [this](File other) { return other > file || Entry(other).Address > Entry(file).Address; });
+        [this](File other) { return other > file || table[other].Address > table[file].Address; });
   }
 
   template <typename Condition>
   std::vector<File> ReadableFilesThat(Condition const& condition) const {
     std::vector<File> files;
-    for (const File other : AllFiles) {
+    for (const File other : FileAllocationTable::Files) {
       if (other != file && condition(other) && isReadable(other)) files.push_back(other);
     }
     return files;
@@ -58,7 +54,7 @@ class Planner {
   Attempt InPlace(std::vector<File> moving, bool writesTable) const {
     FileLayout layout(table, deviceSize, isReadable);
     for (const File other : moving) layout.Lift(other);
-    const unsigned short start = Entry(file).Address;
+    const unsigned short start = table[file].Address;
     if (layout.RunsIntoAnother(file, start, length)) return {.plan = std::nullopt, .imageInTheWay = true};
     if (!layout.Fits(start, length)) return {};
     layout.Place(file, start, length);
@@ -80,13 +76,13 @@ class Planner {
   // Whether the moving files find room behind the new image, and the table may be written.
   bool RestFits(FileLayout layout, std::vector<File> const& moving, bool writesTable) const {
     for (const File other : moving) {
-      const unsigned short size = Entry(other).Size;
+      const unsigned short size = table[other].Size;
       const auto start = layout.StartFor(other, size);
       if (!start) return false;
       layout.Place(other, *start, size);
     }
     return !writesTable || !layout.RunsIntoAnother(file, EEPromHelper::FileAllocationTableEntryOffset,
-                                                   table.size() * EEPromHelper::FileAllocationTableEntrySize);
+                                                   FileAllocationTable::EncodedSize);
   }
 
   FileAllocationTable const& table;

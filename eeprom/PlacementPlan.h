@@ -4,7 +4,7 @@
 // changes its size keeps its address, and the readable files numbered after it move behind it in the order of
 // their numbers, each to a multiple of 64. Only where that does not fit, or would run into a readable file,
 // the readable files with a lower number that lie above it move too; and where even then a readable file is
-// in the way, or the entry is half-written and does not fit, the new image goes behind the others as if the
+// in the way, or the entry is torn and does not fit, the new image goes behind the others as if the
 // file had no place.
 //
 // No plan overwrites an image that stays, nor, in writing the table, one that a foreign table laid over it.

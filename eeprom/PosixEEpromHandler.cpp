@@ -8,21 +8,16 @@
 
 #include "eeprom/EepromFinder.h"
 #include "eeprom/HostFile.h"
-#include "eeprom/ImageChecksum.h"
 
 namespace {
 
 using File = EEPromHandler::FilesInEEProm;
 using Bytes = std::vector<unsigned char>;
 
-constexpr unsigned short FileAllocationTableSize = 3 * EEPromHelper::FileAllocationTableEntrySize;
-constexpr std::size_t ChecksumBytes = 2;
-constexpr std::size_t SmallestImage = ChecksumBytes + 1;
+constexpr unsigned short FileAllocationTableSize = FileAllocationTable::EncodedSize;
 constexpr unsigned char ErasedByte = 0xFF;
 
 constexpr char ApiCommandEnableDeveloperBit[] = "1";
-constexpr unsigned char DeveloperBoardEnabled = 0xA5;
-constexpr unsigned char DeveloperBoardDisabled = 0x00;
 
 constexpr std::size_t InformationBytes = 64;
 constexpr std::size_t InformationLine = 16;
@@ -30,31 +25,6 @@ constexpr std::size_t InformationGroup = 4;
 
 unsigned short SlaveAddress(EEPromHelper::EEPromLocation location) {
   return location == EEPromHelper::EEPromLocation::GoldcrestBaseboard ? 0x52 : 0x56;
-}
-
-std::size_t Index(File file) {
-  return static_cast<std::size_t>(file);
-}
-
-Bytes BuildImage(Bytes const& data) {
-  const unsigned short checksum = ImageChecksum(data);
-  Bytes image;
-  image.reserve(ChecksumBytes + data.size());
-  image.push_back(static_cast<unsigned char>(checksum & EEPromHelper::MaskMSB));
-  image.push_back(static_cast<unsigned char>((checksum & EEPromHelper::MaskLSB) >> 8));
-  image.insert(image.end(), data.begin(), data.end());
-  return image;
-}
-
-bool HasCorrectChecksum(Bytes const& image) {
-  if (image.size() < SmallestImage) return false;
-  const unsigned int stored = image[0] + 256U * image[1];
-  return ImageChecksum(std::span(image).subspan(ChecksumBytes)) == stored;
-}
-
-bool HoldsData(Bytes const& image, Bytes const& data) {
-  return image.size() == ChecksumBytes + data.size() &&
-         std::equal(data.begin(), data.end(), image.begin() + ChecksumBytes);
 }
 
 bool IsWordOfBoardBytes(unsigned short address) {
@@ -94,25 +64,16 @@ bool PosixEEpromHandler::IsEEPromAccessible() const {
 // --- the table ---
 
 bool PosixEEpromHandler::ReadFileAllocationTable() {
-  Bytes bytes(FileAllocationTableSize);
+  std::array<unsigned char, FileAllocationTableSize> bytes{};
   const int count =
       device->Read(EEPromHelper::FileAllocationTableEntryOffset, bytes.data(), FileAllocationTableSize);
   if (count != FileAllocationTableSize) return false;
-  auto from = bytes.begin();
-  for (FileAllocationTableEntry& entry : table) {
-    const auto to = from + EEPromHelper::FileAllocationTableEntrySize;
-    EEPromHelper::ParseFileMetaData(Bytes(from, to), entry.Address, entry.Size);
-    from = to;
-  }
+  table = FileAllocationTable::Decode(bytes);
   return true;
 }
 
 bool PosixEEpromHandler::WriteFileAllocationTable() {
-  Bytes bytes;
-  for (FileAllocationTableEntry const& entry : table) {
-    const Bytes encoded = EEPromHelper::ConstructFileMetaDataBuffer(entry.Address, entry.Size);
-    bytes.insert(bytes.end(), encoded.begin(), encoded.end());
-  }
+  const auto bytes = table.Encode();
   const int count =
       device->Write(EEPromHelper::FileAllocationTableEntryOffset, bytes.data(), FileAllocationTableSize);
   ReadFileAllocationTable();
@@ -120,10 +81,10 @@ bool PosixEEpromHandler::WriteFileAllocationTable() {
 }
 
 void PosixEEpromHandler::MakeFirstFileAsPeripheralConfig() {
-  FileAllocationTableEntry& entry = table[Index(File::PeripheralConfig)];
-  const bool isUsable = EEPromHelper::IsAddressValid(entry.Address) && EEPromHelper::IsSizeValid(entry.Size);
+  FileAllocationTableEntry& entry = table[File::PeripheralConfig];
+  const bool isUsable = table.DescribesFile(File::PeripheralConfig);
   const bool isRestOfListing =
-      entry.Address == EEPromHelper::FilesInEEPromStartOffset && IsHalfWritten(entry);
+      entry.Address == EEPromHelper::FilesInEEPromStartOffset && table.IsTorn(File::PeripheralConfig);
   if (isUsable && !isRestOfListing) return;
   entry = {EEPromHelper::FilesInEEPromStartOffset, EEPromHelper::FileInEEPromReservedBytes};
   const Bytes image = ReadCurrentFile(File::PeripheralConfig);
@@ -135,64 +96,64 @@ void PosixEEpromHandler::MakeFirstFileAsPeripheralConfig() {
 }
 
 unsigned short PosixEEpromHandler::GetFileStartAddress(FilesInEEProm file) const {
-  return StartAddress(table, file);
+  return table.StartAddress(file);
 }
 
 // --- one stored file ---
 
 // No value when the device delivered the image short, empty when there is no usable file.
-std::optional<Bytes> PosixEEpromHandler::ReadImage(FilesInEEProm file) const {
-  if (Index(file) >= table.size()) return Bytes();
-  const auto& [address, size] = table[Index(file)];
-  if (!EEPromHelper::IsAddressValid(address) || !EEPromHelper::IsSizeValid(size)) return Bytes();
-  Bytes image(size);
-  if (device->Read(address, image.data(), size) != size) return std::nullopt;
-  return HasCorrectChecksum(image) ? image : Bytes();
+std::optional<StoredImage> PosixEEpromHandler::ReadImage(FilesInEEProm file) const {
+  if (!table.DescribesFile(file)) return StoredImage();
+  const auto& [address, size] = table[file];
+  Bytes bytes(size);
+  if (device->Read(address, bytes.data(), size) != size) return std::nullopt;
+  StoredImage image(std::move(bytes));
+  return image.IsIntact() ? image : StoredImage();
 }
 
 // Before bytes may be written over it, a file is not taken for damaged on the word of one read: a transfer
 // that fails when the chip's counter has moved is repeated by the bus, and brings what lies behind the lost
 // bytes.
-std::optional<Bytes> PosixEEpromHandler::ReadImageTwiceIfDamaged(FilesInEEProm file) const {
-  std::optional<Bytes> image = ReadImage(file);
-  if (image && image->empty()) image = ReadImage(file);
+std::optional<StoredImage> PosixEEpromHandler::ReadImageTwiceIfDamaged(FilesInEEProm file) const {
+  std::optional<StoredImage> image = ReadImage(file);
+  if (image && !image->IsIntact()) image = ReadImage(file);
   return image;
 }
 
 std::vector<unsigned char> PosixEEpromHandler::ReadCurrentFile(FilesInEEProm file) const {
-  return ReadImage(file).value_or(Bytes());
+  return ReadImage(file).value_or(StoredImage()).Bytes();
 }
 
-bool PosixEEpromHandler::WriteImage(unsigned short address, std::vector<unsigned char> const& image) {
-  const int length = static_cast<int>(image.size());
-  return device->Write(address, image.data(), length) == length;
+bool PosixEEpromHandler::WriteBytes(unsigned short address, std::vector<unsigned char> const& bytes) {
+  const int length = static_cast<int>(bytes.size());
+  return device->Write(address, bytes.data(), length) == length;
 }
 
 bool PosixEEpromHandler::Write(FilesInEEProm file, std::vector<unsigned char> const& data) {
-  if (Index(file) >= table.size()) return false;
-  const Bytes image = BuildImage(data);
+  if (!FileAllocationTable::HasEntry(file)) return false;
+  const Bytes image = StoredImage::Of(data).Bytes();
 
-  std::map<File, Bytes> kept;
+  std::map<File, StoredImage> kept;
   bool allDelivered = true;
   const auto isReadable = [&](File other) {
     const auto [found, isNew] = kept.try_emplace(other);
     if (isNew) {
-      std::optional<Bytes> otherImage = ReadImageTwiceIfDamaged(other);
+      std::optional<StoredImage> otherImage = ReadImageTwiceIfDamaged(other);
       allDelivered = allDelivered && otherImage.has_value();
-      found->second = std::move(otherImage).value_or(Bytes());
+      found->second = std::move(otherImage).value_or(StoredImage());
     }
-    return !found->second.empty();
+    return found->second.IsIntact();
   };
   std::optional<PlacementPlan> plan =
       PlanPlacement(table, device->GetSizeInBytes(), file, image.size(), isReadable);
   if (!plan || !allDelivered) return false;
 
-  if (!WriteImage(plan->start, image)) return false;
+  if (!WriteBytes(plan->start, image)) return false;
   if (!plan->writesTable) return true;
   for (const File other : plan->moving) {
-    Bytes const& moved = kept.at(other);
+    Bytes const& moved = kept.at(other).Bytes();
     const auto start = plan->layout.StartFor(other, moved.size());
-    if (start && WriteImage(*start, moved)) plan->layout.Place(other, *start, moved.size());
+    if (start && WriteBytes(*start, moved)) plan->layout.Place(other, *start, moved.size());
   }
   table = plan->layout.Table();
   return WriteFileAllocationTable();
@@ -204,17 +165,16 @@ bool PosixEEpromHandler::Write(FilesInEEProm file, std::string const& path) {
 }
 
 bool PosixEEpromHandler::Read(FilesInEEProm file, std::string const& path) {
-  const Bytes image = ReadCurrentFile(file);
-  if (image.empty()) return false;
-  return HostFile::Write(path, image.data() + ChecksumBytes, image.size() - ChecksumBytes);
+  const StoredImage image(ReadCurrentFile(file));
+  return image.IsIntact() && HostFile::Write(path, image.Data().data(), image.Data().size());
 }
 
 bool PosixEEpromHandler::Verify(FilesInEEProm file, std::string const& path) {
-  constexpr unsigned long LongestFile = EEPromHelper::FreshEEPromValue - 1 - ChecksumBytes;
+  constexpr unsigned long LongestFile = EEPromHelper::FreshEEPromValue - 1 - StoredImage::ChecksumSize;
   const auto expected = HostFile::Read(path, LongestFile, HostFile::Kind::Any);
   if (!expected) return false;
-  const Bytes image = ReadCurrentFile(file);
-  return !image.empty() && HoldsData(image, *expected);
+  const StoredImage image(ReadCurrentFile(file));
+  return image.IsIntact() && std::ranges::equal(image.Data(), *expected);
 }
 
 // --- the whole device ---
@@ -236,7 +196,7 @@ bool PosixEEpromHandler::WriteAll(std::string const& path) {
   auto image = HostFile::Read(path, size, HostFile::Kind::Measurable);
   if (!image) return false;
   image->resize(size, ErasedByte);
-  return WriteImage(EEPromHelper::EEPromStartAddressOffset, *image);
+  return WriteBytes(EEPromHelper::EEPromStartAddressOffset, *image);
 }
 
 bool PosixEEpromHandler::VerifyAll(std::string const& path) {
@@ -289,8 +249,8 @@ bool PosixEEpromHandler::BaseboardIdSet(unsigned short address, std::string cons
 }
 
 bool PosixEEpromHandler::DeveloperBoardSet(unsigned short address, std::string const& text) {
-  return ByteSet(address,
-                 text == ApiCommandEnableDeveloperBit ? DeveloperBoardEnabled : DeveloperBoardDisabled);
+  return ByteSet(address, text == ApiCommandEnableDeveloperBit ? EEPromHelper::DeveloperBoardEnabled
+                                                               : EEPromHelper::DeveloperBoardDisabled);
 }
 
 bool PosixEEpromHandler::ReadBoardInformation(std::string const& path) {

@@ -15,8 +15,9 @@
 #include "eeprom/EEPromHandler.h"
 #include "eeprom/EEPromHelper.h"
 #include "eeprom/Eeprom.h"
-#include "eeprom/FileLayout.h"
+#include "eeprom/FileAllocationTable.h"
 #include "eeprom/PlacementPlan.h"
+#include "eeprom/StoredImage.h"
 
 class PosixEEpromHandler : public EEPromHandler {
  public:
@@ -71,9 +72,9 @@ class PosixEEpromHandler : public EEPromHandler {
   void MakeFirstFileAsPeripheralConfig();
 
  private:
-  [[nodiscard]] std::optional<std::vector<unsigned char>> ReadImage(FilesInEEProm file) const;
-  [[nodiscard]] std::optional<std::vector<unsigned char>> ReadImageTwiceIfDamaged(FilesInEEProm file) const;
-  bool WriteImage(unsigned short address, std::vector<unsigned char> const& image);
+  [[nodiscard]] std::optional<StoredImage> ReadImage(FilesInEEProm file) const;
+  [[nodiscard]] std::optional<StoredImage> ReadImageTwiceIfDamaged(FilesInEEProm file) const;
+  bool WriteBytes(unsigned short address, std::vector<unsigned char> const& bytes);
   [[nodiscard]] std::optional<std::vector<unsigned char>> ReadDevice() const;
 
   FileAllocationTable table;

@@ -1,6 +1,7 @@
 #include "eeprom/Eeprom.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "i2c/DeviceLock.h"
@@ -10,27 +11,77 @@
 namespace {
 
 constexpr unsigned int WriteCycle = 5;  // ms
-constexpr unsigned char ErasedByte = 0xFF;
+constexpr unsigned int LargestTransfer = 16;
+constexpr unsigned int LargestAddress = 2;
+
+using WireAddress = std::array<unsigned char, LargestAddress>;
+
+// The address bytes end at the end of the array.
+WireAddress HighByteFirst(unsigned int address) {
+  return {static_cast<unsigned char>(address >> 8), static_cast<unsigned char>(address)};
+}
+
+void PauseForWriteCycle() {
+  EventFactory::GetUniqueSimpleEvent(true)->Wait(WriteCycle);
+}
+
+// Returns how many bytes of the message the chip acknowledged in the last attempt.
+long Send(I2CDevice& device, ByteBuffer const& message, unsigned int attempts) {
+  const auto length = static_cast<long>(message.GetWritePosition());
+  long result = 0;
+  for (unsigned int attempt = 0; attempt < attempts && result < length; ++attempt) {
+    result = device.Write(message.GetBuffer(), length);
+  }
+  return result;
+}
 
 }  // namespace
 
 Eeprom::Eeprom(std::shared_ptr<I2CDevice> sharedDevice) : device(std::move(sharedDevice)) {}
 
-int Eeprom::ReadInTransfers(unsigned short address, unsigned char* buffer, int length, int largest,
-                            ReadTransfer const& transfer) {
+int Eeprom::ReadInTransfers(Protocol const& protocol, unsigned short address, unsigned char* buffer,
+                            int length) {
   if (length <= 0) return 0;
   const DeviceLock lock(*device);
   int count = 0;
   bool spareAttempt = true;
   while (true) {
-    const int size = std::min(largest, length - count);
+    const int size = std::min(protocol.largestRead, length - count);
     const unsigned int runningAddress = address + static_cast<unsigned int>(count);
-    const int result = static_cast<int>(transfer(runningAddress, count > 0, buffer + count, size));
-    count += std::max(result, 0);
+    const WireAddress wireAddress = HighByteFirst(runningAddress);
+    const auto target = DeviceFor(protocol, runningAddress);
+    // The bytes of a failed transfer do not reach the caller.
+    std::array<unsigned char, LargestTransfer> bytes{};
+    const long result =
+        count > 0 ? target->Read(bytes.data(), size)
+                  : target->WriteThenRead(wireAddress.end() - protocol.addressSize, protocol.addressSize,
+                                          bytes.data(), static_cast<unsigned long>(size));
+    std::copy_n(bytes.begin(), std::max(result, 0L), buffer + count);
+    count += static_cast<int>(std::max(result, 0L));
     if (count == length) return count;
     if (result < size && !spareAttempt) return count;
     spareAttempt = false;
   }
+}
+
+int Eeprom::WriteInPages(Protocol const& protocol, unsigned short address, unsigned char const* data,
+                         int length) {
+  if (length <= 0) return 0;
+  ByteBuffer message(protocol.addressSize + protocol.pageSize);
+  const DeviceLock lock(*device);
+  const auto end = address + static_cast<unsigned int>(length);
+  long written = 0;
+  for (unsigned int from = address, piece = 0; from < end; from += piece) {
+    piece = std::min(protocol.pageSize - from % protocol.pageSize, end - from);
+    message.Reset();
+    message.Write(HighByteFirst(from).end() - protocol.addressSize, protocol.addressSize);
+    message.Write(data + (from - address), piece);
+    const long result = Send(*DeviceFor(protocol, from), message, protocol.writeAttempts);
+    if (result <= static_cast<long>(protocol.addressSize)) continue;
+    PauseForWriteCycle();
+    written += result - static_cast<long>(protocol.addressSize);
+  }
+  return static_cast<int>(written);
 }
 
 bool Eeprom::WriteErased(unsigned short address, int length) {
@@ -40,6 +91,11 @@ bool Eeprom::WriteErased(unsigned short address, int length) {
   return Write(address, erased.GetBuffer(), length) != 0;
 }
 
-void Eeprom::PauseForWriteCycle() {
-  EventFactory::GetUniqueSimpleEvent(true)->Wait(WriteCycle);
+std::shared_ptr<I2CDevice> Eeprom::DeviceFor(Protocol const& protocol, unsigned int address) const {
+  const unsigned int own = device->GetAddress();
+  const unsigned int above = address >> 8 * protocol.addressSize;
+  const unsigned int selected = (own & ~protocol.slaveMask) | ((own + above) & protocol.slaveMask);
+  if (selected == own) return device;
+  // NOLINTNEXTLINE(modernize-make-shared): a handle can be neither copied nor moved.
+  return std::shared_ptr<I2CDevice>(new I2CDevice(device->Sibling(static_cast<unsigned short>(selected))));
 }

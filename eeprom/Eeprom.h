@@ -1,10 +1,9 @@
-// A byte-addressed memory chip of fixed size behind one I2C device handle.
+// A byte-addressed memory chip of fixed size at one I2C device handle.
 //
-// Addresses and lengths are in bytes. Shares its I2CDevice. One thread at a time. No operation throws or
-// reports more of a failed transfer than its result says; the object stays usable after any failure.
+// Addresses and lengths are in bytes. Shares its I2CDevice. One thread at a time. A failed transfer shows in
+// the result of an operation and nowhere else; the object stays usable after any failure.
 #pragma once
 
-#include <functional>
 #include <memory>
 
 #include "i2c/I2CDevice.h"
@@ -13,6 +12,8 @@ class Eeprom {
  public:
   // The chip, and with it the driver.
   enum class EepromType : unsigned int { Cat24c16 = 0, Cat24c256 = 1 };
+
+  static constexpr unsigned char ErasedByte = 0xFF;
 
   explicit Eeprom(std::shared_ptr<I2CDevice> sharedDevice);
   virtual ~Eeprom() = default;
@@ -27,7 +28,7 @@ class Eeprom {
   // count does not tell which bytes are missing. On return the chip has finished its write cycle.
   virtual int Write(unsigned short address, unsigned char const* data, int length) = 0;
 
-  // Write 0xFF. True when any byte was written: an erase with a refused piece counts as done.
+  // Write ErasedByte. True when any byte was written: an erase with a refused piece counts as done.
   virtual bool Erase(unsigned short address, unsigned short length) = 0;
   virtual bool EraseAll() = 0;
 
@@ -35,21 +36,29 @@ class Eeprom {
   [[nodiscard]] virtual unsigned long GetSizeInBytes() const = 0;
 
  protected:
-  // One transfer of `size` bytes into `destination`: addressed to `address`, or, when `continued`, from where
-  // the chip's own address counter stands. Returns the bytes read.
-  using ReadTransfer =
-      std::function<long(unsigned int address, bool continued, unsigned char* destination, int size)>;
+  // How a chip is spoken to.
+  struct Protocol {
+    unsigned int pageSize;       // no write message crosses the end of a page
+    unsigned int addressSize;    // address bytes in a message, 1 or 2, the high byte first
+    unsigned int slaveMask;      // slave address bits that hold the memory address bits above those
+    int largestRead;             // bytes in one transfer, at most 16
+    unsigned int writeAttempts;  // of one message
+  };
 
-  // Reads in transfers of at most `largest` bytes. The first one may fall short once: it is repeated with its
-  // address, or carried on if it brought something. Any later one that falls short ends the read.
-  int ReadInTransfers(unsigned short address, unsigned char* buffer, int length, int largest,
-                      ReadTransfer const& transfer);
+  // Reads in transfers: the first one is addressed, the chip's own address counter carries on the others, so
+  // nobody else may use the chip in between. The first one may fall short once: it is repeated, or carried on
+  // if it delivered bytes. Any later one that falls short ends the read.
+  int ReadInTransfers(Protocol const& protocol, unsigned short address, unsigned char* buffer, int length);
+
+  // Writes page by page and waits for the end of each write cycle: t_WR is 5 ms at most for both chips (data
+  // sheets).
+  int WriteInPages(Protocol const& protocol, unsigned short address, unsigned char const* data, int length);
 
   // Erases through the virtual Write.
   bool WriteErased(unsigned short address, int length);
 
-  // Waits until the chip's write cycle is over: t_WR is 5 ms at most for both chips (data sheets).
-  static void PauseForWriteCycle();
-
   std::shared_ptr<I2CDevice> device;
+
+ private:
+  [[nodiscard]] std::shared_ptr<I2CDevice> DeviceFor(Protocol const& protocol, unsigned int address) const;
 };

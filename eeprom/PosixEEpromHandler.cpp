@@ -15,7 +15,6 @@ using File = EEPromHandler::FilesInEEProm;
 using Bytes = std::vector<unsigned char>;
 
 constexpr unsigned short FileAllocationTableSize = FileAllocationTable::EncodedSize;
-constexpr unsigned char ErasedByte = 0xFF;
 
 constexpr char ApiCommandEnableDeveloperBit[] = "1";
 
@@ -88,7 +87,7 @@ void PosixEEpromHandler::MakeFirstFileAsPeripheralConfig() {
   if (isUsable && !isRestOfListing) return;
   entry = {EEPromHelper::FilesInEEPromStartOffset, EEPromHelper::FileInEEPromReservedBytes};
   const Bytes image = ReadCurrentFile(File::PeripheralConfig);
-  const auto end = std::find(image.begin(), image.end(), ErasedByte);
+  const auto end = std::find(image.begin(), image.end(), Eeprom::ErasedByte);
   if (end == image.begin() || end == image.end()) return;
   entry.Size = static_cast<unsigned short>(end - image.begin());
   const FileAllocationTableEntry listed = entry;
@@ -195,7 +194,7 @@ bool PosixEEpromHandler::WriteAll(std::string const& path) {
   const unsigned long size = device->GetSizeInBytes();
   auto image = HostFile::Read(path, size, HostFile::Kind::Measurable);
   if (!image) return false;
-  image->resize(size, ErasedByte);
+  image->resize(size, Eeprom::ErasedByte);
   return WriteBytes(EEPromHelper::EEPromStartAddressOffset, *image);
 }
 

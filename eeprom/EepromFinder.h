@@ -1,4 +1,4 @@
-// Builds the driver of a chip and sees whether the chip answers. Keeps nothing between calls.
+// Builds the driver of a chip and probes the chip. Keeps nothing between calls.
 #pragma once
 
 #include <memory>
@@ -10,8 +10,8 @@ class EepromFinder {
  public:
   EepromFinder() = delete;
 
-  // The driver for `type` at the 7-bit slave address `address`; it holds a share of the bus. Empty without a
-  // bus, for an unknown type, and when a one-byte read of address 0 brings nothing.
+  // Returns the driver for `type` at the 7-bit slave address `address`; it holds a share of the bus. Empty
+  // without a bus, for an unknown type, and when a one-byte read of address 0 fails.
   static std::unique_ptr<Eeprom> FindEeprom(std::shared_ptr<I2CBus> bus, unsigned short address,
                                             Eeprom::EepromType type);
 };

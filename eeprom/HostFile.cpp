@@ -9,7 +9,7 @@ namespace {
 
 using Content = std::optional<std::vector<unsigned char>>;
 
-// The size is not to be believed alone: a directory has one, and it wraps at 4 GiB.
+// The size alone proves nothing: a directory has one, and it wraps at 4 GiB.
 Content ReadMeasured(FileStream& file, long size) {
   std::vector<unsigned char> content = file.Read();
   unsigned char beyond = 0;
@@ -37,12 +37,13 @@ Content Read(std::string const& path, unsigned long limit, Kind kind) {
   return ReadMeasured(file, size);
 }
 
-bool Write(std::string const& path, unsigned char const* data, unsigned long length) {
+bool Write(std::string const& path, std::span<unsigned char const> data) {
   FileStream file(path, FileStream::WRITE | FileStream::TRUNCATE);
   if (!file.Good()) return false;
-  const long written = file.Write(data, static_cast<long>(length));
+  const auto length = static_cast<long>(data.size());
+  const long written = file.Write(data.data(), length);
   file.Close();
-  return written == static_cast<long>(length) && file.Good();
+  return written == length && file.Good();
 }
 
 }  // namespace HostFile

@@ -1,101 +1,105 @@
 #include "eeprom/PlacementPlan.h"
 
-#include <cstddef>
+#include <algorithm>
 
-namespace {
-
-using File = EEPromHandler::FilesInEEProm;
-
-// One way to place the new image, and what came of it.
-struct Attempt {
-  std::optional<PlacementPlan> plan;
-  bool imageInTheWay = false;  // a readable file that does not move lies where the file is
-};
-
-class Planner {
- public:
-  Planner(FileAllocationTable const& currentTable, unsigned long sizeOfDevice, File newFile,
-          unsigned long imageLength, FileLayout::IsReadable const& readablePredicate)
-      : table(currentTable),
-        deviceSize(sizeOfDevice),
-        file(newFile),
-        length(imageLength),
-        isReadable(readablePredicate) {}
-
-  std::optional<PlacementPlan> Plan() const {
-    FileAllocationTableEntry const& entry = table[file];
-    if (!table.HasPlace(file)) return Anew();
-    Attempt attempt = entry.Size == length ? InPlace({}, false) : InPlace(FilesAfter(), true);
-    if (!attempt.plan && entry.Size != length) attempt = InPlace(FilesAfterOrAbove(), true);
-    const bool hasNoPlace = attempt.imageInTheWay || (!attempt.plan && table.IsTorn(file));
-    return hasNoPlace ? Anew() : attempt.plan;
-  }
-
- private:
-  std::vector<File> FilesAfter() const {
-    return ReadableFilesThat([this](File other) { return other > file; });
-  }
-
-  std::vector<File> FilesAfterOrAbove() const {
-    return ReadableFilesThat(
-        [this](File other) { return other > file || table[other].Address > table[file].Address; });
-  }
-
-  template <typename Condition>
-  std::vector<File> ReadableFilesThat(Condition const& condition) const {
-    std::vector<File> files;
-    for (const File other : FileAllocationTable::Files) {
-      if (other != file && condition(other) && isReadable(other)) files.push_back(other);
+std::optional<PlacementPlan> PlacementPlan::Make(FileAllocationTable const& table, File file,
+                                                 unsigned long length, unsigned long deviceSize,
+                                                 StoredFiles& files) {
+  const PlacementPlan start(table, file, deviceSize, files);
+  PlacementPlan plan = start;
+  if (table.HasPlace(file)) {
+    const auto [address, size] = table[file];
+    if (size != length) plan.Relocate([&](File other) { return other > file; });
+    Result result = plan.Try(address, length);
+    if (result != Result::Fits && size != length) {
+      plan = start;
+      plan.Relocate([&](File other) { return other > file || table[other].Address > table[file].Address; });
+      result = plan.Try(address, length);
     }
-    return files;
+    if (result == Result::Fits) return plan;
+    if (result == Result::HasNoRoom && !table.IsTorn(file)) return std::nullopt;
+    plan = start;
   }
+  plan.table[file] = FileAllocationTable::Erased;
+  const auto appended = plan.AppendAddress(file, length);
+  if (!appended || plan.Try(*appended, length) != Result::Fits) return std::nullopt;
+  return plan;
+}
 
-  // At the file's own address, with the files of `moving` behind.
-  Attempt InPlace(std::vector<File> moving, bool writesTable) const {
-    FileLayout layout(table, deviceSize, isReadable);
-    for (const File other : moving) layout.Lift(other);
-    const unsigned short start = table[file].Address;
-    if (layout.RunsIntoAnother(file, start, length)) return {.plan = std::nullopt, .imageInTheWay = true};
-    if (!layout.Fits(start, length)) return {};
-    layout.Place(file, start, length);
-    if (!RestFits(layout, moving, writesTable)) return {};
-    return {.plan = PlacementPlan{start, std::move(moving), writesTable, std::move(layout)}};
+std::optional<unsigned short> PlacementPlan::AppendAddress(File which, unsigned long length) const {
+  unsigned long start = table.StartAddress(which);
+  if (!Fits(start, length)) start = table.WithoutTornEntries().StartAddress(which);
+  if (OverlapsAnother(which, start, length)) start = FileAllocationTable::Align(HighestEnd());
+  if (!Fits(start, length) || OverlapsAnother(which, start, length)) return std::nullopt;
+  return static_cast<unsigned short>(start);
+}
+
+void PlacementPlan::Place(File which, unsigned long start, unsigned long length) {
+  table[which] = {static_cast<unsigned short>(start), static_cast<unsigned short>(length)};
+}
+
+PlacementPlan::PlacementPlan(FileAllocationTable const& currentTable, File newFile,
+                             unsigned long sizeOfDevice, StoredFiles& storedFiles)
+    : before(currentTable),
+      table(currentTable),
+      file(newFile),
+      deviceSize(sizeOfDevice),
+      files(&storedFiles) {}
+
+// Erases the entries of the readable files that meet the condition.
+template <typename Condition>
+void PlacementPlan::Relocate(Condition const& condition) {
+  for (const File other : FileAllocationTable::Files) {
+    if (other == file || !condition(other) || !files->IsReadable(other)) continue;
+    relocated.push_back(other);
+    table[other] = FileAllocationTable::Erased;
   }
+}
 
-  // Behind all others, of which none moves.
-  std::optional<PlacementPlan> Anew() const {
-    FileLayout layout(table, deviceSize, isReadable);
-    layout.Lift(file);
-    const auto start = layout.StartFor(file, length);
-    if (!start) return std::nullopt;
-    layout.Place(file, *start, length);
-    if (!RestFits(layout, {}, true)) return std::nullopt;
-    return PlacementPlan{*start, {}, true, std::move(layout)};
+// Places the new image, and sees whether there is room for the relocated ones and the table may be written.
+PlacementPlan::Result PlacementPlan::Try(unsigned long start, unsigned long length) {
+  if (OverlapsAnother(file, start, length)) return Result::Overlaps;
+  if (!Fits(start, length)) return Result::HasNoRoom;
+  Place(file, start, length);
+  PlacementPlan rest = *this;
+  for (const File other : relocated) {
+    const auto appended = rest.AppendAddress(other, before[other].Size);
+    if (!appended) return Result::HasNoRoom;
+    rest.Place(other, *appended, before[other].Size);
   }
+  const bool writesOverAnImage =
+      table != before &&
+      OverlapsAnother(file, EEPromHelper::FileAllocationTableEntryOffset, FileAllocationTable::EncodedSize);
+  return writesOverAnImage ? Result::HasNoRoom : Result::Fits;
+}
 
-  // Whether the moving files find room behind the new image, and the table may be written.
-  bool RestFits(FileLayout layout, std::vector<File> const& moving, bool writesTable) const {
-    for (const File other : moving) {
-      const unsigned short size = table[other].Size;
-      const auto start = layout.StartFor(other, size);
-      if (!start) return false;
-      layout.Place(other, *start, size);
-    }
-    return !writesTable || !layout.RunsIntoAnother(file, EEPromHelper::FileAllocationTableEntryOffset,
-                                                   FileAllocationTable::EncodedSize);
+// Returns whether an image may lie there at all: inside the file area and the device.
+bool PlacementPlan::Fits(unsigned long start, unsigned long length) const {
+  return start >= EEPromHelper::FilesInEEPromStartOffset && length < EEPromHelper::FreshEEPromValue &&
+         start + length <= deviceSize;
+}
+
+// Returns whether these bytes, as far as they lie in the device, belong to another file that must stay.
+bool PlacementPlan::OverlapsAnother(File which, unsigned long start, unsigned long length) const {
+  if (start >= deviceSize) return false;
+  const unsigned long inside = std::min(length, deviceSize - start);
+  return std::ranges::any_of(FileAllocationTable::Files, [&](File other) {
+    if (other == which || !table.DescribesFile(other)) return false;
+    const auto [address, size] = table[other];
+    return Overlap(start, inside, address, size, deviceSize) && MustStay(other);
+  });
+}
+
+// The new image counts as soon as it is placed: before, it is the one that is asked for.
+bool PlacementPlan::MustStay(File which) const {
+  return which == file || files->IsReadable(which);
+}
+
+unsigned long PlacementPlan::HighestEnd() const {
+  unsigned long end = EEPromHelper::FilesInEEPromStartOffset;
+  for (const File which : FileAllocationTable::Files) {
+    if (!table.DescribesFile(which) || !MustStay(which)) continue;
+    end = std::max(end, 0UL + table[which].Address + table[which].Size);
   }
-
-  FileAllocationTable const& table;
-  unsigned long deviceSize;
-  File file;
-  unsigned long length;
-  FileLayout::IsReadable const& isReadable;
-};
-
-}  // namespace
-
-std::optional<PlacementPlan> PlanPlacement(FileAllocationTable const& table, unsigned long deviceSize,
-                                           File file, unsigned long length,
-                                           FileLayout::IsReadable const& isReadable) {
-  return Planner(table, deviceSize, file, length, isReadable).Plan();
+  return end;
 }

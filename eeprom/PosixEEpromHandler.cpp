@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <map>
 #include <utility>
 
 #include "eeprom/EepromFinder.h"
 #include "eeprom/HostFile.h"
+#include "eeprom/PlacementPlan.h"
+#include "eeprom/StoredFiles.h"
 
 namespace {
 
@@ -50,17 +51,16 @@ std::string InformationText(std::array<unsigned char, InformationBytes> const& b
 }  // namespace
 
 PosixEEpromHandler::PosixEEpromHandler(EEPromHelper::EEPromLocation location, std::shared_ptr<I2CBus> bus)
-    : table(),
-      device(
-          EepromFinder::FindEeprom(std::move(bus), SlaveAddress(location), Eeprom::EepromType::Cat24c256)) {
+    : PosixEEpromHandler(
+          EepromFinder::FindEeprom(std::move(bus), SlaveAddress(location), Eeprom::EepromType::Cat24c256)) {}
+
+PosixEEpromHandler::PosixEEpromHandler(std::unique_ptr<Eeprom> ownDevice) : device(std::move(ownDevice)) {
   if (device && ReadFileAllocationTable()) MakeFirstFileAsPeripheralConfig();
 }
 
 bool PosixEEpromHandler::IsEEPromAccessible() const {
   return device != nullptr;
 }
-
-// --- the table ---
 
 bool PosixEEpromHandler::ReadFileAllocationTable() {
   std::array<unsigned char, FileAllocationTableSize> bytes{};
@@ -98,29 +98,14 @@ unsigned short PosixEEpromHandler::GetFileStartAddress(FilesInEEProm file) const
   return table.StartAddress(file);
 }
 
-// --- one stored file ---
-
-// No value when the device delivered the image short, empty when there is no usable file.
-std::optional<StoredImage> PosixEEpromHandler::ReadImage(FilesInEEProm file) const {
-  if (!table.DescribesFile(file)) return StoredImage();
-  const auto& [address, size] = table[file];
-  Bytes bytes(size);
-  if (device->Read(address, bytes.data(), size) != size) return std::nullopt;
-  StoredImage image(std::move(bytes));
-  return image.IsIntact() ? image : StoredImage();
-}
-
-// Before bytes may be written over it, a file is not taken for damaged on the word of one read: a transfer
-// that fails when the chip's counter has moved is repeated by the bus, and brings what lies behind the lost
-// bytes.
-std::optional<StoredImage> PosixEEpromHandler::ReadImageTwiceIfDamaged(FilesInEEProm file) const {
-  std::optional<StoredImage> image = ReadImage(file);
-  if (image && !image->IsIntact()) image = ReadImage(file);
+std::optional<StoredImage> PosixEEpromHandler::ReadFile(FilesInEEProm file) const {
+  std::optional<StoredImage> image = StoredFiles::Read(*device, table, file);
+  if (image && !image->IsIntact()) image.reset();
   return image;
 }
 
 std::vector<unsigned char> PosixEEpromHandler::ReadCurrentFile(FilesInEEProm file) const {
-  return ReadImage(file).value_or(StoredImage()).Bytes();
+  return ReadFile(file).value_or(StoredImage()).Bytes();
 }
 
 bool PosixEEpromHandler::WriteBytes(unsigned short address, std::vector<unsigned char> const& bytes) {
@@ -131,30 +116,18 @@ bool PosixEEpromHandler::WriteBytes(unsigned short address, std::vector<unsigned
 bool PosixEEpromHandler::Write(FilesInEEProm file, std::vector<unsigned char> const& data) {
   if (!FileAllocationTable::HasEntry(file)) return false;
   const Bytes image = StoredImage::Of(data).Bytes();
+  StoredFiles files(*device, table);
+  auto plan = PlacementPlan::Make(table, file, image.size(), device->GetSizeInBytes(), files);
+  if (!plan || !files.AllDelivered()) return false;
 
-  std::map<File, StoredImage> kept;
-  bool allDelivered = true;
-  const auto isReadable = [&](File other) {
-    const auto [found, isNew] = kept.try_emplace(other);
-    if (isNew) {
-      std::optional<StoredImage> otherImage = ReadImageTwiceIfDamaged(other);
-      allDelivered = allDelivered && otherImage.has_value();
-      found->second = std::move(otherImage).value_or(StoredImage());
-    }
-    return found->second.IsIntact();
-  };
-  std::optional<PlacementPlan> plan =
-      PlanPlacement(table, device->GetSizeInBytes(), file, image.size(), isReadable);
-  if (!plan || !allDelivered) return false;
-
-  if (!WriteBytes(plan->start, image)) return false;
-  if (!plan->writesTable) return true;
-  for (const File other : plan->moving) {
-    Bytes const& moved = kept.at(other).Bytes();
-    const auto start = plan->layout.StartFor(other, moved.size());
-    if (start && WriteBytes(*start, moved)) plan->layout.Place(other, *start, moved.size());
+  if (!WriteBytes(plan->Table()[file].Address, image)) return false;
+  if (plan->Table() == table) return true;
+  for (const File other : plan->Relocated()) {
+    Bytes const& moved = files.Image(other).Bytes();
+    const auto start = plan->AppendAddress(other, moved.size());
+    if (start && WriteBytes(*start, moved)) plan->Place(other, *start, moved.size());
   }
-  table = plan->layout.Table();
+  table = plan->Table();
   return WriteFileAllocationTable();
 }
 
@@ -164,19 +137,17 @@ bool PosixEEpromHandler::Write(FilesInEEProm file, std::string const& path) {
 }
 
 bool PosixEEpromHandler::Read(FilesInEEProm file, std::string const& path) {
-  const StoredImage image(ReadCurrentFile(file));
-  return image.IsIntact() && HostFile::Write(path, image.Data().data(), image.Data().size());
+  const auto image = ReadFile(file);
+  return image && HostFile::Write(path, image->Data());
 }
 
 bool PosixEEpromHandler::Verify(FilesInEEProm file, std::string const& path) {
   constexpr unsigned long LongestFile = EEPromHelper::FreshEEPromValue - 1 - StoredImage::ChecksumSize;
   const auto expected = HostFile::Read(path, LongestFile, HostFile::Kind::Any);
   if (!expected) return false;
-  const StoredImage image(ReadCurrentFile(file));
-  return image.IsIntact() && std::ranges::equal(image.Data(), *expected);
+  const auto image = ReadFile(file);
+  return image && std::ranges::equal(image->Data(), *expected);
 }
-
-// --- the whole device ---
 
 std::optional<Bytes> PosixEEpromHandler::ReadDevice() const {
   Bytes bytes(device->GetSizeInBytes());
@@ -187,7 +158,7 @@ std::optional<Bytes> PosixEEpromHandler::ReadDevice() const {
 
 bool PosixEEpromHandler::ReadAll(std::string const& path) {
   const auto image = ReadDevice();
-  return image && HostFile::Write(path, image->data(), image->size());
+  return image && HostFile::Write(path, *image);
 }
 
 bool PosixEEpromHandler::WriteAll(std::string const& path) {
@@ -208,8 +179,6 @@ bool PosixEEpromHandler::VerifyAll(std::string const& path) {
 bool PosixEEpromHandler::Erase() {
   return device->EraseAll();
 }
-
-// --- the board bytes ---
 
 unsigned char PosixEEpromHandler::ByteGet(unsigned short address) {
   unsigned char value = 0;
@@ -256,5 +225,5 @@ bool PosixEEpromHandler::ReadBoardInformation(std::string const& path) {
   std::array<unsigned char, InformationBytes> bytes{};
   device->Read(EEPromHelper::EEPromStartAddressOffset, bytes.data(), bytes.size());
   const std::string text = InformationText(bytes);
-  return HostFile::Write(path, reinterpret_cast<unsigned char const*>(text.data()), text.size());
+  return HostFile::Write(path, {reinterpret_cast<unsigned char const*>(text.data()), text.size()});
 }

@@ -2,8 +2,8 @@
 //
 // It keeps a copy of the file-allocation table, read when the store is built and after every table write.
 // While the table has no usable entry for the peripheral configuration file, the copy holds a reservation for
-// it, which the next table write stores. Writing a file writes the new image first, then the images that
-// move, the table last: it is not atomic, and a power cut in between can cost the files that were being
+// it, which the next table write stores. Writing a file writes the new image first, then the relocated
+// images, the table last: it is not atomic, and a power cut in between can cost the files that were being
 // written.
 #pragma once
 
@@ -16,15 +16,18 @@
 #include "eeprom/EEPromHelper.h"
 #include "eeprom/Eeprom.h"
 #include "eeprom/FileAllocationTable.h"
-#include "eeprom/PlacementPlan.h"
 #include "eeprom/StoredImage.h"
+#include "i2c/I2CBus.h"
 
 class PosixEEpromHandler : public EEPromHandler {
  public:
-  // Finds the chip at `location` on `bus`, of which it keeps no share of its own, and reads the table; a
-  // table that cannot be read counts as empty. Not accessible afterwards when there is no bus or no chip
-  // answers.
+  // Finds the chip at `location` on `bus`, of which it keeps no share, and opens the store on it. The store
+  // is not accessible when there is no bus or no chip answers.
   PosixEEpromHandler(EEPromHelper::EEPromLocation location, std::shared_ptr<I2CBus> bus);
+
+  // Opens the store on `ownDevice`, which need not be a chip, or none: reads the table, and makes the first
+  // file the peripheral configuration file. A table that cannot be read counts as empty.
+  explicit PosixEEpromHandler(std::unique_ptr<Eeprom> ownDevice);
 
   [[nodiscard]] bool IsEEPromAccessible() const override;
   bool Write(FilesInEEProm file, std::string const& path) override;
@@ -43,10 +46,10 @@ class PosixEEpromHandler : public EEPromHandler {
   bool DeveloperBoardSet(unsigned short address, std::string const& text) override;
   bool ReadBoardInformation(std::string const& path) override;
 
-  // Stores `data` as `file`. True when the new image and, if it had to change, the table were written. False
-  // with nothing written when there is no room, or when an image that decides the placement could not be
-  // read: nobody knows then what lies there. A moved file that could not be written drops out of the table.
-  // Data of no bytes is stored, and reads back as no file.
+  // Stores `data` as `file`; PlacementPlan.h says where. True when the new image and, if it had to change,
+  // the table were written. False with nothing written when there is no room, or when an image that decides
+  // the placement could not be read: nobody knows then what lies there. A relocated file that could not be
+  // written drops out of the table. Data of no bytes is stored, and reads back as no file.
   bool Write(FilesInEEProm file, std::vector<unsigned char> const& data);
 
   // Sets the word at `address` to the decimal number in `text`; throws as WordSet does.
@@ -56,7 +59,7 @@ class PosixEEpromHandler : public EEPromHandler {
   // could not be read.
   [[nodiscard]] std::vector<unsigned char> ReadCurrentFile(FilesInEEProm file) const;
 
-  // Where `file` is, or by the table alone would be, stored. The result may lie outside the file area.
+  // Returns where `file` is, or by the table alone would be, stored, which may be outside the file area.
   [[nodiscard]] unsigned short GetFileStartAddress(FilesInEEProm file) const;
 
   // Reads the table into the copy, which stays as it was when that fails.
@@ -65,15 +68,13 @@ class PosixEEpromHandler : public EEPromHandler {
   // Writes the copy and reads it back. True when the whole table was written.
   bool WriteFileAllocationTable();
 
-  // Gives the peripheral configuration file its reserved place when its entry is not usable, or is what a
-  // power cut left of listing it there. When a block with a correct checksum lies in that place, the file is
-  // taken to end before its first 0xFF byte, and the table is written; should that fail, the copy keeps the
-  // place.
+  // Reserves the peripheral configuration file's place when its entry is not usable, or was torn by a power
+  // cut while it was written there. When the reserved block has a correct checksum, the file is taken to end
+  // before its first 0xFF byte, and the table is written; if that fails, the copy keeps the entry.
   void MakeFirstFileAsPeripheralConfig();
 
  private:
-  [[nodiscard]] std::optional<StoredImage> ReadImage(FilesInEEProm file) const;
-  [[nodiscard]] std::optional<StoredImage> ReadImageTwiceIfDamaged(FilesInEEProm file) const;
+  [[nodiscard]] std::optional<StoredImage> ReadFile(FilesInEEProm file) const;
   bool WriteBytes(unsigned short address, std::vector<unsigned char> const& bytes);
   [[nodiscard]] std::optional<std::vector<unsigned char>> ReadDevice() const;
 

@@ -9,7 +9,7 @@ class EepromBus {
  public:
   EepromBus() = delete;
 
-  // A new bus on controller I2C4 of the STM32MP2, found afresh by each call; empty when the system has no
-  // such adapter.
+  // Returns a new bus on controller I2C4 of the STM32MP2, which each call looks for; empty when the system
+  // has no such adapter.
   static std::shared_ptr<I2CBus> Get();
 };

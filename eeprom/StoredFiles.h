@@ -1,0 +1,41 @@
+// The stored files of a table, whose images are read from the chip when they are first asked for, and kept.
+//
+// Borrows the device and the table, which must not change meanwhile. One thread at a time; a question blocks
+// until the chip has answered.
+#pragma once
+
+#include <array>
+#include <optional>
+
+#include "eeprom/Eeprom.h"
+#include "eeprom/FileAllocationTable.h"
+#include "eeprom/StoredImage.h"
+
+class StoredFiles {
+ public:
+  using File = FileAllocationTable::File;
+
+  StoredFiles(Eeprom& readDevice, FileAllocationTable const& currentTable);
+
+  // Reads what the table describes as the file's image, intact or not: no bytes if it describes none. No
+  // value if the device delivers it short.
+  static std::optional<StoredImage> Read(Eeprom& device, FileAllocationTable const& table, File file);
+
+  // Returns whether the file's image is intact. One bad read is not enough to call a file damaged, since
+  // bytes may be written over it then: a transfer that fails after the chip's address counter has moved is
+  // repeated by the bus, and delivers what follows the lost bytes.
+  [[nodiscard]] bool IsReadable(File file);
+
+  // The intact image of a readable file.
+  [[nodiscard]] StoredImage const& Image(File file) const;
+
+  // Returns whether the device has delivered all images in full. If not, nobody knows what the missing ones
+  // are.
+  [[nodiscard]] bool AllDelivered() const { return allDelivered; }
+
+ private:
+  Eeprom& device;
+  FileAllocationTable const& table;
+  std::array<std::optional<StoredImage>, FileAllocationTable::Files.size()> images;  // empty: not readable
+  bool allDelivered = true;
+};

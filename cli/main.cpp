@@ -1,8 +1,8 @@
 #include <iostream>
 
-#include "cli/BoardBus.h"
 #include "cli/FrontEnd.h"
-#include "cli/ProcessSetup.h"
+#include "eeprom/BoardBus.h"
+#include "platform/ProcessSetup.h"
 
 int main(int argc, char* argv[]) {
   PrepareProcess();

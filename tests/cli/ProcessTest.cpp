@@ -7,7 +7,7 @@
 
 #include <functional>
 
-#include "cli/ProcessSetup.h"
+#include "platform/ProcessSetup.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "cli/ProcessSetup.h"
+#include "platform/ProcessSetup.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "cli/BoardBus.h"
+#include "eeprom/BoardBus.h"
 
 #include "eeprom/STM32MP2EepromBus.h"
 #include "i2c/LinuxI2CFactory.h"

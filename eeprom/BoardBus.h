@@ -1,0 +1,22 @@
+// The bus of the board EEPROM, for one process at a time.
+#pragma once
+
+#include <memory>
+
+#include "i2c/I2CBus.h"
+#include "platform/DirectoryLock.h"
+
+class BoardBus {
+ public:
+  // Waits up to 30 seconds until no other process uses the board, and then finds the bus. Empty when another
+  // one still uses it, or there is no bus. The board stays reserved as long as this object lives. Signals
+  // that are held can end the process while it waits.
+  //
+  // The reservation is a lock on the directory in which the kernel lists its adapters. It is needed because a
+  // continued read carries no address: a second process on the chip would shift the bytes of the first one
+  // unseen.
+  std::shared_ptr<I2CBus> Get();
+
+ private:
+  DirectoryLock reservation;
+};

@@ -42,6 +42,9 @@ constexpr std::size_t FilePathArgument = 3;
 constexpr std::size_t BaseboardArgument = 3;
 constexpr std::size_t SmallestCount = 2;
 
+constexpr unsigned short RevisionAddress = EEPromHelper::BoardTypeSetAddress;
+constexpr unsigned short FlagAddress = EEPromHelper::DeveloperByteSetAddress;
+
 // What a checked command line asks for.
 struct Request {
   File file = File::PeripheralConfig;
@@ -51,44 +54,23 @@ struct Request {
 
 struct Command {
   std::string_view word;
-  std::size_t expectedCount;
-  bool namesFile;  // by a file type, with the path behind it
-  bool writes;     // into the EEPROM
+  std::size_t expectedCount;  // 4: takes a file type before the path
+  bool writes;                // into the EEPROM
   bool (*run)(PosixEEpromHandler& store, Request const& request);
 };
 
+// The run functions take the store and the request.
 const Command Commands[] = {
-    {ReadFlag, 4, true, false,
-     [](PosixEEpromHandler& store, Request const& request) {
-       return store.Read(request.file, request.value);
-     }},
-    {WriteFlag, 4, true, true,
-     [](PosixEEpromHandler& store, Request const& request) {
-       return store.Write(request.file, request.value);
-     }},
-    {EraseFlag, 2, false, true, [](PosixEEpromHandler& store, Request const&) { return store.Erase(); }},
-    {VerifyFlag, 4, true, false,
-     [](PosixEEpromHandler& store, Request const& request) {
-       return store.Verify(request.file, request.value);
-     }},
-    {BoardSetFlag, 3, false, true,
-     [](PosixEEpromHandler& store, Request const& request) {
-       return store.BaseboardIdSet(EEPromHelper::BoardTypeSetAddress, request.value);
-     }},
-    {DeveloperSetFlag, 3, false, true,
-     [](PosixEEpromHandler& store, Request const& request) {
-       return store.DeveloperBoardSet(EEPromHelper::DeveloperByteSetAddress, request.value);
-     }},
-    {ReadBoardInfoFlag, 3, false, false,
-     [](PosixEEpromHandler& store, Request const& request) {
-       return store.ReadBoardInformation(request.value);
-     }},
-    {ReadAllFlag, 3, false, false,
-     [](PosixEEpromHandler& store, Request const& request) { return store.ReadAll(request.value); }},
-    {WriteAllFlag, 3, false, true,
-     [](PosixEEpromHandler& store, Request const& request) { return store.WriteAll(request.value); }},
-    {VerifyAllFlag, 3, false, false,
-     [](PosixEEpromHandler& store, Request const& request) { return store.VerifyAll(request.value); }},
+    {ReadFlag, 4, false, [](auto& s, auto& r) { return s.Read(r.file, r.value); }},
+    {WriteFlag, 4, true, [](auto& s, auto& r) { return s.Write(r.file, r.value); }},
+    {EraseFlag, 2, true, [](auto& s, auto&) { return s.Erase(); }},
+    {VerifyFlag, 4, false, [](auto& s, auto& r) { return s.Verify(r.file, r.value); }},
+    {BoardSetFlag, 3, true, [](auto& s, auto& r) { return s.BaseboardIdSet(RevisionAddress, r.value); }},
+    {DeveloperSetFlag, 3, true, [](auto& s, auto& r) { return s.DeveloperBoardSet(FlagAddress, r.value); }},
+    {ReadBoardInfoFlag, 3, false, [](auto& s, auto& r) { return s.ReadBoardInformation(r.value); }},
+    {ReadAllFlag, 3, false, [](auto& s, auto& r) { return s.ReadAll(r.value); }},
+    {WriteAllFlag, 3, true, [](auto& s, auto& r) { return s.WriteAll(r.value); }},
+    {VerifyAllFlag, 3, false, [](auto& s, auto& r) { return s.VerifyAll(r.value); }},
 };
 
 void PrintUsage(std::ostream& output) {
@@ -171,7 +153,7 @@ std::optional<File> ParseFileType(std::string_view text) {
 // No value when the file type is none.
 std::optional<Request> ParseRequest(Command const& command, std::span<char const* const> arguments) {
   Request request;
-  if (command.namesFile) {
+  if (command.expectedCount > FilePathArgument) {
     const auto file = ParseFileType(arguments[ValueArgument]);
     if (!file) return std::nullopt;
     request.file = *file;

@@ -5,7 +5,8 @@
 // those of std::cout are; a failing output stream changes neither the operation nor the exit code.
 //
 // From before the bus is obtained until the result line is out, the signals that ask the process to end are
-// held while the EEPROM may be written; commands that only read it can be interrupted.
+// held: they act when the operation has finished. They act at once while the process waits for the board,
+// while a host file is read, and while an operation only reads the EEPROM.
 #pragma once
 
 #include <functional>
@@ -14,7 +15,7 @@
 
 #include "i2c/I2CBus.h"
 
-// Supplies the bus of the board EEPROM, empty when there is none. Called at most once, and only when the
+// Returns the bus of the board EEPROM, empty when there is none. Called at most once, and only when the
 // arguments are in order.
 using BusSource = std::function<std::shared_ptr<I2CBus>()>;
 

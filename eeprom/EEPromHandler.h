@@ -1,8 +1,8 @@
 // The store of up to three files, and of the board's settings, in the board EEPROM.
 //
-// Operations return true for success and false for any failure; they print nothing, and throw only for a text
-// that is no number and where memory runs out. Only IsEEPromAccessible may be called on a store that is not
-// accessible. One thread at a time; each call blocks until the chip is done.
+// Operations return true for success and false for any failure. They print nothing, and throw only for a text
+// that is no number and when memory runs out. Only IsEEPromAccessible may be called on a store that is not
+// accessible. One thread at a time; each call blocks until the chip has finished.
 #pragma once
 
 #include <string>
@@ -25,8 +25,8 @@ class EEPromHandler {
   // the data. Read and Verify go by the table alone: with a foreign table a file can be longer than the
   // device, since the chip's addresses wrap, and then has up to 0xFFFC bytes.
   virtual bool Write(FilesInEEProm file, std::string const& path) = 0;
-  // Between the whole EEPROM and a raw image. WriteAll fills up a shorter image with 0xFF, and refuses one
-  // whose size cannot be measured (a pipe); VerifyAll wants exactly the device's size.
+  // Between the whole EEPROM and a raw image. WriteAll pads a shorter image with 0xFF, and refuses one whose
+  // size cannot be measured (a pipe); VerifyAll fails unless the image has the device's size.
   virtual bool WriteAll(std::string const& path) = 0;
   virtual bool Read(FilesInEEProm file, std::string const& path) = 0;
   virtual bool ReadAll(std::string const& path) = 0;
@@ -38,12 +38,12 @@ class EEPromHandler {
   virtual bool VerifyAll(std::string const& path) = 0;
 
   // The board bytes, addresses 0 to 3; a word is little-endian and must lie within them. Any other address
-  // gives 0 or false and does not touch the device. What could not be read is 0.
+  // gives 0 or false, and nothing is sent to the device. What cannot be read is 0.
   virtual unsigned char ByteGet(unsigned short address) = 0;
   virtual bool ByteSet(unsigned short address, unsigned char value) = 0;
-  // Sets the number that `text` begins with in number base `base`, white space and a sign allowed, cut to the
-  // byte or word. Throws std::invalid_argument when there is none, std::out_of_range beyond 32 bits signed;
-  // nothing is written then.
+  // Sets the number in base `base` with which `text` begins, after white space and a sign if there are any,
+  // modulo 256 or 65536. Throws std::invalid_argument when there is none and std::out_of_range when it
+  // exceeds 32 bits signed, with nothing written.
   virtual bool ByteSet(unsigned short address, std::string const& text, unsigned char base) = 0;
   virtual unsigned short WordGet(unsigned short address) = 0;
   virtual bool WordSet(unsigned short address, unsigned short value) = 0;
@@ -52,7 +52,7 @@ class EEPromHandler {
   // Sets the flag for the text "1", clears it for any other.
   virtual bool DeveloperBoardSet(unsigned short address, std::string const& text) = 0;
 
-  // Writes the first 64 bytes as hexadecimal text, 4 lines of 16 bytes and 208 characters in all. What could
-  // not be read shows as 00.
+  // Writes the first 64 bytes as hexadecimal text, 4 lines of 16 bytes and 208 characters in all. What cannot
+  // be read is shown as 00.
   virtual bool ReadBoardInformation(std::string const& path) = 0;
 };

@@ -13,7 +13,7 @@
 
 #include <vector>
 
-// Where a file's stored image lies, and how long it is with its two checksum bytes.
+// The address of a file's stored image, and its length with the two checksum bytes.
 struct FileAllocationTableEntry {
   unsigned short Address;  // NOLINT(readability-identifier-naming): the field names of the layout
   unsigned short Size;     // NOLINT(readability-identifier-naming)
@@ -30,7 +30,7 @@ inline constexpr unsigned short DeveloperByteSetAddress = 3;
 inline constexpr unsigned char DeveloperBoardEnabled = 0xA5;
 inline constexpr unsigned char DeveloperBoardDisabled = 0x00;
 inline constexpr unsigned short BoardTypeSetAddress = 1;
-// Room kept for the peripheral configuration file while the table does not say how long it is.
+// Room reserved for the peripheral configuration file while the table does not say how long it is.
 inline constexpr unsigned short FileInEEPromReservedBytes = 0x4000;
 inline constexpr unsigned short FilesInEEPromStartOffset = 0x0040;
 inline constexpr unsigned short FreshEEPromValue = 0xFFFF;
@@ -41,7 +41,7 @@ inline constexpr unsigned short FileAllocationTableEntrySize = 4;
 inline constexpr unsigned short FileAllocationTableEntryOffset = 4;
 inline constexpr unsigned short EEPromStartAddressOffset = 0;
 
-// Decodes an entry from the first 4 bytes of `buffer`, which must be there.
+// Decodes an entry from the first 4 bytes of `buffer`, which must have them.
 void ParseFileMetaData(std::vector<unsigned char> const& buffer, unsigned short& address,
                        unsigned short& size);
 

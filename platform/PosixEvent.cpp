@@ -49,34 +49,25 @@ PosixEvent::~PosixEvent() {
   pthread_mutex_destroy(&mutex);
 }
 
-// The one sleep of all waits. Returns the word as it stood when the condition held (`met`), or 0.
 template <typename Condition>
-unsigned int PosixEvent::Sleep(Condition const& holds, unsigned int consumed, timespec const* deadline,
-                               bool& met) {
-  met = false;
-  if (Lock() != 0) return 0;
+std::optional<unsigned int> PosixEvent::Sleep(Condition const& holds, unsigned int consumed,
+                                              unsigned int timeout) {
+  const bool isTimed = timeout != NoTimeout;
+  const timespec deadline = isTimed ? CalculateWakeUpTime(timeout) : timespec{};
+  if (Lock() != 0) return std::nullopt;
   const Unlocker unlocker(*this);
   while (!holds(flagWord.load())) {
-    const int error = deadline == nullptr ? pthread_cond_wait(&condition, &mutex)
-                                          : pthread_cond_timedwait(&condition, &mutex, deadline);
-    if (error == ETIMEDOUT) return 0;
+    const int error = isTimed ? pthread_cond_timedwait(&condition, &mutex, &deadline)
+                              : pthread_cond_wait(&condition, &mutex);
+    if (error == ETIMEDOUT) return std::nullopt;
     if (error != 0) {
       HandleCondVarWaitException(error, consumed);
-      return 0;
+      return std::nullopt;
     }
   }
-  met = true;
   const unsigned int word = flagWord;
   if (autoReset) flagWord &= ~consumed;
   return word;
-}
-
-template <typename Condition>
-unsigned int PosixEvent::Sleep(Condition const& holds, unsigned int consumed, unsigned int timeout,
-                               bool& met) {
-  if (timeout == NoTimeout) return Sleep(holds, consumed, nullptr, met);
-  const timespec deadline = CalculateWakeUpTime(timeout);
-  return Sleep(holds, consumed, &deadline, met);
 }
 
 unsigned int PosixEvent::WaitOr(unsigned int flags) {
@@ -84,20 +75,16 @@ unsigned int PosixEvent::WaitOr(unsigned int flags) {
 }
 
 unsigned int PosixEvent::WaitOr(unsigned int flags, unsigned int timeout) {
-  bool met = false;
-  return Sleep([flags](unsigned int word) { return (word & flags) != 0; }, flags, timeout, met);
+  return Sleep([flags](unsigned int word) { return (word & flags) != 0; }, flags, timeout).value_or(0);
 }
 
 unsigned int PosixEvent::Wait(Predicate predicate) {
-  bool met = false;
-  return Sleep(predicate, AllFlags, NoTimeout, met);
+  return Sleep(predicate, AllFlags, NoTimeout).value_or(0);
 }
 
 bool PosixEvent::Wait(Predicate predicate, unsigned int timeout) {
   if (timeout == NoTimeout) return Wait(std::move(predicate)) != 0;
-  bool met = false;
-  Sleep(predicate, AllFlags, timeout, met);
-  return met;
+  return Sleep(predicate, AllFlags, timeout).has_value();
 }
 
 bool PosixEvent::WaitAnd(unsigned int flags) {
@@ -105,9 +92,7 @@ bool PosixEvent::WaitAnd(unsigned int flags) {
 }
 
 bool PosixEvent::WaitAnd(unsigned int flags, unsigned int timeout) {
-  bool met = false;
-  Sleep([flags](unsigned int word) { return (word & flags) == flags; }, flags, timeout, met);
-  return met;
+  return Sleep([flags](unsigned int word) { return (word & flags) == flags; }, flags, timeout).has_value();
 }
 
 int PosixEvent::Signal(unsigned int flags) {

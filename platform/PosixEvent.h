@@ -1,15 +1,16 @@
 // An Event on a POSIX mutex and a condition variable whose clock is CLOCK_MONOTONIC.
 //
-// A waiter may destroy the event as soon as its wait has returned, also while the Signal that ended the wait
-// is still on its way out on another thread.
+// A waiter may destroy the event as soon as its wait has returned, even if the Signal that ended the wait has
+// not yet returned on another thread.
 //
-// When the mutex or the condition variable cannot be made, the constructor reports nothing; every wait then
+// When the mutex or the condition variable cannot be made, the constructor reports nothing. Every wait then
 // returns 0 or false at once, and Signal and ResetFlags return the errno number of that failure.
 #pragma once
 
 #include <pthread.h>
 
 #include <ctime>
+#include <optional>
 
 #include "platform/Event.h"
 
@@ -28,26 +29,25 @@ class PosixEvent : public Event {
   int Signal(unsigned int flags) override;
   int ResetFlags(unsigned int flags) override;
 
-  // Lock and unlock the event's mutex; 0 or an errno number.
+  // Locks, or unlocks, the event's mutex. Returns 0 or an errno number.
   int Lock();
   int Unlock();
 
-  // The absolute CLOCK_MONOTONIC time at which a wait of `timeout` milliseconds that begins now gives up:
-  // now for 0, else `timeout` + 1 ms ahead.
+  // Returns the absolute CLOCK_MONOTONIC time at which a wait of `timeout` milliseconds that begins now gives
+  // up: now for 0, otherwise `timeout` + 1 ms from now.
   static timespec CalculateWakeUpTime(unsigned int timeout);
 
-  // What every wait does after its sleep failed with `error`, the event locked: an automatic-reset event
-  // drops the asked `flags`, so that a broken wait does not leave a stale signal behind.
+  // Clears the asked `flags` of an automatic-reset event, so that a broken wait leaves no stale signal. Every
+  // wait calls it with the event locked when its sleep has failed with `error`.
   void HandleCondVarWaitException(int error, unsigned int flags);
 
  private:
+  // Sleeps until the condition `holds` for the word. Returns the word at that moment, or nothing.
   template <typename Condition>
-  unsigned int Sleep(Condition const& holds, unsigned int consumed, timespec const* deadline, bool& met);
-  template <typename Condition>
-  unsigned int Sleep(Condition const& holds, unsigned int consumed, unsigned int timeout, bool& met);
+  std::optional<unsigned int> Sleep(Condition const& holds, unsigned int consumed, unsigned int timeout);
 
   pthread_mutex_t mutex;  // guards flagWord
   pthread_cond_t condition;
   int creationError;            // 0, or why there is no mutex and no condition variable
-  std::atomic<int> signalling;  // threads between setting flags and having woken the waiters
+  std::atomic<int> signalling;  // threads that have set flags and are still waking the waiters
 };

@@ -6,12 +6,11 @@
 
 #include <cerrno>
 #include <chrono>
-
-#include "platform/EventFactory.h"
+#include <thread>
 
 namespace {
 
-constexpr unsigned int PollPause = 9;  // ms
+constexpr std::chrono::milliseconds PollPause(10);
 
 }  // namespace
 
@@ -19,14 +18,14 @@ DirectoryLock::~DirectoryLock() {
   if (fd >= 0) close(fd);
 }
 
-bool DirectoryLock::Acquire(std::filesystem::path const& directory, unsigned int timeout) {
+bool DirectoryLock::Acquire(std::string const& directory, unsigned int timeout) {
   fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (fd < 0) return errno == ENOENT;
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout);
   while (flock(fd, LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK && errno != EINTR) return false;
     if (std::chrono::steady_clock::now() >= deadline) return false;
-    EventFactory::GetUniqueSimpleEvent(true)->Wait(PollPause);
+    std::this_thread::sleep_for(PollPause);
   }
   return true;
 }

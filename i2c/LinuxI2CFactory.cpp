@@ -20,9 +20,8 @@ const std::string I2CAddressPrefix = "I2C(0x";
 const std::string I2CAddressSuffix = ")";
 
 std::optional<std::string> ReadText(fs::path const& path) {
-  std::ifstream file(path);
   std::ostringstream text;
-  if (file.peek() == std::ifstream::traits_type::eof() || !(text << file.rdbuf())) return std::nullopt;
+  if (!(text << std::ifstream(path).rdbuf())) return std::nullopt;  // also when there is nothing to read
   return text.str();
 }
 

@@ -3,9 +3,9 @@
 
 #include "i2c/I2CDevice.h"
 
-class DeviceLock {
+class DeviceLock final {
  public:
-  // Borrows `lockedDevice`.
+  // Borrows `lockedDevice`, which must outlive the lock.
   explicit DeviceLock(I2CDevice& lockedDevice);
   ~DeviceLock();
   DeviceLock(DeviceLock const&) = delete;

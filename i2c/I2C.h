@@ -20,10 +20,10 @@ enum class TransactionType : unsigned int {
   WriteMem = 5,
 };
 
-// One request to a bus; a field that its kind does not use stays zero. Lengths are in bytes.
+// One request to a bus. A field that its kind does not use stays zero. Lengths are in bytes.
 //
-// The caller owns the record, the buffers and the event, and keeps them until the event has been signalled;
-// the bus borrows them and touches none of them afterwards.
+// The caller owns the record, the buffers and the event, and keeps them until the event has been signalled.
+// The bus borrows them and does not touch them afterwards.
 struct Transaction {
   TransactionType type = TransactionType::Read;
   unsigned short address = 0;

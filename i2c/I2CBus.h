@@ -1,8 +1,8 @@
 // An I2C bus that many devices share, by std::shared_ptr.
 //
-// Lengths are in bytes. Any thread may call; each transfer blocks its caller until it has been performed. A
-// transfer returns the length asked for (the read length for the reading kinds) or 0 when it failed: never a
-// partial count, never a negative number. An empty transfer fails.
+// Lengths are in bytes. Any thread may call, and each transfer blocks its caller until it has been performed.
+// A transfer returns the length asked for (the read length for the reading kinds), or 0 when it failed; never
+// a partial count, never a negative number. An empty transfer fails.
 #pragma once
 
 #include "i2c/I2C.h"
@@ -14,7 +14,7 @@ class I2CBus {
   I2CBus(I2CBus const&) = delete;
   I2CBus& operator=(I2CBus const&) = delete;
 
-  // Unit and effect are the bus's own; a bus may ignore the speed and answer 0.
+  // Each bus defines the unit and the effect of its speed. It may ignore the speed and return 0.
   virtual void SetBusSpeed(unsigned int speed) = 0;
   virtual unsigned int GetBusSpeed() const = 0;
 
@@ -29,11 +29,12 @@ class I2CBus {
                              unsigned char* readBuffer, unsigned int readLength, unsigned short address,
                              I2C::AddressMode mode, unsigned int delayMs) = 0;
 
-  // Hands a record over without waiting for it. Whether it was accepted; if not, its event is never
+  // Queues a record without waiting for it. Returns whether the bus accepted it; if not, its event is never
   // signalled.
   virtual bool Transact(I2C::Transaction* transaction) = 0;
 
-  // Bracket transfers that belong together. Whether the bus reserved itself; callers go on either way.
+  // Marks the begin, or the end, of transfers that belong together. Returns whether the bus reserved or
+  // released itself; callers continue either way.
   virtual bool Lock() = 0;
   virtual bool Unlock() = 0;
 };

@@ -7,8 +7,8 @@
 
 namespace I2C {
 
-// The base address of the controller's registers (STM32MP2 memory map), by which the kernel names its
-// adapter; no value for a number that is no controller.
+// Returns the base address of the controller's registers (STM32MP2 memory map), which the kernel puts into
+// the name of its adapter. Returns no value for a number that is not a controller.
 std::optional<unsigned long> GetBusAddress(Bus bus);
 
 }  // namespace I2C

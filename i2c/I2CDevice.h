@@ -1,8 +1,8 @@
 // One slave address on a shared bus, as a stream.
 //
-// Reads and writes are one transfer each and return the count asked for (its low 32 bits) or 0. Close changes
-// nothing, the connected flag included. Holds a share of its bus. No lock of its own: the bus queues
-// transfers, so handles on one bus may be used from several threads.
+// A read or a write is one transfer and returns the low 32 bits of the count asked for, or 0 when it failed.
+// Close does nothing: the stream stays connected. The handle holds a share of its bus. It has no lock, but
+// the bus queues transfers, so several threads may use handles on one bus.
 #pragma once
 
 #include <memory>
@@ -10,7 +10,7 @@
 #include "i2c/I2CBus.h"
 #include "platform/Stream.h"
 
-class I2CDevice : public Stream {
+class I2CDevice final : public Stream {
  public:
   // `sharedBus` must not be empty.
   I2CDevice(std::shared_ptr<I2CBus> sharedBus, unsigned short slaveAddress,
@@ -22,19 +22,19 @@ class I2CDevice : public Stream {
   long Write(unsigned char const* buffer, long count) override;
   void Close() override;
 
-  // A write and a read as two transfers, with a pause of `delayMs` milliseconds between them or without.
+  // Writes, pauses for `delayMs` milliseconds where there is one, and reads, as two transfers.
   virtual long WriteThenRead(unsigned char const* writeBuffer, unsigned long writeLength,
                              unsigned char* readBuffer, unsigned long readLength);
   virtual long WriteDelayRead(unsigned char const* writeBuffer, unsigned long writeLength,
                               unsigned char* readBuffer, unsigned long readLength, unsigned int delayMs);
 
-  // Bracket transfers that belong together; the bus's answer.
+  // Marks the begin, or the end, of transfers that belong together. Returns what the bus returns.
   bool Lock();
   bool Unlock();
 
   unsigned short GetAddress() const;
 
-  // A handle on another slave address of the same bus, for a chip that answers at several.
+  // Returns a handle on another slave address of the same bus, for a chip that answers at several.
   I2CDevice Sibling(unsigned short slaveAddress) const;
 
  private:

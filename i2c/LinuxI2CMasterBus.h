@@ -5,9 +5,9 @@
 // followed by a read is two messages with a stop condition between them. A transfer that moved nothing, or
 // fewer bytes than asked, has failed, and a repeated WriteThenRead writes again.
 //
-// A node that cannot be opened is not reported; every transfer then returns 0. The bus speed is the kernel's
-// affair: SetBusSpeed does nothing, GetBusSpeed answers 0. A WriteDelayRead whose pause is 0xFFFFFFFF, which
-// would never end, fails before its write; a shorter pause holds up everything queued behind it.
+// A node that cannot be opened is not reported, but every transfer then returns 0. The kernel sets the bus
+// speed: SetBusSpeed does nothing, and GetBusSpeed returns 0. A WriteDelayRead with a pause of 0xFFFFFFFF,
+// which would never end, fails before its write. A shorter pause delays every transaction queued after it.
 #pragma once
 
 #include <filesystem>
@@ -18,7 +18,7 @@
 
 class LinuxI2CMasterBus : public TransactionalizedI2CBus {
  public:
-  // `device`: path of the node, opened for reading and writing as long as the bus lives.
+  // Opens the node at the path `device` for reading and writing. It stays open as long as the bus lives.
   explicit LinuxI2CMasterBus(std::filesystem::path const& device);
   ~LinuxI2CMasterBus() override;
 
@@ -28,7 +28,7 @@ class LinuxI2CMasterBus : public TransactionalizedI2CBus {
  protected:
   void HandleTransaction(I2C::Transaction* transaction) override;
 
-  // Each sets the transaction's `success`. Worker thread only.
+  // Performs one transfer and sets the transaction's `success`. Worker thread only.
   void ReadData(I2C::Transaction* transaction);
   void WriteData(I2C::Transaction* transaction);
   void ReadMem(I2C::Transaction* transaction);

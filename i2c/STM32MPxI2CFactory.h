@@ -3,9 +3,9 @@
 
 #include "i2c/LinuxI2CFactory.h"
 
-class STM32MPxI2CFactory : public LinuxI2CFactory {
+class STM32MPxI2CFactory final : public LinuxI2CFactory {
  public:
   using LinuxI2CFactory::GetBus;
-  // A new bus on `bus`; empty when there is no such controller or the system has no adapter for it.
+  // Returns a new bus on `bus`; empty when there is no such controller or the system has no adapter for it.
   std::shared_ptr<I2CBus> GetBus(I2C::Bus bus);
 };

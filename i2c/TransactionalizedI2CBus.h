@@ -1,13 +1,13 @@
-// Makes one bus safe to share. Callers on any thread queue a transaction and sleep; one worker thread takes
-// them out first in, first out, has the concrete bus perform each one, up to MaxAttempts times until it
-// succeeds, and signals the caller. The concrete bus needs no lock of its own.
+// Makes one bus safe to share. Callers on any thread queue a transaction and sleep. One worker thread takes
+// the transactions out in order, lets the concrete bus try each one up to MaxAttempts times until it
+// succeeds, and signals the caller. The concrete bus needs no lock.
 //
-// At most QueueCapacity transactions wait; one more is refused, and its transfer returns 0 at once. Lock and
-// Unlock reserve nothing and answer false: a sequence of one device may interleave with other callers'
-// transfers.
+// At most QueueCapacity transactions wait. One more is refused, and its transfer returns 0 at once. Lock and
+// Unlock reserve nothing and return false: transfers of other callers may come between those of a sequence.
 //
-// A bus whose worker could not be started, or a caller whose event could not be made, gets every transfer
-// refused at once. A bus is destroyed when no caller waits on it; what is still queued then is not served.
+// Every transfer is refused at once when the worker could not be started, and a caller's transfer when its
+// event could not be made. Destroy a bus only when no caller waits on it; it does not perform what is still
+// queued then.
 #pragma once
 
 #include <array>
@@ -41,13 +41,14 @@ class TransactionalizedI2CBus : public I2CBus {
   bool Unlock() override;
 
  protected:
-  // One attempt at `transaction`, finished on return; sets its `success`. Worker thread only.
+  // Makes one attempt at `transaction`, finishes it before it returns, and sets its `success`. Worker thread
+  // only.
   virtual void HandleTransaction(I2C::Transaction* transaction) = 0;
 
-  // The oldest queued transaction, now out of the ring, or null.
+  // Takes the oldest queued transaction out of the ring and returns it, or null.
   I2C::Transaction* PopTransaction();
 
-  // The worker's loop, and the entry that finds it: `argument` is the bus.
+  // The worker's loop, and its entry, whose `argument` is the bus.
   void ThreadFunction();
   static void* ThreadBootstrapFunction(void* argument);
 

@@ -1,4 +1,4 @@
-// Makes events. The caller owns what it gets; any thread may call.
+// Makes events, which the caller owns. Any thread may call.
 #pragma once
 
 #include <memory>
@@ -6,7 +6,7 @@
 #include "platform/Event.h"
 #include "platform/SimpleEvent.h"
 
-class EventFactory {
+class EventFactory final {
  public:
   enum class Reset : unsigned int { AutoReset = 0, ManualReset = 1 };
 

@@ -1,9 +1,9 @@
-// A Stream over a host file, always binary.
+// A Stream over a host file, always in binary mode.
 //
-// A file that cannot be opened shows in Good(); reading and writing then report Failed. Sizes and write
-// counts are 32-bit signed values as the file's positions give them: from 2 GiB on they are not to be
-// trusted, and a caller that needs the whole file checks that a further read meets the end. The connected
-// flag is not used. One thread at a time. Destruction closes the file.
+// When the file cannot be opened, Good() returns false, and reads and writes report Failed. Sizes and write
+// counts are 32-bit signed values taken from the file's positions. They are wrong from 2 GiB on, so a caller
+// that needs the whole file checks that a further read finds the end. The connected flag is not used. One
+// thread at a time. The destructor closes the file.
 #pragma once
 
 #include <fstream>
@@ -11,7 +11,7 @@
 
 #include "platform/Stream.h"
 
-class FileStream : public Stream {
+class FileStream final : public Stream {
  public:
   static constexpr unsigned char READ = 0x01;
   static constexpr unsigned char WRITE = 0x02;
@@ -22,30 +22,29 @@ class FileStream : public Stream {
   FileStream(std::string const& path, unsigned char openFlags);
   ~FileStream() override;
 
-  // Whether none of end of file, failed and broken is set.
+  // Returns false once the stream has met the end of the file, has failed or is broken.
   bool Good() const;
 
   using Stream::Read;
   using Stream::Write;
 
-  // Reads up to `count` bytes; a read that meets the end returns what there was, 0 included. Failed when the
-  // file cannot be read (a directory, an I/O error). A negative count counts as 0.
+  // Reads up to `count` bytes; a read that meets the end returns the bytes before it, possibly 0. Returns
+  // Failed when the file cannot be read (a directory, an I/O error). A negative count counts as 0.
   long Read(unsigned char* buffer, long count) override;
 
-  // Writes `count` bytes and hands them to the operating system. They count as written only when it took
-  // them: Failed otherwise (a full disk), and part of them may be in the file. On a file without positions (a
-  // pipe) the count is what the system took. A negative count counts as 0.
+  // Writes `count` bytes and passes them to the operating system. Returns Failed when the system does not
+  // take them all (a full disk); part of them may then be in the file. A negative count counts as 0.
   long Write(unsigned char const* buffer, long count) override;
 
-  // The rest of the file from the current position, asked for by the size of the whole file; what could not
-  // be read is missing from the vector. Empty, and nothing is read, when the size cannot be measured.
+  // Reads from the current position as many bytes as the whole file has, or up to its end. What could not be
+  // read is missing from the vector. When the size cannot be measured, it reads nothing: the vector is empty.
   std::vector<unsigned char> Read();
 
-  // The size in bytes; the position stays. Negative when it cannot be measured: a pipe, which stays usable, a
-  // stream that has failed, and a file whose size needs the 32nd bit.
+  // Returns the size in bytes and keeps the position. The result is negative when the size cannot be measured
+  // (a pipe, which stays usable, or a stream that has failed) or needs the 32nd bit.
   long GetFileSize();
 
-  // Hands pending output over and closes. Good() turns false when either failed.
+  // Passes pending output to the operating system and closes. Good() turns false when either fails.
   void Close() override;
 
   std::ios_base::openmode TranslateFlags(unsigned char openFlags);

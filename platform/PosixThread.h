@@ -1,8 +1,8 @@
 // A Thread on POSIX threads.
 //
-// It asks for round-robin scheduling (SCHED_RR) at its priority and leaves the inherit-scheduler attribute at
-// the platform's default, so without the privilege it simply runs with its creator's scheduling. Names longer
-// than the 15 characters that Linux keeps are refused by the naming.
+// It asks for round-robin scheduling (SCHED_RR) at its priority. It leaves the inherit-scheduler attribute at
+// the platform's default, which on Linux gives the thread its creator's scheduling instead. Linux refuses
+// names of more than 15 characters (ERANGE), and cannot name a thread whose body has already ended (ENOENT).
 #pragma once
 
 #include <pthread.h>
@@ -14,7 +14,7 @@ class PosixThread : public Thread {
  public:
   PosixThread(EntryFunction body, int wantedPriority, unsigned long stackBytes);
 
-  // Flushes standard output; asks a started thread to stop (or cancels it when the stop request flag is 0)
+  // Flushes standard output. Asks a started thread to stop, or cancels it when the stop request flag is 0,
   // and joins it without a time limit.
   ~PosixThread() override;
 
@@ -22,7 +22,8 @@ class PosixThread : public Thread {
   bool SetPriority(int wantedPriority) override;
 
  private:
-  // Holds the key under which every thread finds its own PosixThread.
+  // Holds the key under which each thread stores its own PosixThread. Nothing in the program reads it: it
+  // lets a debugger find the object that a thread belongs to.
   class CurrentThreadHolder {
    public:
     CurrentThreadHolder();

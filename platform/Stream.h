@@ -30,16 +30,16 @@ class Stream {
   virtual long Read(unsigned char* buffer, long count,
                     std::chrono::duration<std::int64_t, std::micro> timeout);
   virtual long Write(unsigned char const* buffer, long count) = 0;
-  // Reads up to `count` bytes from `source` in one read and writes what came. A result code of the read is
-  // returned as it is, and nothing is written. A negative count counts as 0.
+  // Reads up to `count` bytes from `source` in one read and writes them. When the read gives a result code,
+  // it returns that code and writes nothing. A negative count counts as 0.
   virtual long Write(Stream& source, long count);
   virtual long Write(std::vector<unsigned char> const& bytes);
 
-  // Clear and set the connected flag, and only that here.
+  // Clears, or sets, the connected flag and does nothing else.
   virtual void Close();
   virtual void Open();
 
-  // Descriptive values, kept for the users of a stream; nothing here depends on them.
+  // Descriptive values for the users of a stream. Nothing in this class depends on them.
   virtual unsigned int GetID() const;
   virtual unsigned int GetType() const;
   virtual unsigned int GetStatus() const;

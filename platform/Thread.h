@@ -1,9 +1,9 @@
 // A worker thread: a body with one untyped argument, a scheduling request and an event through which the body
 // can be asked to stop. A thread is made stopped, started once, and joined when its object is destroyed; the
-// owner sees to it that the body ends by then. The argument stays the caller's.
+// owner ensures that the body ends by then. The caller keeps ownership of the argument.
 //
-// Any thread may call any operation but the destructor; SetPriority not while another thread sets the
-// priority or starts the thread.
+// Any thread may call any operation except the destructor. SetPriority must not run while another thread sets
+// the priority or starts the thread.
 #pragma once
 
 #include <atomic>
@@ -26,22 +26,23 @@ class Thread {
   Thread& operator=(Thread const&) = delete;
 
   // Runs the body with `bodyArgument` on a new thread, named `name` unless that is empty. Returns 0; 1 when
-  // it was started before; or the errno number of a failed creation, after which it can be started again, or
-  // of a failed naming, which the thread survives.
+  // the thread was started before; the errno number of a failed creation, after which it can be started
+  // again; or the errno number of a failed naming, after which the thread runs on. A body that ends at once
+  // can make the naming fail.
   virtual int StartThread(void* bodyArgument, std::string const& name) = 0;
 
   virtual unsigned int GetStopRequestFlag() const;
 
-  // An automatic-reset event; a body that stops on request waits on it for the stop request flag.
+  // Returns an automatic-reset event. A body that stops on request waits on it for the stop request flag.
   virtual std::shared_ptr<Event> GetThreadEvent() const;
 
-  // Asks for a priority for a thread started afterwards. Returns whether the platform took it.
+  // Asks for a priority for a thread started afterwards. Returns whether the platform accepted it.
   virtual bool SetPriority(int wantedPriority) = 0;
 
   // The bits that a stop request signals, 1 at first. 0 means that the destructor cancels the thread instead.
   virtual void SetStopRequestFlag(unsigned int flags);
 
-  // Whether the thread was started. Stays true after the body has returned.
+  // Returns whether the thread was started, which stays true after the body has returned.
   virtual bool IsRunning() const;
 
   // Signals the stop request flag on the thread's event. Returns 0 or an errno number.

@@ -1,11 +1,11 @@
-// Makes threads. The caller owns what it gets; the thread is not started.
+// Makes threads, which the caller owns. They are not started.
 #pragma once
 
 #include <memory>
 
 #include "platform/Thread.h"
 
-class ThreadFactory {
+class ThreadFactory final {
  public:
   ThreadFactory() = delete;
 

@@ -12,6 +12,10 @@ unsigned short FromLittleEndian(unsigned char low, unsigned char high) {
 
 }  // namespace
 
+unsigned short SlaveAddress(EEPromLocation location) {
+  return location == EEPromLocation::GoldcrestBaseboard ? 0x52 : 0x56;
+}
+
 void ParseFileMetaData(std::vector<unsigned char> const& buffer, unsigned short& address,
                        unsigned short& size) {
   address = FromLittleEndian(buffer[0], buffer[1]);

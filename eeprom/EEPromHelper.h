@@ -26,6 +26,9 @@ namespace EEPromHelper {
 // The EEPROM to open, by the board that carries it.
 enum class EEPromLocation : unsigned int { GoldcrestBaseboard = 0, BaseboardDefault = 1 };
 
+// Returns its 7-bit I2C address.
+unsigned short SlaveAddress(EEPromLocation location);
+
 inline constexpr unsigned short DeveloperByteSetAddress = 3;
 inline constexpr unsigned char DeveloperBoardEnabled = 0xA5;
 inline constexpr unsigned char DeveloperBoardDisabled = 0x00;

@@ -23,10 +23,6 @@ constexpr std::size_t InformationBytes = 64;
 constexpr std::size_t InformationLine = 16;
 constexpr std::size_t InformationGroup = 4;
 
-unsigned short SlaveAddress(EEPromHelper::EEPromLocation location) {
-  return location == EEPromHelper::EEPromLocation::GoldcrestBaseboard ? 0x52 : 0x56;
-}
-
 bool IsWordOfBoardBytes(unsigned short address) {
   return EEPromHelper::ValidByteSetAddress(address) &&
          EEPromHelper::ValidByteSetAddress(static_cast<unsigned short>(address + 1));
@@ -51,8 +47,8 @@ std::string InformationText(std::array<unsigned char, InformationBytes> const& b
 }  // namespace
 
 PosixEEpromHandler::PosixEEpromHandler(EEPromHelper::EEPromLocation location, std::shared_ptr<I2CBus> bus)
-    : PosixEEpromHandler(
-          EepromFinder::FindEeprom(std::move(bus), SlaveAddress(location), Eeprom::EepromType::Cat24c256)) {}
+    : PosixEEpromHandler(EepromFinder::FindEeprom(std::move(bus), EEPromHelper::SlaveAddress(location),
+                                                  Eeprom::EepromType::Cat24c256)) {}
 
 PosixEEpromHandler::PosixEEpromHandler(std::unique_ptr<Eeprom> ownDevice) : device(std::move(ownDevice)) {
   if (device && ReadFileAllocationTable()) MakeFirstFileAsPeripheralConfig();

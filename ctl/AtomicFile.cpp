@@ -1,0 +1,73 @@
+#include "ctl/AtomicFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "ctl/Command.h"
+#include "platform/SignalHold.h"
+
+namespace {
+
+// The file that a symbolic link leads to; the path itself when there is none yet.
+std::string Resolved(std::string const& path) {
+  char* const resolved = realpath(path.c_str(), nullptr);
+  const std::string result = resolved == nullptr ? path : resolved;
+  std::free(resolved);
+  return result;
+}
+
+mode_t NewFileMode() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
+}
+
+bool WriteFully(int fd, std::span<unsigned char const> data) {
+  while (!data.empty()) {
+    const ssize_t count = write(fd, data.data(), data.size());
+    if (count < 0 && errno != EINTR) return false;
+    if (count > 0) data = data.subspan(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+bool FlushFolder(std::string const& path) {
+  const std::size_t slash = path.rfind('/');
+  const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return false;
+  const bool flushed = fsync(fd) == 0;
+  close(fd);
+  return flushed;
+}
+
+}  // namespace
+
+void WriteAtomically(std::string const& path, std::span<unsigned char const> data) {
+  const auto fail = [&path] { throw Failure(ExitCode::Failed, path + ": " + std::strerror(errno)); };
+  const std::string target = Resolved(path);
+  struct stat existing {};
+  const bool exists = stat(target.c_str(), &existing) == 0;
+  if (exists && !S_ISREG(existing.st_mode)) throw Failure(ExitCode::Failed, path + ": not a regular file");
+
+  const SignalHold hold;
+  std::string beside = target + ".XXXXXX";
+  const int fd = mkostemp(beside.data(), O_CLOEXEC);
+  if (fd < 0) fail();
+  const mode_t mode = exists ? existing.st_mode & 07777 : NewFileMode();
+  bool written = WriteFully(fd, data) && fchmod(fd, mode) == 0 && fsync(fd) == 0;
+  written = close(fd) == 0 && written;
+  if (!written || std::rename(beside.c_str(), target.c_str()) != 0) {
+    const int error = errno;
+    unlink(beside.c_str());
+    errno = error;
+    fail();
+  }
+  if (!FlushFolder(target)) fail();
+}

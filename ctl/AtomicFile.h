@@ -1,0 +1,11 @@
+// Host files that appear under their names only complete, also after a power cut.
+#pragma once
+
+#include <span>
+#include <string>
+
+// Replaces the file at `path`, or creates it: writes `data` into a file beside it, flushes that to the disk,
+// renames it and flushes the folder. Follows symbolic links, keeps the mode of an existing file, and refuses
+// anything but regular files. Throws Failure (5); unless it was the folder that could not be flushed, the
+// file is then as it was. Signals that ask the process to end wait until it is done.
+void WriteAtomically(std::string const& path, std::span<unsigned char const> data);

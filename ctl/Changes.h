@@ -1,0 +1,26 @@
+// Changes to the content of an EEPROM, and the image that they lead to.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <vector>
+
+#include "ctl/Command.h"
+
+struct Changes {
+  std::array<std::optional<std::vector<unsigned char>>, 3> files;  // by EEPromHandler::FilesInEEProm
+  std::optional<unsigned short> revision;
+  std::optional<bool> developer;
+};
+
+// The changes that the options "file" (TYPE=PATH), "revision" and "developer" ask for; reads the host files.
+// Throws Failure: 22 for a bad value, 5 for a file that cannot be read.
+[[nodiscard]] Changes ReadChanges(Arguments const& arguments, Environment const& environment);
+
+// The image that `base`, of the EEPROM's size, becomes when Brindle makes the changes: files by increasing
+// type, then the settings. Throws Failure (5) when a file finds no room, or when a file, a new one or one
+// that `base` holds, could not be read back from the result at Brindle's next start.
+[[nodiscard]] std::vector<unsigned char> Apply(Changes const& changes, std::vector<unsigned char> base);
+
+// An erased image.
+[[nodiscard]] std::vector<unsigned char> ErasedImage();

@@ -1,0 +1,84 @@
+// What the commands of brindlectl share: their arguments, their surroundings, and how they fail.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <istream>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "i2c/I2CBus.h"
+
+inline constexpr char ProgramName[] = "brindlectl";
+
+// The exit codes, Brindle's own and one more.
+enum class ExitCode : int {
+  Success = 0,           // done, or nothing differs, or nothing is wrong
+  Found = 1,             // differences or problems were found
+  Failed = 5,            // something could not be read, written or stored
+  NotAccessible = 19,    // no EEPROM could be reached
+  InvalidArguments = 22  // nothing was done
+};
+
+// Supplies the bus of the board EEPROM, empty when there is none. The board is reserved for this process as
+// long as the bus is kept.
+using BusSource = std::function<std::shared_ptr<I2CBus>()>;
+
+// What a command may use besides its arguments. Borrows the streams.
+struct Environment {
+  std::istream& input;
+  std::ostream& output;    // results
+  std::ostream& messages;  // everything else, each line prefixed by the program's name
+  BusSource getBus;
+};
+
+// Prints one line: the program's name and `message`.
+void PrintMessage(Environment const& environment, std::string const& message);
+
+// Ends a command with `exitCode` and a message; the message names what failed and why.
+class Failure : public std::runtime_error {
+ public:
+  Failure(ExitCode code, std::string const& message) : std::runtime_error(message), exitCode(code) {}
+
+  const ExitCode exitCode;
+};
+
+// The operands and options of one command, in the order in which they were given.
+struct Arguments {
+  std::vector<std::string> operands;
+  std::vector<std::pair<std::string, std::string>> options;  // the name without its dashes, and the value
+
+  [[nodiscard]] bool Has(std::string const& option) const { return Value(option).has_value(); }
+  // The value of the option's last occurrence; empty text for an option that takes none.
+  [[nodiscard]] std::optional<std::string> Value(std::string const& option) const;
+};
+
+// The number that `text` is, decimal or hexadecimal (0x...). Throws Failure (22) when it is none, not
+// entirely one, or larger than `largest`.
+[[nodiscard]] unsigned long ParseNumber(std::string const& text, unsigned long largest);
+
+// The index of the file that `text` names: 1, 2, 3 or peripheral, upgrade, board. Throws Failure (22).
+[[nodiscard]] std::size_t ParseFileType(std::string const& text);
+
+// An option of a command. `value` names its value in the help, null when it takes none.
+struct Option {
+  char const* name;
+  char const* value;
+  char const* help;
+};
+
+struct Command {
+  char const* name;
+  char const* operands;  // as the help shows them
+  std::size_t fewest;    // operands
+  std::size_t most;
+  char const* help;
+  std::vector<Option> options;
+  // Returns the exit code, or throws Failure.
+  ExitCode (*run)(Arguments const& arguments, Environment const& environment);
+};

@@ -1,0 +1,152 @@
+#include "ctl/CommandLine.h"
+
+#include <getopt.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+
+#include "ctl/Commands.h"
+
+namespace {
+
+constexpr Option Json = {"json", nullptr, "print JSON"};
+constexpr Option Goldcrest = {"goldcrest", nullptr, "the board's chip is the one at 0x52, not 0x56"};
+constexpr Option File = {"file", "TYPE=PATH", "store the host file PATH; TYPE as in extract"};
+constexpr Option Revision = {"revision", "N", "set the baseboard revision, 0 to 65535"};
+constexpr Option Developer = {"developer", "on|off", "set or clear the developer-board flag"};
+
+const Command Commands[] = {
+    {"list", "[SOURCE]", 0, 1, "Shows settings, files, free room and problems.", {Json, Goldcrest}, List},
+    {"check", "[SOURCE]...", 0, SIZE_MAX, "Shows the problems alone.", {Json, Goldcrest}, Check},
+    {"extract",
+     "SOURCE TYPE PATH",
+     3,
+     3,
+     "Copies the data of a stored file into the host file PATH, or to standard output (-).\n"
+     "TYPE is 1, 2, 3 or peripheral, upgrade, board.",
+     {Goldcrest},
+     Extract},
+    {"build",
+     "IMAGE",
+     1,
+     1,
+     "Makes a new image, as Brindle would write it onto an erased chip.",
+     {{"from", "SOURCE", "start from this content"}, File, Revision, Developer, Goldcrest},
+     Build},
+    {"diff", "SOURCE SOURCE", 2, 2, "Compares settings and files.", {Json, Goldcrest}, Diff},
+};
+
+void PrintUsage(std::ostream& output) {
+  output << "Usage: " << ProgramName << " COMMAND [OPTION...] [ARGUMENT...]\n\n";
+  for (Command const& command : Commands) {
+    const std::string help = command.help;
+    output << "  " << command.name << std::string(10 - std::string(command.name).size(), ' ')
+           << help.substr(0, help.find('\n')) << '\n';
+  }
+  output
+      << "\nSOURCE is an image file, - for standard input, or board (or nothing) for the board's chip.\n"
+         "\""
+      << ProgramName
+      << " COMMAND --help\" shows the options of a command.\n"
+         "Exit codes: 0 done, 1 differences or problems found, 5 failed, 19 no EEPROM, 22 bad arguments.\n";
+}
+
+std::string Synopsis(Command const& command) {
+  return std::string(ProgramName) + ' ' + command.name + " [OPTION...] " + command.operands;
+}
+
+void PrintHelp(Command const& command, std::ostream& output) {
+  constexpr std::size_t Column = 24;
+  output << "Usage: " << Synopsis(command) << "\n\n" << command.help << "\n\n";
+  for (Option const& option : command.options) {
+    std::string left = std::string("  --") + option.name;
+    if (option.value != nullptr) left += std::string("=") + option.value;
+    left.resize(std::max(left.size() + 1, Column), ' ');
+    output << left << option.help << '\n';
+  }
+}
+
+// `words` begins with the program's name. getopt_long itself says what it does not know.
+Arguments Parse(Command const& command, std::vector<std::string> words) {
+  std::vector<option> known;
+  for (Option const& each : command.options) {
+    known.push_back({each.name, each.value == nullptr ? no_argument : required_argument, nullptr, 0});
+  }
+  known.push_back({"help", no_argument, nullptr, 0});
+  known.push_back({});
+  std::vector<char*> argv;
+  argv.reserve(words.size() + 1);
+  for (std::string& word : words) argv.push_back(word.data());
+  argv.push_back(nullptr);
+
+  Arguments arguments;
+  const int argc = static_cast<int>(words.size());
+  optind = 0;  // makes getopt_long start afresh
+  while (true) {
+    int index = 0;
+    const int result = getopt_long(argc, argv.data(), "", known.data(), &index);
+    if (result == -1) break;
+    if (result != 0) throw Failure(ExitCode::InvalidArguments, "usage: " + Synopsis(command));
+    arguments.options.emplace_back(known[static_cast<std::size_t>(index)].name,
+                                   optarg == nullptr ? "" : optarg);
+  }
+  arguments.operands.assign(argv.begin() + optind, argv.begin() + argc);
+  return arguments;
+}
+
+Command const& FindCommand(std::string const& name) {
+  const auto* const found = std::find_if(std::begin(Commands), std::end(Commands),
+                                         [&name](Command const& command) { return command.name == name; });
+  if (found == std::end(Commands)) {
+    throw Failure(ExitCode::InvalidArguments, "no command \"" + name + "\"; see " + ProgramName + " --help");
+  }
+  return *found;
+}
+
+// `words` begins with the program's name.
+ExitCode Dispatch(std::vector<std::string> words, Environment const& environment) {
+  if (words.size() < 2) {
+    PrintUsage(environment.messages);
+    return ExitCode::InvalidArguments;
+  }
+  if (words[1] == "--help") {
+    PrintUsage(environment.output);
+    return ExitCode::Success;
+  }
+  if (words[1] == "--version") {
+    environment.output << ProgramName << ' ' << BRINDLE_VERSION << '\n';
+    return ExitCode::Success;
+  }
+  Command const& command = FindCommand(words[1]);
+  words.erase(words.begin());
+  words.front() = ProgramName;
+  const Arguments arguments = Parse(command, std::move(words));
+  if (arguments.Has("help")) {
+    PrintHelp(command, environment.output);
+    return ExitCode::Success;
+  }
+  const std::size_t count = arguments.operands.size();
+  if (count < command.fewest || count > command.most) {
+    throw Failure(ExitCode::InvalidArguments, "usage: " + Synopsis(command));
+  }
+  return command.run(arguments, environment);
+}
+
+ExitCode Run(std::vector<std::string> words, Environment const& environment) try {
+  const ExitCode code = Dispatch(std::move(words), environment);
+  if (environment.output.flush()) return code;
+  throw Failure(ExitCode::Failed, "standard output: cannot be written");
+} catch (Failure const& failure) {
+  PrintMessage(environment, failure.what());
+  return failure.exitCode;
+} catch (std::exception const& exception) {
+  PrintMessage(environment, exception.what());
+  return ExitCode::Failed;
+}
+
+}  // namespace
+
+int RunCommandLine(int argc, char const* const* argv, Environment const& environment) {
+  return static_cast<int>(Run({argv, argv + argc}, environment));
+}

@@ -1,0 +1,56 @@
+// What the content of an EEPROM means, as Brindle would find it at its next start: settings, files, and what
+// is wrong with them. Pure; any thread.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+enum class FileState {
+  Stored,    // Brindle reads it
+  Empty,     // an image of no data, which reads as no file
+  Damaged,   // the checksum is wrong
+  Reserved,  // file 1: room is kept, 0x4000 bytes at 0x0040
+  Absent     // the table describes no image
+};
+
+// A file as the table describes it. Addresses and sizes are in bytes. What the state leaves open has no
+// value: an absent file has none of them, a reserved one has a place only.
+struct FileContent {
+  FileState state = FileState::Absent;
+  std::optional<unsigned short> address;           // of the image
+  std::optional<unsigned short> size;              // of the image, with its two checksum bytes
+  std::optional<unsigned short> checksum;          // as stored
+  std::optional<unsigned short> computedChecksum;  // of the data
+  std::vector<unsigned char> data;                 // of a stored or damaged file
+};
+
+// Something that Brindle never leaves behind. `id` is fixed, `text` is a sentence; `files` are the indices of
+// the files that it concerns.
+struct Problem {
+  char const* id;
+  std::string text;
+  std::vector<std::size_t> files;
+};
+
+struct EepromContent {
+  std::optional<unsigned short> revision;      // no value when it is erased
+  std::optional<unsigned char> developerByte;  // 0xA5 set, 0x00 cleared, 0xFF erased
+  std::array<FileContent, 3> files;            // by EEPromHandler::FilesInEEProm
+  std::optional<unsigned long> freeBytes;      // bytes of the file area that belong to no image
+  std::vector<Problem> problems;
+};
+
+// Of an image that has not the size of the EEPROM only that problem is told; nothing else has a value.
+[[nodiscard]] EepromContent Inspect(std::span<unsigned char const> image);
+
+// "peripheral", "upgrade", "board".
+[[nodiscard]] char const* FileName(std::size_t file);
+
+// As it is called in texts: "file 2 (upgrade)".
+[[nodiscard]] std::string FileTitle(std::size_t file);
+
+// "stored", "empty", "damaged", "reserved", "absent".
+[[nodiscard]] char const* StateName(FileState state);

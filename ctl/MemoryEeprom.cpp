@@ -1,0 +1,21 @@
+#include "ctl/MemoryEeprom.h"
+
+MemoryEeprom::MemoryEeprom(std::vector<unsigned char>& image) : Eeprom(nullptr), memory(image) {}
+
+int MemoryEeprom::Read(unsigned short address, unsigned char* buffer, int length) {
+  for (int i = 0; i < length; ++i) buffer[i] = memory[(address + static_cast<unsigned int>(i)) % Size];
+  return length;
+}
+
+int MemoryEeprom::Write(unsigned short address, unsigned char const* data, int length) {
+  for (int i = 0; i < length; ++i) memory[(address + static_cast<unsigned int>(i)) % Size] = data[i];
+  return length;
+}
+
+bool MemoryEeprom::Erase(unsigned short address, unsigned short length) {
+  return WriteErased(address, length);
+}
+
+bool MemoryEeprom::EraseAll() {
+  return WriteErased(0, Size);
+}

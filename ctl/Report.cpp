@@ -1,0 +1,83 @@
+#include "ctl/Report.h"
+
+#include <cstdio>
+
+#include "eeprom/EEPromHelper.h"
+#include "eeprom/Eeprom.h"
+
+namespace {
+
+std::optional<bool> IsDeveloperBoard(EepromContent const& content) {
+  if (content.developerByte == EEPromHelper::DeveloperBoardEnabled) return true;
+  if (content.developerByte == EEPromHelper::DeveloperBoardDisabled) return false;
+  return std::nullopt;
+}
+
+void PrintFile(FileContent const& file, std::ostream& output) {
+  output << StateName(file.state);
+  if (file.address) output << ", " << *file.size << " bytes at " << Hex(*file.address);
+  if (file.checksum) output << ", " << file.data.size() << " of data, checksum " << Hex(*file.checksum);
+  if (file.checksum != file.computedChecksum) output << ", computed " << Hex(*file.computedChecksum);
+  output << '\n';
+}
+
+Json ToJson(FileContent const& file, std::size_t index) {
+  return {{"type", index + 1},
+          {"name", FileName(index)},
+          {"state", StateName(file.state)},
+          {"address", OrNull(file.address)},
+          {"size", OrNull(file.size)},
+          {"dataSize", file.checksum ? Json(file.data.size()) : Json()},
+          {"checksum", OrNull(file.checksum)},
+          {"computedChecksum", OrNull(file.computedChecksum)}};
+}
+
+}  // namespace
+
+std::string Hex(unsigned int value) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%04x", value);
+  return text;
+}
+
+std::string RevisionText(EepromContent const& content) {
+  return content.revision ? std::to_string(*content.revision) : "erased";
+}
+
+std::string DeveloperText(EepromContent const& content) {
+  if (const auto isSet = IsDeveloperBoard(content)) return *isSet ? "on" : "off";
+  return content.developerByte == Eeprom::ErasedByte ? "erased" : Hex(*content.developerByte);
+}
+
+void PrintText(EepromContent const& content, std::ostream& output) {
+  if (content.developerByte) {
+    output << "revision: " << RevisionText(content) << '\n'
+           << "developer board: " << DeveloperText(content) << '\n';
+    for (std::size_t file = 0; file < content.files.size(); ++file) {
+      output << FileTitle(file) << ": ";
+      PrintFile(content.files[file], output);
+    }
+    output << "free: " << *content.freeBytes << " bytes\n";
+  }
+  for (Problem const& problem : content.problems) output << "problem: " << problem.text << '\n';
+}
+
+Json ToJson(EepromContent const& content) {
+  Json files = Json::array();
+  for (std::size_t file = 0; file < content.files.size(); ++file) {
+    files.push_back(ToJson(content.files[file], file));
+  }
+  return {{"revision", OrNull(content.revision)},           {"developer", OrNull(IsDeveloperBoard(content))},
+          {"developerByte", OrNull(content.developerByte)}, {"files", files},
+          {"freeBytes", OrNull(content.freeBytes)},         {"problems", ToJson(content.problems)}};
+}
+
+Json ToJson(std::vector<Problem> const& problems) {
+  Json list = Json::array();
+  for (Problem const& problem : problems) {
+    Json types = Json::array();
+    for (const std::size_t file : problem.files) types.push_back(file + 1);
+    list.push_back({{"id", problem.id}, {"text", problem.text}, {"files", types}});
+  }
+  return list;
+}

@@ -1,0 +1,52 @@
+#include "ctl/Source.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+
+#include "ctl/MemoryEeprom.h"
+#include "eeprom/EEPromHelper.h"
+#include "eeprom/EepromFinder.h"
+
+std::unique_ptr<Eeprom> OpenBoard(Arguments const& arguments, Environment const& environment) {
+  using EEPromHelper::EEPromLocation;
+  const auto location =
+      arguments.Has("goldcrest") ? EEPromLocation::GoldcrestBaseboard : EEPromLocation::BaseboardDefault;
+  auto chip = EepromFinder::FindEeprom(environment.getBus(), EEPromHelper::SlaveAddress(location),
+                                       Eeprom::EepromType::Cat24c256);
+  if (!chip)
+    throw Failure(ExitCode::NotAccessible, "board: EEPROM not accessible (\"brindlectl doctor\" says why)");
+  return chip;
+}
+
+std::vector<unsigned char> ReadChip(Eeprom& chip) {
+  std::vector<unsigned char> content(chip.GetSizeInBytes());
+  const int size = static_cast<int>(content.size());
+  if (chip.Read(0, content.data(), size) != size)
+    throw Failure(ExitCode::Failed, "board: EEPROM not readable");
+  return content;
+}
+
+std::vector<unsigned char> ReadHostFile(std::string const& path, Environment const& environment) {
+  std::ifstream file;
+  if (path != "-") file.open(path, std::ios::binary);
+  std::istream& input = path == "-" ? environment.input : file;
+  std::vector<unsigned char> content(MemoryEeprom::Size + 1);
+  input.read(reinterpret_cast<char*>(content.data()), static_cast<std::streamsize>(content.size()));
+  if (!input && !input.eof()) throw Failure(ExitCode::Failed, path + ": " + std::strerror(errno));
+  content.resize(static_cast<std::size_t>(input.gcount()));
+  return content;
+}
+
+std::vector<unsigned char> ReadSource(std::string const& source, Arguments const& arguments,
+                                      Environment const& environment) {
+  if (!source.empty() && source != "board") return ReadHostFile(source, environment);
+  return ReadChip(*OpenBoard(arguments, environment));
+}
+
+std::vector<unsigned char> ReadImage(std::string const& source, Arguments const& arguments,
+                                     Environment const& environment) {
+  std::vector<unsigned char> image = ReadSource(source, arguments, environment);
+  if (image.size() != MemoryEeprom::Size) throw Failure(ExitCode::Failed, source + ": not 32768 bytes long");
+  return image;
+}

@@ -1,0 +1,30 @@
+// Where an EEPROM's content is read from: an image file, standard input ("-"), or the chip of the board
+// ("board", or an empty name).
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ctl/Command.h"
+#include "eeprom/Eeprom.h"
+
+// The chip of the board, at 0x52 with the option "goldcrest", else at 0x56. The board is reserved for this
+// process as long as the result is kept. Throws Failure (19) when there is none.
+[[nodiscard]] std::unique_ptr<Eeprom> OpenBoard(Arguments const& arguments, Environment const& environment);
+
+// The whole content of the chip. Throws Failure (5) when it cannot be read.
+[[nodiscard]] std::vector<unsigned char> ReadChip(Eeprom& chip);
+
+// The content of the file at `path`, or of standard input ("-"); of a larger one, the size of the EEPROM and
+// one byte more. Throws Failure (5) when it cannot be read.
+[[nodiscard]] std::vector<unsigned char> ReadHostFile(std::string const& path,
+                                                      Environment const& environment);
+
+// The content of a source; one that is no board can be of the wrong size, and is cut as by ReadHostFile.
+[[nodiscard]] std::vector<unsigned char> ReadSource(std::string const& source, Arguments const& arguments,
+                                                    Environment const& environment);
+
+// As ReadSource, but throws Failure (5) when the size is wrong.
+[[nodiscard]] std::vector<unsigned char> ReadImage(std::string const& source, Arguments const& arguments,
+                                                   Environment const& environment);

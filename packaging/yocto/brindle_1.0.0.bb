@@ -1,5 +1,6 @@
-# Builds the source tree that contains this recipe: add "packaging/yocto/*.bb" of that tree to BBFILES. The unit
-# tests need googletest from meta-openembedded. Written after the Yocto Project's documentation and not yet tried.
+# Builds the source tree that contains this recipe: add "packaging/yocto/*.bb" of that tree to BBFILES. brindlectl
+# needs nlohmann-json and the unit tests need googletest, both from meta-openembedded. Written after the Yocto
+# Project's documentation and not yet tried.
 SUMMARY = "Maintenance tool for the files and settings in the board EEPROM"
 SECTION = "console/utils"
 LICENSE = "CLOSED"
@@ -10,7 +11,8 @@ inherit cmake bash-completion ptest externalsrc
 
 EXTERNALSRC = "${@os.path.realpath(d.getVar('THISDIR') + '/../..')}"
 
-PACKAGECONFIG ??= "${@bb.utils.contains('PTEST_ENABLED', '1', 'tests', '', d)}"
+PACKAGECONFIG ??= "ctl ${@bb.utils.contains('PTEST_ENABLED', '1', 'tests', '', d)}"
+PACKAGECONFIG[ctl] = "-DBRINDLE_BUILD_CTL=ON,-DBRINDLE_BUILD_CTL=OFF,nlohmann-json"
 PACKAGECONFIG[tests] = "-DBRINDLE_BUILD_TESTS=ON,-DBRINDLE_BUILD_TESTS=OFF,googletest"
 
 # Lists the tests when they run: the build machine cannot execute the programs.

@@ -1,8 +1,10 @@
 // The commands of brindlectl that work on images, run in process: what they print, how they end, what they
 // leave.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <filesystem>
 #include <map>
 #include <sstream>
@@ -115,6 +117,7 @@ TEST_F(ImageCommands, NameStatesAndProblems) {
       {8, "\xFC\x7F\x04\x00"s, "stored damaged stored damaged "},
       {8, "\xFC\x7F\x05\x00"s, "stored damaged stored damaged beyond-end "},
       {8, "\xC0\x80\x05\x00"s, "stored stored stored beyond-end "},
+      {8, "\x40\x00\x00\x40"s, "stored damaged stored damaged overlap overlap "},
       {12, "\x00\x01\x10\x7F"s, "stored stored damaged damaged beyond-end over-table "},
       {12, "\x00\x01\x41\x7F"s, "stored stored damaged damaged beyond-end over-table overlap "},
       {0xC2, "b", "stored damaged stored damaged "},
@@ -176,6 +179,14 @@ TEST_F(ImageCommands, CompareContentAndNotPlaces) {
   EXPECT_NE(ContentOf(inOrder), ContentOf(otherOrder));
   EXPECT_EQ(Run({"diff", inOrder, otherOrder}).output, "same content, different layout\n");
   EXPECT_EQ(Run({"diff", inOrder, inOrder}).output, "");
+  for (const std::size_t at : {0x4040, 0x4042}) {  // in the stored checksum, and in the data
+    std::string damaged = ContentOf(inOrder);
+    damaged[at] = 'q';
+    const std::string path = folder.File("damaged", damaged);
+    EXPECT_EQ(Run({"diff", path, path}).code, 0);
+    damaged[at] = 'r';
+    EXPECT_EQ(Run({"diff", path, "-"}, damaged).code, 1);
+  }
   const Result different =
       Run({"diff", inOrder, "-"}, Image({File("2", "ab"), "--revision=1", "--developer=on"}));
   EXPECT_EQ(different.code, 1);
@@ -214,7 +225,14 @@ TEST_F(ImageCommands, ExtractNeitherAbsentNorDamagedFiles) {
 TEST_F(ImageCommands, BuildNothingThatCannotBeReadBack) {
   const std::string image = folder.File("image", "as it was");
   const std::string full = folder.File("full", Image({File("1", Text(16000)), File("2", Text(16000))}));
+  std::string wrapped(32768, '\xFF');  // the image of file 2 ends in the revision
+  wrapped.replace(8, 4, "\xFD\x7F\x05\x00", 4)
+      .replace(0x7FFD, 3,
+               "\xC7\x68"
+               "a")
+      .replace(0, 2, "bc");
   const std::vector<std::vector<std::string>> cases = {
+      {"--from", folder.File("wrapped", wrapped), "--revision=7"},
       {File("2", "")},
       {File("1", Text(16382, '\xFF'))},
       {File("1", Text(32768))},
@@ -246,10 +264,22 @@ TEST_F(ImageCommands, ReplaceAnImageAtOnce) {
   const std::filesystem::path root = std::filesystem::path(image).parent_path();
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(root), {}), 3);
 
+  // As on a full disk: nothing is left over.
+  rlimit unlimited{};
+  getrlimit(RLIMIT_FSIZE, &unlimited);
+  const rlimit small = {100, unlimited.rlim_max};
+  std::signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &small);
+  EXPECT_EQ(Run({"build", image, "--revision=1"}).code, 5);
+  setrlimit(RLIMIT_FSIZE, &unlimited);
+  EXPECT_EQ(ContentOf(image), std::string(32768, '\xFF'));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(root), {}), 3);
+
   EXPECT_EQ(Run({"build", root}).code, 5);
   EXPECT_EQ(Run({"build", folder / "missing/image"}).code, 5);
-  EXPECT_EQ(Run({"build", "/dev/null"}).code, 5);
-  EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+  mkfifo((folder / "pipe").c_str(), 0600);
+  EXPECT_EQ(Run({"build", folder / "pipe"}).code, 5);
+  EXPECT_TRUE(std::filesystem::is_fifo(folder / "pipe"));
 }
 
 TEST_F(ImageCommands, RefuseBadArguments) {
@@ -304,6 +334,7 @@ TEST_F(ImageCommands, GoOnCheckingAfterASourceThatCannotBeRead) {
   EXPECT_EQ(result.code, 5);
   EXPECT_EQ(result.output, folder / "short: the image has 3 bytes instead of 32768\n");
   EXPECT_EQ(Run({"check", image, "board"}).code, 19);
+  EXPECT_EQ(Run({"check", "-"}, std::string(32769, '\xFF')).code, 1);
 }
 
 TEST_F(ImageCommands, FailWhenTheirOutputIsNotTaken) {

@@ -47,10 +47,14 @@ bool FlushFolder(std::string const& path) {
   return flushed;
 }
 
+// Throws what the last system call says.
+[[noreturn]] void Fail(std::string const& path) {
+  throw Failure(ExitCode::Failed, path + ": " + std::strerror(errno));
+}
+
 }  // namespace
 
 void WriteAtomically(std::string const& path, std::span<unsigned char const> data) {
-  const auto fail = [&path] { throw Failure(ExitCode::Failed, path + ": " + std::strerror(errno)); };
   const std::string target = Resolved(path);
   struct stat existing {};
   const bool exists = stat(target.c_str(), &existing) == 0;
@@ -59,7 +63,7 @@ void WriteAtomically(std::string const& path, std::span<unsigned char const> dat
   const SignalHold hold;
   std::string beside = target + ".XXXXXX";
   const int fd = mkostemp(beside.data(), O_CLOEXEC);
-  if (fd < 0) fail();
+  if (fd < 0) Fail(path);
   const mode_t mode = exists ? existing.st_mode & 07777 : NewFileMode();
   bool written = WriteFully(fd, data) && fchmod(fd, mode) == 0 && fsync(fd) == 0;
   written = close(fd) == 0 && written;
@@ -67,7 +71,11 @@ void WriteAtomically(std::string const& path, std::span<unsigned char const> dat
     const int error = errno;
     unlink(beside.c_str());
     errno = error;
-    fail();
+    Fail(path);
   }
-  if (!FlushFolder(target)) fail();
+  if (!FlushFolder(target)) Fail(path);
+}
+
+void RemoveDurably(std::string const& path) {
+  if (unlink(path.c_str()) != 0 || !FlushFolder(path)) Fail(path);
 }

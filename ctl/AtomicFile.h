@@ -9,3 +9,6 @@
 // anything but regular files. Throws Failure (5); unless it was the folder that could not be flushed, the
 // file is then as it was. Signals that ask the process to end wait until it is done.
 void WriteAtomically(std::string const& path, std::span<unsigned char const> data);
+
+// Removes the file at `path` and flushes its folder. Throws Failure (5).
+void RemoveDurably(std::string const& path);

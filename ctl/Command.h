@@ -35,6 +35,7 @@ struct Environment {
   std::ostream& output;    // results
   std::ostream& messages;  // everything else, each line prefixed by the program's name
   BusSource getBus;
+  bool onTerminal = false;  // whether the messages go to a terminal, which is shown progress
 };
 
 // Prints one line: the program's name and `message`.

@@ -14,6 +14,7 @@ constexpr Option Json = {"json", nullptr, "print JSON"};
 constexpr Option Goldcrest = {"goldcrest", nullptr, "the board's chip is the one at 0x52, not 0x56"};
 constexpr Option File = {"file", "TYPE=PATH", "store the host file PATH; TYPE as in extract"};
 constexpr Option Revision = {"revision", "N", "set the baseboard revision, 0 to 65535"};
+constexpr Option Journal = {"journal", "DIR", "keep the journal in DIR, not in /var/lib/brindle"};
 constexpr Option Developer = {"developer", "on|off", "set or clear the developer-board flag"};
 
 const Command Commands[] = {
@@ -35,6 +36,29 @@ const Command Commands[] = {
      {{"from", "SOURCE", "start from this content"}, File, Revision, Developer, Goldcrest},
      Build},
     {"diff", "SOURCE SOURCE", 2, 2, "Compares settings and files.", {Json, Goldcrest}, Diff},
+    {"update",
+     "[IMAGE]",
+     0,
+     1,
+     "Brings the chip to the content of IMAGE, or makes the changes, and compares.\n"
+     "A power cut costs nothing: \"brindlectl recover\" then finishes the update.",
+     {File,
+      Revision,
+      Developer,
+      {"keep-settings", nullptr, "keep the chip's settings, bytes 0 to 3, with IMAGE"},
+      {"dry-run", nullptr, "show which pages would be written, and how long it takes"},
+      {"force", nullptr, "in spite of problems of IMAGE and of an update that was cut off"},
+      Goldcrest,
+      Journal,
+      {"no-journal", nullptr, "do without; a power cut then costs the content"}},
+     Update},
+    {"recover",
+     "",
+     0,
+     0,
+     "Finishes an update that was cut off, if there is one.",
+     {{"force", nullptr, "also when something was stored since"}, Journal},
+     Recover},
 };
 
 void PrintUsage(std::ostream& output) {

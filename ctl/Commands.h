@@ -8,3 +8,5 @@ ExitCode Check(Arguments const& arguments, Environment const& environment);
 ExitCode Extract(Arguments const& arguments, Environment const& environment);
 ExitCode Diff(Arguments const& arguments, Environment const& environment);
 ExitCode Build(Arguments const& arguments, Environment const& environment);
+ExitCode Update(Arguments const& arguments, Environment const& environment);
+ExitCode Recover(Arguments const& arguments, Environment const& environment);

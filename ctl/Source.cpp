@@ -3,20 +3,27 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <utility>
 
 #include "ctl/MemoryEeprom.h"
 #include "eeprom/EEPromHelper.h"
 #include "eeprom/EepromFinder.h"
 
-std::unique_ptr<Eeprom> OpenBoard(Arguments const& arguments, Environment const& environment) {
+unsigned short ChipAddress(Arguments const& arguments) {
   using EEPromHelper::EEPromLocation;
-  const auto location =
-      arguments.Has("goldcrest") ? EEPromLocation::GoldcrestBaseboard : EEPromLocation::BaseboardDefault;
-  auto chip = EepromFinder::FindEeprom(environment.getBus(), EEPromHelper::SlaveAddress(location),
-                                       Eeprom::EepromType::Cat24c256);
+  return EEPromHelper::SlaveAddress(arguments.Has("goldcrest") ? EEPromLocation::GoldcrestBaseboard
+                                                               : EEPromLocation::BaseboardDefault);
+}
+
+std::unique_ptr<Eeprom> OpenChip(std::shared_ptr<I2CBus> bus, unsigned short slave) {
+  auto chip = EepromFinder::FindEeprom(std::move(bus), slave, Eeprom::EepromType::Cat24c256);
   if (!chip)
     throw Failure(ExitCode::NotAccessible, "board: EEPROM not accessible (\"brindlectl doctor\" says why)");
   return chip;
+}
+
+std::unique_ptr<Eeprom> OpenBoard(Arguments const& arguments, Environment const& environment) {
+  return OpenChip(environment.getBus(), ChipAddress(arguments));
 }
 
 std::vector<unsigned char> ReadChip(Eeprom& chip) {

@@ -9,7 +9,13 @@
 #include "ctl/Command.h"
 #include "eeprom/Eeprom.h"
 
-// The chip of the board, at 0x52 with the option "goldcrest", else at 0x56. The board is reserved for this
+// The I2C address of the board's chip: 0x52 with the option "goldcrest", else 0x56.
+[[nodiscard]] unsigned short ChipAddress(Arguments const& arguments);
+
+// The chip at `slave`, with a share of the bus. Throws Failure (19) when there is no bus or no chip.
+[[nodiscard]] std::unique_ptr<Eeprom> OpenChip(std::shared_ptr<I2CBus> bus, unsigned short slave);
+
+// The chip of the board, at ChipAddress. The board is reserved for this
 // process as long as the result is kept. Throws Failure (19) when there is none.
 [[nodiscard]] std::unique_ptr<Eeprom> OpenBoard(Arguments const& arguments, Environment const& environment);
 

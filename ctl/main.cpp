@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <iostream>
 
 #include "ctl/CommandLine.h"
@@ -22,5 +24,5 @@ std::shared_ptr<I2CBus> GetBus() {
 
 int main(int argc, char* argv[]) {
   PrepareProcess();
-  return RunCommandLine(argc, argv, {std::cin, std::cout, std::cerr, GetBus});
+  return RunCommandLine(argc, argv, {std::cin, std::cout, std::cerr, GetBus, isatty(STDERR_FILENO) != 0});
 }

@@ -1,0 +1,54 @@
+// What it takes to finish an update that was cut off, and the file in which it is kept meanwhile.
+//
+// The file, numbers little-endian, addresses and lengths in bytes:
+//
+//       0      8  "BRINDLEJ"
+//       8      2  version of this format, 1
+//      10      2  7-bit I2C address of the chip
+//      12  32768  content of the chip before the update
+//   32780  32768  content to bring it to
+//   65548      4  CRC-32 (as in IEEE 802.3) of all bytes before
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+struct Journal {
+  unsigned short slave = 0;
+  std::vector<unsigned char> old;  // of the EEPROM's size, as is the target
+  std::vector<unsigned char> target;
+
+  [[nodiscard]] std::vector<unsigned char> Encode() const;
+  // No value when the size, the version or the checksum is wrong.
+  [[nodiscard]] static std::optional<Journal> Decode(std::span<unsigned char const> bytes);
+};
+
+// The file of the journal, which is there while an update is under way or was cut off.
+class JournalFile {
+ public:
+  // Made by the package.
+  static constexpr char DefaultFolder[] = "/var/lib/brindle";
+
+  explicit JournalFile(std::filesystem::path const& folder);
+
+  [[nodiscard]] std::string Path() const { return path.string(); }
+
+  // Whether there is a file, whatever it holds. One that cannot be looked for counts as there.
+  [[nodiscard]] bool Exists() const;
+
+  // No value when there is no file. Throws Failure (5) when it cannot be read or is no whole journal.
+  [[nodiscard]] std::optional<Journal> Read() const;
+
+  // Each is on the disk when it returns. Write replaces an older file at once; to remove no file succeeds.
+  // Throw Failure (5); a failed Write leaves no journal where there was none.
+  void Write(Journal const& journal) const;
+  void Remove() const;
+
+ private:
+  void RemoveLeftovers() const;
+
+  std::filesystem::path path;
+};

@@ -1,0 +1,81 @@
+#include "ctl/Updater.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "ctl/Command.h"
+#include "ctl/Source.h"
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+bool IsSamePage(std::size_t page, Bytes const& left, Bytes const& right) {
+  const auto offset = static_cast<std::ptrdiff_t>(page * Updater::PageSize);
+  return std::equal(left.begin() + offset, left.begin() + offset + Updater::PageSize, right.begin() + offset);
+}
+
+// The pages of `content` that are neither the old nor the target's ones.
+std::vector<std::size_t> ForeignPages(Bytes const& content, Journal const& journal) {
+  std::vector<std::size_t> pages = DifferingPages(content, journal.target);
+  std::erase_if(pages, [&](std::size_t page) { return IsSamePage(page, content, journal.old); });
+  return pages;
+}
+
+}  // namespace
+
+std::vector<std::size_t> DifferingPages(Bytes const& content, Bytes const& target) {
+  std::vector<std::size_t> pages;
+  for (std::size_t i = 1; i <= Updater::Pages; ++i) {
+    const std::size_t page = i % Updater::Pages;
+    if (!IsSamePage(page, content, target)) pages.push_back(page);
+  }
+  return pages;
+}
+
+Updater::Updater(Eeprom& borrowedChip) : chip(borrowedChip) {
+  const auto start = std::chrono::steady_clock::now();
+  content = ReadChip(chip);
+  readSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+unsigned long Updater::Seconds(std::size_t pages) const {
+  constexpr double WritePause = 0.006;  // the driver's, after each page
+  const double seconds = readSeconds + static_cast<double>(pages) * (readSeconds / Pages + WritePause);
+  return static_cast<unsigned long>(seconds) + 1;
+}
+
+bool Updater::IsCutOff(Journal const& journal) {
+  ReadAgain(ForeignPages(content, journal));
+  const std::vector<std::size_t> foreign = ForeignPages(content, journal);
+  if (foreign.empty()) return true;
+  return foreign.size() == 1 && !IsSamePage(foreign.front(), journal.old, journal.target);
+}
+
+void Updater::Run(Bytes const& target, Progress const& progress) {
+  if (content == target) return;
+  constexpr int Rounds = 3;
+  for (int round = 0; round < Rounds; ++round) {
+    const std::vector<std::size_t> pages = DifferingPages(content, target);
+    for (std::size_t i = 0; i < pages.size(); ++i) {
+      const std::size_t offset = pages[i] * PageSize;
+      // A page that the chip refuses shows when it is read back.
+      chip.Write(static_cast<unsigned short>(offset), target.data() + offset, PageSize);
+      progress(i + 1, pages.size());
+    }
+    // Nothing but one undisturbed reading shows that all is right; the second one shows what to write again.
+    content = ReadChip(chip);
+    if (content == target) return;
+    ReadAgain(DifferingPages(content, target));
+  }
+  throw Failure(ExitCode::Failed, "board: EEPROM does not hold what was written");
+}
+
+// One bad transfer shifts what is read after it, so a page is not taken for different by one reading.
+void Updater::ReadAgain(std::vector<std::size_t> const& pages) {
+  for (const std::size_t page : pages) {
+    const std::size_t offset = page * PageSize;
+    if (chip.Read(static_cast<unsigned short>(offset), content.data() + offset, PageSize) != PageSize)
+      throw Failure(ExitCode::Failed, "board: EEPROM not readable");
+  }
+}

@@ -59,6 +59,7 @@ const Command Commands[] = {
      "Finishes an update that was cut off, if there is one.",
      {{"force", nullptr, "also when something was stored since"}, Journal},
      Recover},
+    {"doctor", "", 0, 0, "Shows why Brindle finds no EEPROM, and what to do.", {Json, Goldcrest}, Doctor},
 };
 
 void PrintUsage(std::ostream& output) {

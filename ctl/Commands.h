@@ -10,3 +10,4 @@ ExitCode Diff(Arguments const& arguments, Environment const& environment);
 ExitCode Build(Arguments const& arguments, Environment const& environment);
 ExitCode Update(Arguments const& arguments, Environment const& environment);
 ExitCode Recover(Arguments const& arguments, Environment const& environment);
+ExitCode Doctor(Arguments const& arguments, Environment const& environment);

@@ -1,0 +1,225 @@
+#include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "ctl/Commands.h"
+#include "ctl/Journal.h"
+#include "ctl/Json.h"
+#include "ctl/Report.h"
+#include "ctl/Source.h"
+#include "eeprom/STM32MP2EepromBus.h"
+#include "i2c/I2CBusHelper.h"
+#include "i2c/LinuxI2CFactory.h"
+#include "platform/DirectoryLock.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Finding {
+  char const* id;
+  std::string text;
+  std::string remedy;  // a command line or an advice; empty when nothing is wrong
+};
+
+bool IsWell(std::vector<Finding> const& findings) {
+  return std::all_of(findings.begin(), findings.end(),
+                     [](Finding const& finding) { return finding.remedy.empty(); });
+}
+
+std::string FirstLine(fs::path const& path) {
+  std::ifstream file(path);
+  std::string line;
+  std::getline(file, line);
+  return line;
+}
+
+std::string UserName(uid_t user) {
+  const passwd* const entry = getpwuid(user);
+  return entry == nullptr ? std::to_string(user) : entry->pw_name;
+}
+
+std::string GroupName(gid_t group) {
+  const ::group* const entry = getgrgid(group);
+  return entry == nullptr ? std::to_string(group) : entry->gr_name;
+}
+
+// The process that took a lock (flock) on the directory; empty when the kernel does not tell, or when only a
+// child that inherited the lock is left.
+std::string LockHolder(fs::path const& directory) {
+  struct stat status {};
+  char place[64];
+  if (stat(directory.c_str(), &status) != 0) return {};
+  std::snprintf(place, sizeof place, "%02x:%02x:%lu", major(status.st_dev), minor(status.st_dev),
+                static_cast<unsigned long>(status.st_ino));
+  std::ifstream locks("/proc/locks");
+  for (std::string line; std::getline(locks, line);) {
+    std::istringstream words(line);
+    std::string number, kind, isMandatory, access, process, locked;
+    words >> number >> kind >> isMandatory >> access >> process >> locked;
+    if (kind == "FLOCK" && locked == place && fs::exists("/proc/" + process)) return process;
+  }
+  return {};
+}
+
+// Goes the way that Brindle goes to the chip, from the kernel's list of adapters to a one-byte read, and
+// collects what it finds. Nothing that is wrong ends it; the chip is asked when everything before is right.
+class Examination {
+ public:
+  explicit Examination(unsigned short chipAddress) : slave(chipAddress), name("0x" + Hex(slave).substr(4)) {}
+
+  std::vector<Finding> Run() {
+    if (const std::string adapter = FindAdapter(); !adapter.empty()) {
+      Ok("adapter", "the EEPROM's controller is " + adapter);
+      ExamineNode("/dev/" + adapter);
+      ExamineDriver(adapter.substr(adapter.find('-') + 1));
+    }
+    ReserveBoard();
+    if (IsWell(findings)) AskChip();
+    LookForJournal();
+    return std::move(findings);
+  }
+
+ private:
+  void Ok(char const* id, std::string const& text) { findings.push_back({id, text, ""}); }
+  void Cause(char const* id, std::string const& text, std::string const& remedy) {
+    findings.push_back({id, text, remedy});
+  }
+
+  // The name of the EEPROM's adapter in the kernel's list, as in "i2c-5"; empty when there is none.
+  std::string FindAdapter() {
+    const unsigned long controller = *I2C::GetBusAddress(I2C::Bus::I2C4);
+    std::string others;
+    std::error_code error;
+    for (auto const& entry : fs::directory_iterator(LinuxI2CFactory::DevicesDirectory(), error)) {
+      std::string adapter = entry.path().filename();
+      if (!adapter.starts_with("i2c-")) continue;
+      const std::string text = FirstLine(entry.path() / "name");
+      const auto address = text.find("I2C(0x");
+      if (address != std::string::npos && std::strtoul(&text[address + 4], nullptr, 16) == controller) {
+        return adapter;
+      }
+      others.append("; there is ").append(adapter).append(", ").append(text);
+    }
+    if (error) {
+      Cause("kernel", "the kernel has no I2C: no " + LinuxI2CFactory::DevicesDirectory().string(),
+            "use a kernel with CONFIG_I2C and the driver of the board's I2C controllers");
+    } else {
+      Cause("adapter", "no adapter has the address " + Hex(static_cast<unsigned int>(controller)) + others,
+            "enable the controller in the device tree, and its driver in the kernel");
+    }
+    return {};
+  }
+
+  void ExamineNode(std::string const& node) {
+    struct stat status {};
+    if (stat(node.c_str(), &status) != 0) {
+      return Cause("node", "the adapter has no " + node + ": i2c-dev is not loaded", "modprobe i2c-dev");
+    }
+    const std::string owner = UserName(status.st_uid) + ":" + GroupName(status.st_gid);
+    const int fd = open(node.c_str(), O_RDWR | O_CLOEXEC);
+    if (fd >= 0) {
+      close(fd);
+      return Ok("node", node + " can be opened; it belongs to " + owner);
+    }
+    if (errno != EACCES) return Cause("node", node + ": " + std::strerror(errno), "modprobe i2c-dev");
+    const std::string user = UserName(geteuid());
+    constexpr mode_t GroupAccess = S_IRGRP | S_IWGRP;
+    const bool hasGroup = status.st_gid != 0 && (status.st_mode & GroupAccess) == GroupAccess;
+    const std::string join = "usermod --append --groups " +
+                             (hasGroup ? GroupName(status.st_gid) : std::string("brindle")) + " " + user;
+    Cause("permission", user + " may not open " + node + ", which belongs to " + owner,
+          hasGroup ? join
+                   : "groupadd --system --force brindle && " + join +
+                         " && cp /usr/share/doc/brindle/examples/70-brindle.rules /etc/udev/rules.d/ && "
+                         "udevadm trigger --settle " +
+                         node);
+  }
+
+  void ExamineDriver(std::string const& bus) {
+    const std::string device = bus + "-" + Hex(slave).substr(2);
+    const fs::path link = LinuxI2CFactory::DevicesDirectory() / device / "driver";
+    std::error_code error;
+    const std::string driver = fs::read_symlink(link, error).filename();
+    if (error) return Ok("driver", "no driver of the kernel holds " + name);
+    Cause("driver", "the kernel's driver " + driver + " holds " + name + " (" + device + ")",
+          "echo " + device + " >/sys/bus/i2c/drivers/" + driver + "/unbind");
+  }
+
+  // As long as the examination lasts, so that the chip is not asked in the middle of another process's read.
+  void ReserveBoard() {
+    fs::path const& devices = LinuxI2CFactory::DevicesDirectory();
+    if (reservation.Acquire(devices, 0)) return Ok("lock", "no other process holds the board");
+    const std::string process = LockHolder(devices);
+    if (process.empty()) return Cause("lock", "another process holds the board", "wait until it has ended");
+    Cause("lock",
+          "process " + process + " (" + FirstLine("/proc/" + process + "/comm") +
+              ") holds the board; others wait up to 30 seconds for it",
+          "kill " + process);
+  }
+
+  void AskChip() {
+    try {
+      const auto chip = OpenChip(EepromBus::Get(), slave);
+      Ok("chip", "the EEPROM at " + name + " answers");
+    } catch (Failure const&) {
+      Cause("chip", "no EEPROM answers at " + name,
+            "check the chip's supply and address pins, and the lines of the bus");
+    }
+  }
+
+  void LookForJournal() try {
+    const JournalFile journal(JournalFile::DefaultFolder);
+    if (!journal.Read()) return Ok("journal", "no update was cut off");
+    Cause("journal", "an update was cut off; its journal is " + journal.Path(), "brindlectl recover");
+  } catch (Failure const& failure) {
+    Cause("journal", failure.what(), "update the EEPROM anew: brindlectl update --force IMAGE");
+  }
+
+  unsigned short slave;
+  std::string name;  // of the chip, by its address: "0x56"
+  DirectoryLock reservation;
+  std::vector<Finding> findings;
+};
+
+void PrintText(std::vector<Finding> const& findings, std::ostream& output) {
+  for (Finding const& finding : findings) {
+    output << (finding.remedy.empty() ? "ok: " : "cause: ") << finding.text << '\n';
+    if (!finding.remedy.empty()) output << "  do: " << finding.remedy << '\n';
+  }
+}
+
+Json ToJson(std::vector<Finding> const& findings) {
+  Json list = Json::array();
+  for (Finding const& finding : findings) {
+    const bool isOk = finding.remedy.empty();
+    list.push_back({{"id", finding.id},
+                    {"ok", isOk},
+                    {"text", finding.text},
+                    {"do", isOk ? Json() : Json(finding.remedy)}});
+  }
+  return list;
+}
+
+}  // namespace
+
+ExitCode Doctor(Arguments const& arguments, Environment const& environment) {
+  const std::vector<Finding> findings = Examination(ChipAddress(arguments)).Run();
+  const bool isWell = IsWell(findings);
+  if (arguments.Has("json")) {
+    Print({{"ok", isWell}, {"findings", ToJson(findings)}}, environment.output);
+  } else {
+    PrintText(findings, environment.output);
+  }
+  return isWell ? ExitCode::Success : ExitCode::Found;
+}

@@ -18,6 +18,11 @@ PACKAGECONFIG[tests] = "-DBRINDLE_BUILD_TESTS=ON,-DBRINDLE_BUILD_TESTS=OFF,googl
 # Lists the tests when they run: the build machine cannot execute the programs.
 EXTRA_OECMAKE += "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"
 
+# For the journal of an update.
+do_install:append() {
+    install -d ${D}${localstatedir}/lib/brindle
+}
+
 do_install_ptest() {
     install -d ${D}${PTEST_PATH}/tests
     find ${B}/tests -type f -perm -u+x -name '*[Tt]est' -exec install -m 0755 {} ${D}${PTEST_PATH}/tests \;

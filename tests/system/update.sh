@@ -1,0 +1,90 @@
+# brindlectl's update, recover and doctor on one board: what only whole processes, folders and locks show.
+
+mount -t tmpfs none /var/lib # hides that of this machine
+mkdir /var/lib/brindle
+journal=/var/lib/brindle/journal
+
+bytes 2000 >upgrade
+bytes 2001 >other
+brindlectl build --file 2=upgrade --revision 5 first
+brindlectl build --file 2=other --revision 6 second
+
+cp "$IMAGE" before
+mkdir full readonly
+mount -t tmpfs -o size=40k none full
+mount -t tmpfs -o ro none readonly
+for folder in full readonly missing; do
+  expect 5 brindlectl update first --journal $folder
+  same before "$IMAGE"
+done
+equal "left in the full folder" "$(ls full)" ""
+
+rmdir /var/lib/brindle
+expect 0 brindlectl update first --no-journal
+equal "result" "$output" "updated, 33 of 512 pages written, compared"
+mkdir /var/lib/brindle
+same first "$IMAGE"
+expect 0 brindlectl recover
+equal "result of recover without a journal" "$output" ""
+run script -qec "brindlectl update second" </dev/null
+says ' of 33 pages, 51 %, '
+same second "$IMAGE"
+
+wait_for_journal() {
+  until [ -e $journal ]; do sleep 0.01; done
+}
+
+env --default-signal=TERM brindlectl update first >result &
+wait_for_journal
+kill -TERM $!
+code=0
+wait $! || code=$?
+equal "exit code and result" "$code $(cut -c 1-8 result)" "143 updated,"
+same first "$IMAGE"
+
+brindlectl update second &
+wait_for_journal
+kill -KILL $!
+wait $! || true
+expect 5 brindlectl update first
+says "recover first"
+
+# doctor names the one cause, and what it says to do removes it.
+take_advice() { # CAUSE OPTION...
+  cause=$1
+  shift
+  expect 1 brindlectl doctor "$@"
+  says "cause: $cause"
+  echo "$output" | sed -n 's/^  do: //p' >advice
+  check "$(cat advice)" sh ./advice
+}
+take_advice "an update was cut off"
+same second "$IMAGE"
+brindle 19 /BS 3 Goldcrest
+take_advice "the kernel's driver at24 holds 0x52 (5-0052)" --goldcrest
+brindle 0 /BS 3 Goldcrest
+expect 0 brindlectl doctor --goldcrest
+flock --no-fork /sys/bus/i2c/devices sleep 100 &
+until grep -q sleep "/proc/$!/comm"; do sleep 0.01; done
+take_advice "process $! (sleep) holds the board"
+brindle 0 /DS 1
+expect 0 brindlectl doctor
+
+mv /sys/bus/i2c/devices/i2c-5/name name
+expect 1 brindlectl doctor --json
+equal "findings" "$(echo "$output" | jq -c '[.ok, (.findings[] | .id, .ok)]')" \
+  '[false,"adapter",false,"lock",true,"journal",true]'
+mv name /sys/bus/i2c/devices/i2c-5/name
+
+jobs=
+for i in 1 2 3 4 5 6 7 8 9 10; do
+  bytes 40$i >"content$i"
+  brindlectl update --file "board=content$i" >/dev/null &
+  jobs="$jobs $!"
+  Brindle /W 1 "content$i" >/dev/null &
+  jobs="$jobs $!"
+done
+for job in $jobs; do check "one of ten updates and ten writes at once succeeds" wait "$job"; done
+expect 0 brindlectl check
+brindlectl extract board board last
+equal "number of updates that are stored" "$(find . -name 'content*' -exec cmp -s last {} \; -print | wc -l)" 1

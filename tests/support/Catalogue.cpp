@@ -157,7 +157,7 @@ Command AnyWrite(Random const& below, Bytes const& memory) {
     case 0:
       size = entry.size;
       break;
-    case 1:  // to the end of the chip, from the entry or from behind it, or one byte further
+    case 1:  // to the end of the chip, from the entry or from after it, or one byte further
       size = (entry.address + below(2) * (entry.size + 63)) / 64 * 64;
       size = (ChipSize - size) % 0x10000 + below(2);
       break;

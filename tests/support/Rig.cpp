@@ -21,7 +21,8 @@ bool Outcome::IsOrderly() const {
 
 Rig::Rig(ChipBus::Path path, unsigned int attempts, chip_kind kind, unsigned short slave)
     : chip(kind, slave),
-      bus(std::make_shared<ChipBus>(std::initializer_list{&chip, &goldcrest}, path, attempts)) {}
+      bus(std::make_shared<ChipBus>(std::initializer_list<EmulatedChip*>{&chip, &goldcrest}, path,
+                                    attempts)) {}
 
 void Rig::Load(Bytes const& contents) {
   std::copy(contents.begin(), contents.end(), chip.Memory().begin());

@@ -54,7 +54,7 @@ class StoreModel {
   // No value where a write in the usual place does not fit or would overwrite another readable file.
   [[nodiscard]] std::optional<Expectation> Expect(Command const& command) const;
 
-  // Whether a write has so much room that it may not be refused: behind all images that have a place there is
+  // Whether a write has so much room that it may not be refused: after all images that have a place there is
   // enough for the new image and all readable ones.
   [[nodiscard]] bool HasAmpleRoom(Command const& write) const;
 

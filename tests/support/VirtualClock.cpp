@@ -26,7 +26,7 @@ void Advance(std::uint64_t nanoseconds) {
 
 }  // namespace VirtualClock
 
-// The linker's names for a wrapped function and for the one behind it.
+// The linker's names for a wrapped function and for the one that it wraps.
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" {
 

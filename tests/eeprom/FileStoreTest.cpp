@@ -78,6 +78,7 @@ PlacementCase const PlacementCases[] = {
     {"FileKeptModuloTheDeviceBlocksAWriteInPlace", "40/20 8100/40 c0/41", "12", 3, 0x41,
      "40/20 8100/40 c0/41"},
     {"FileOverTheTableForbidsToWriteIt", "40/9 7ff0/15 ffff/ffff", "12", 3, 10, "40/9 7ff0/15 ffff/ffff"},
+    {"BeyondTheEndOverAnotherFile", "40/100 ffff/ffff 7000/100", "1", 3, 0x1800, "40/100 ffff/ffff 7000/100"},
     {"HalfWrittenEntryLeadsNowhere", "40/80 100/ff00 ffff/ffff", "1", 3, 10, "40/80 100/ff00 c0/a"},
     {"HalfWrittenEntryLeavesTheReservedPlaceAlone", "40/4000 ff40/ffff ffff/ffff", "", 3, 10,
      "40/4000 ff40/ffff 4040/a"},

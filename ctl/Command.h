@@ -65,21 +65,3 @@ struct Arguments {
 
 // The index of the file that `text` names: 1, 2, 3 or peripheral, upgrade, board. Throws Failure (22).
 [[nodiscard]] std::size_t ParseFileType(std::string const& text);
-
-// An option of a command. `value` names its value in the help, null when it takes none.
-struct Option {
-  char const* name;
-  char const* value;
-  char const* help;
-};
-
-struct Command {
-  char const* name;
-  char const* operands;  // as the help shows them
-  std::size_t fewest;    // operands
-  std::size_t most;
-  char const* help;
-  std::vector<Option> options;
-  // Returns the exit code, or throws Failure.
-  ExitCode (*run)(Arguments const& arguments, Environment const& environment);
-};

@@ -10,6 +10,24 @@
 
 namespace {
 
+// An option of a command. `value` names its value in the help, null when it takes none.
+struct Option {
+  char const* name;
+  char const* value;
+  char const* help;
+};
+
+struct Command {
+  char const* name;
+  char const* operands;  // as the help shows them
+  std::size_t fewest;    // operands
+  std::size_t most;
+  char const* help;
+  std::vector<Option> options;
+  // Returns the exit code, or throws Failure.
+  ExitCode (*run)(Arguments const& arguments, Environment const& environment);
+};
+
 constexpr Option Json = {"json", nullptr, "print JSON"};
 constexpr Option Goldcrest = {"goldcrest", nullptr, "the board's chip is the one at 0x52, not 0x56"};
 constexpr Option File = {"file", "TYPE=PATH", "store the host file PATH; TYPE as in extract"};

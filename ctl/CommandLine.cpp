@@ -28,46 +28,56 @@ struct Command {
   ExitCode (*run)(Arguments const& arguments, Environment const& environment);
 };
 
-constexpr Option Json = {"json", nullptr, "print JSON"};
-constexpr Option Goldcrest = {"goldcrest", nullptr, "the board's chip is the one at 0x52, not 0x56"};
-constexpr Option File = {"file", "TYPE=PATH", "store the host file PATH; TYPE as in extract"};
-constexpr Option Revision = {"revision", "N", "set the baseboard revision, 0 to 65535"};
-constexpr Option Journal = {"journal", "DIR", "keep the journal in DIR, not in /var/lib/brindle"};
-constexpr Option Developer = {"developer", "on|off", "set or clear the developer-board flag"};
+constexpr Option JsonOption = {"json", nullptr, "print JSON"};
+constexpr Option GoldcrestOption = {"goldcrest", nullptr, "the board's chip is the one at 0x52, not 0x56"};
+constexpr Option FileOption = {"file", "TYPE=PATH", "store the host file PATH; TYPE as in extract"};
+constexpr Option RevisionOption = {"revision", "N", "set the baseboard revision, 0 to 65535"};
+constexpr Option JournalOption = {"journal", "DIR", "keep the journal in DIR, not in /var/lib/brindle"};
+constexpr Option DeveloperOption = {"developer", "on|off", "set or clear the developer-board flag"};
 
 const Command Commands[] = {
-    {"list", "[SOURCE]", 0, 1, "Shows settings, files, free room and problems.", {Json, Goldcrest}, List},
-    {"check", "[SOURCE]...", 0, SIZE_MAX, "Shows the problems alone.", {Json, Goldcrest}, Check},
+    {"list",
+     "[SOURCE]",
+     0,
+     1,
+     "Shows settings, files, free room and problems.",
+     {JsonOption, GoldcrestOption},
+     List},
+    {"check", "[SOURCE]...", 0, SIZE_MAX, "Shows the problems alone.", {JsonOption, GoldcrestOption}, Check},
     {"extract",
      "SOURCE TYPE PATH",
      3,
      3,
      "Copies the data of a stored file into the host file PATH, or to standard output (-).\n"
      "TYPE is 1, 2, 3 or peripheral, upgrade, board.",
-     {Goldcrest},
+     {GoldcrestOption},
      Extract},
     {"build",
      "IMAGE",
      1,
      1,
      "Makes a new image, as Brindle would write it onto an erased chip.",
-     {{"from", "SOURCE", "start from this content"}, File, Revision, Developer, Goldcrest},
+     {{"from", "SOURCE", "start from this content"},
+      FileOption,
+      RevisionOption,
+      DeveloperOption,
+      GoldcrestOption},
      Build},
-    {"diff", "SOURCE SOURCE", 2, 2, "Compares settings and files.", {Json, Goldcrest}, Diff},
+    {"diff", "SOURCE SOURCE", 2, 2, "Compares settings and files.", {JsonOption, GoldcrestOption}, Diff},
     {"update",
      "[IMAGE]",
      0,
      1,
      "Brings the chip to the content of IMAGE, or makes the changes, and compares.\n"
      "A power cut costs nothing: \"brindlectl recover\" then finishes the update.",
-     {File,
-      Revision,
-      Developer,
+     {FileOption,
+      RevisionOption,
+      DeveloperOption,
       {"keep-settings", nullptr, "keep the chip's settings, bytes 0 to 3, with IMAGE"},
       {"dry-run", nullptr, "show which pages would be written, and how long it takes"},
       {"force", nullptr, "in spite of problems of IMAGE and of an update that was cut off"},
-      Goldcrest,
-      Journal,
+      GoldcrestOption,
+      JournalOption,
       {"no-journal", nullptr, "do without; a power cut then costs the content"}},
      Update},
     {"recover",
@@ -75,9 +85,15 @@ const Command Commands[] = {
      0,
      0,
      "Finishes an update that was cut off, if there is one.",
-     {{"force", nullptr, "also when something was stored since"}, Journal},
+     {{"force", nullptr, "also when something was stored since"}, JournalOption},
      Recover},
-    {"doctor", "", 0, 0, "Shows why Brindle finds no EEPROM, and what to do.", {Json, Goldcrest}, Doctor},
+    {"doctor",
+     "",
+     0,
+     0,
+     "Shows why Brindle finds no EEPROM, and what to do.",
+     {JsonOption, GoldcrestOption},
+     Doctor},
 };
 
 void PrintUsage(std::ostream& output) {

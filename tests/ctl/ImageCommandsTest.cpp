@@ -179,7 +179,7 @@ TEST_F(ImageCommands, CompareContentAndNotPlaces) {
   EXPECT_NE(ContentOf(inOrder), ContentOf(otherOrder));
   EXPECT_EQ(Run({"diff", inOrder, otherOrder}).output, "same content, different layout\n");
   EXPECT_EQ(Run({"diff", inOrder, inOrder}).output, "");
-  for (const std::size_t at : {0x4040, 0x4042}) {  // in the stored checksum, and in the data
+  for (const std::size_t at : {0x4040U, 0x4042U}) {  // in the stored checksum, and in the data
     std::string damaged = ContentOf(inOrder);
     damaged[at] = 'q';
     const std::string path = folder.File("damaged", damaged);

@@ -38,7 +38,8 @@ class UpdateTest : public testing::Test {
  protected:
   EmulatedChip chip;
   EmulatedChip goldcrest{CHIP_CAT24C256, 0x52};
-  std::shared_ptr<ChipBus> bus = std::make_shared<ChipBus>(std::initializer_list{&chip, &goldcrest});
+  std::shared_ptr<ChipBus> bus =
+      std::make_shared<ChipBus>(std::initializer_list<EmulatedChip*>{&chip, &goldcrest});
   TempDirectory host;
   const Bytes old = Image(Data(200, 5), 1);
   const Bytes target = Image(Data(250, 11), 2);
@@ -175,7 +176,7 @@ TEST_F(UpdateTest, NeverEndsWith0WhenTheChipDoesNotHoldTheTarget) {
       {CHIP_FAULT_FLIP, 14},  {CHIP_FAULT_FLIP, 131},      {CHIP_FAULT_FLIP, 400}, {CHIP_FAULT_DROP, 0},
       {CHIP_FAULT_STUCK, 0},  {CHIP_FAULT_FOREIGN, 0x1000}};
   for (auto const& [kind, parameter] : Faults) {
-    for (const unsigned int count : {1, 3, 12, 0}) {
+    for (const unsigned int count : {1U, 3U, 12U, 0U}) {
       // Every message around the page writes, some of the reads.
       for (std::uint64_t first = 1; first <= messages; ++first) {
         if ((first < firstWrite - 3 || first > firstWrite + 12) && first % 193 != 0) continue;

@@ -90,6 +90,16 @@ refuses() { # TEXT ARGUMENT...
   equal "Brindle $*" "$code: $(echo "$output" | sed '/^$/d')" "22: $(Brindle | sed "1s|.*|$text|; /^\$/d")"
 }
 
+# COMMAND, a run of doctor, names CAUSE and says what to do, which is then done.
+take_advice() { # CAUSE COMMAND...
+  cause=$1
+  shift
+  expect 1 "$@"
+  says "cause: $cause"
+  advice=$(echo "$output" | sed -n 's/^  do: //p')
+  check "$advice" eval "$advice"
+}
+
 # The EEPROM, whose memory is in the file $IMAGE, holds these bytes.
 holds() { # ADDRESS DIGITS
   digits=$(echo "$2" | tr -d ' ')

@@ -49,24 +49,15 @@ wait $! || true
 expect 5 brindlectl update first
 says "recover first"
 
-# doctor names the one cause, and what it says to do removes it.
-take_advice() { # CAUSE OPTION...
-  cause=$1
-  shift
-  expect 1 brindlectl doctor "$@"
-  says "cause: $cause"
-  echo "$output" | sed -n 's/^  do: //p' >advice
-  check "$(cat advice)" sh ./advice
-}
-take_advice "an update was cut off"
+take_advice "an update was cut off" brindlectl doctor
 same second "$IMAGE"
 brindle 19 /BS 3 Goldcrest
-take_advice "the kernel's driver at24 holds 0x52 (5-0052)" --goldcrest
+take_advice "the kernel's driver at24 holds 0x52 (5-0052)" brindlectl doctor --goldcrest
 brindle 0 /BS 3 Goldcrest
 expect 0 brindlectl doctor --goldcrest
 flock --no-fork /sys/bus/i2c/devices sleep 100 &
 until grep -q sleep "/proc/$!/comm"; do sleep 0.01; done
-take_advice "process $! (sleep) holds the board"
+take_advice "process $! (sleep) holds the board" brindlectl doctor
 brindle 0 /DS 1
 expect 0 brindlectl doctor
 

@@ -1,10 +1,15 @@
-// libFuzzer target: any contents of the EEPROM and any command, held to the judge of the other tests, or any
-// arguments and any host file, which must end in a documented way.
+// libFuzzer target: any contents of the EEPROM and any command, held to the judge of the other tests; any
+// arguments and any host file, which must end in a documented way; and any image, other file or journal for
+// brindlectl.
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
+#include <sstream>
 
+#include "ctl/CommandLine.h"
+#include "ctl/Journal.h"
 #include "support/Catalogue.h"
 #include "support/Judge.h"
 
@@ -33,6 +38,64 @@ std::string RunAnything(FuzzedDataProvider& input, Rig& rig, Bytes const& memory
   return outcome.IsOrderly() ? "" : "exit " + std::to_string(outcome.exit);
 }
 
+// The exit code of a run of brindlectl, and its results.
+std::pair<int, std::string> RunCtl(Rig& rig, std::vector<std::string> const& words) {
+  std::vector<char const*> argv = {"brindlectl"};
+  for (std::string const& word : words) argv.push_back(word.c_str());
+  std::istringstream input;
+  std::ostringstream output, messages;
+  const int code = RunCommandLine(static_cast<int>(argv.size()), argv.data(),
+                                  {input, output, messages, [&rig] { return rig.bus; }});
+  return {code, output.str()};
+}
+
+// The model knows what is stored in an image; anything else is refused.
+std::string InspectAnything(FuzzedDataProvider& input, Rig& rig, Bytes content) {
+  if (input.ConsumeBool()) content.resize(input.ConsumeIntegralInRange<std::size_t>(0, 70'000));
+  const bool isImage = content.size() == ChipSize;
+  std::string const& image = rig.HostFile(content);
+  const int problems = RunCtl(rig, {"list", "--json", image}).first;
+  if (problems > 1 || RunCtl(rig, {"check", image}).first != problems) return "list or check";
+  if (RunCtl(rig, {"diff", image, image}).first != (isImage ? 0 : 5)) return "diff";
+  const auto [code, built] = RunCtl(rig, {"build", "--from=" + image, "-"});
+  if (code != (isImage ? 0 : 5)) return "build";
+  if (isImage && RunCtl(rig, {"diff", image, rig.host.File("built", built)}).first != 0)
+    return "what is built";
+  for (unsigned int file = 0; file < Files; ++file) {
+    const auto data = isImage ? StoreModel(content).contents[file] : std::nullopt;
+    const auto extracted = RunCtl(rig, {"extract", image, std::to_string(file + 1), "-"});
+    const bool isStored = data && !data->empty();
+    if (extracted.first != (isStored ? 0 : 5)) return "extract";
+    if (isStored && extracted.second != std::string(data->begin(), data->end())) return "what is extracted";
+  }
+  return "";
+}
+
+// A journal that is not whole changes nothing, not even itself.
+std::string RecoverAnything(FuzzedDataProvider& input, Rig& rig, Bytes const& memory) {
+  const auto change = [&input](Bytes& bytes) {
+    const std::string text = input.ConsumeRandomLengthString(200);
+    const auto at = input.ConsumeIntegralInRange<std::size_t>(0, bytes.size() - text.size());
+    std::copy(text.begin(), text.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at));
+  };
+  const bool isOurs = input.ConsumeBool();
+  Bytes target = memory;
+  change(target);
+  const Bytes whole = Journal{static_cast<unsigned short>(isOurs ? 0x56 : 0x10), memory, target}.Encode();
+  Bytes bytes = whole;
+  if (input.ConsumeBool()) change(bytes);
+  if (input.ConsumeBool()) bytes.resize(input.ConsumeIntegralInRange<std::size_t>(0, 70'000));
+  const std::string written(bytes.begin(), bytes.end());
+  const std::string journal = rig.host.File("journal", written);
+  rig.Load(memory);
+  const int code = RunCtl(rig, {"recover", "--journal=" + rig.host / ""}).first;
+  const bool isDone = bytes == whole && isOurs;
+  if (code != (isDone ? 0 : bytes == whole ? 19 : 5)) return "recover ended with " + std::to_string(code);
+  if (!rig.Holds(isDone ? target : memory)) return "recover left something else";
+  if (!isDone && (rig.chip.Model().page_writes != 0 || ContentOf(journal) != written)) return "recover wrote";
+  return isDone && std::filesystem::exists(journal) ? "recover left its journal" : "";
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size) {
@@ -43,11 +106,19 @@ extern "C" int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t siz
   };
   const Bytes memory = Catalogue::AnyMemory(below);
   std::string fault;
-  if (input.ConsumeBool()) {
-    fault = RunAnything(input, rig, memory);
-  } else {
-    fault = RunAndJudge(rig, memory,
-                        below(4) != 0 ? Catalogue::AnyWrite(below, memory) : Catalogue::AnyCommand(below));
+  switch (below(4)) {
+    case 0:
+      fault = InspectAnything(input, rig, memory);
+      break;
+    case 1:
+      fault = RecoverAnything(input, rig, memory);
+      break;
+    case 2:
+      fault = RunAnything(input, rig, memory);
+      break;
+    default:
+      fault = RunAndJudge(rig, memory,
+                          below(4) != 0 ? Catalogue::AnyWrite(below, memory) : Catalogue::AnyCommand(below));
   }
   if (fault.empty()) return 0;
   std::cerr << "FAULT: " << fault << std::endl;

@@ -17,7 +17,7 @@ namespace {
 // The file that a symbolic link leads to; the path itself when there is none yet.
 std::string Resolved(std::string const& path) {
   char* const resolved = realpath(path.c_str(), nullptr);
-  const std::string result = resolved == nullptr ? path : resolved;
+  std::string result = resolved == nullptr ? path : resolved;
   std::free(resolved);
   return result;
 }

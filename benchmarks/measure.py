@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Measures Brindle on the emulated board beside its floor and other programs.
+"""Measures Brindle and brindlectl on the emulated board beside its floor and other programs.
 
 Usage: measure.py REPORT LOAD [quick], with the preset bench built. Writes all samples and the goals as JSON.
 
@@ -31,6 +31,10 @@ COMMANDS = [
     ("/WA image", "write:0:32768", 1.01),
     ("/E", "erase:0:32768", 1.01),
 ]
+# The third file's pages are written, and nothing when the content is the image's already.
+UPDATE, UNCHANGED = "brindlectl update --journal . --file 3=file3", "brindlectl update --journal . image"
+UNCHANGED_FLOOR = "bench-floor /dev/i2c-5 read:0:1 read:0:32768"
+UPDATE_FLOOR = UNCHANGED_FLOOR + " write:21568:320 read:0:32768"
 
 
 def pieces(size):
@@ -50,17 +54,24 @@ PEERS = [
     ("write", "floor", [FLOOR + "write:0:32768"], 1),
     ("write", "bare loop", [BARE + "write:0:32768"], 1),
     ("write", "byte by byte", ["bench-floor --bare /dev/i2c-5 bytes:0:512"], 64),
+    ("update one file", "brindlectl", [UPDATE], 1),
+    ("update one file", "floor", [UPDATE_FLOOR], 1),
+    ("update one file", "/WA and /VA", ["Brindle /WA image", "Brindle /VA image"], 1),
+    ("update nothing", "brindlectl", [UNCHANGED], 1),
+    ("update nothing", "floor", [UNCHANGED_FLOOR], 1),
 ]
 
 # Programs that need no board: name, command line, exit code, and how many times /bin/true they may take.
 STARTS = [
     ("Argument error", "Brindle /x", 22, 3),
+    ("List an image", "brindlectl list image", 0, 3),
+    ("Build an image", "brindlectl build --file 1=file1 --file 2=file2 --file 3=file3 built", 0, 5),
     ("Print a line", "bench-hello", 0, None),
     ("/bin/true", "/bin/true", 0, None),
 ]
 
 # Executables for arm64: target, file, and how many KiB it may have when it is stripped.
-EXECUTABLES = [("Brindle", "cli/Brindle", 150)]
+EXECUTABLES = [("Brindle", "cli/Brindle", 150), ("brindlectl", "ctl/brindlectl", 300)]
 
 
 def new_table():
@@ -88,10 +99,10 @@ def run(line, code=0):
     return taken, usage.ru_nvcsw + usage.ru_nivcsw
 
 
-def restore():
+def restore(content="image"):
     """Gives the running board its memory back."""
     with open("board.eeprom", "r+b") as memory:
-        memory.write(Path("image").read_bytes())
+        memory.write(Path(content).read_bytes())
 
 
 def selected(quick):
@@ -130,6 +141,7 @@ def measure_peers(quick):
             # Real-time scheduling reserves 50 ms of every busy second for other work, and the board is busy
             # for as long as the wire would be: without the rest, only some runs would be interrupted.
             time.sleep(1)
+            restore("outdated" if task == "update one file" else "image")
             rows[task][program].append(times * sum(run(line)[0] for line in lines))
     return rows
 
@@ -199,9 +211,9 @@ def board(options, words):
                           stdin=open("image", "rb"), stdout=subprocess.PIPE).stdout
 
 
-def calls(line):
+def calls(line, content="image"):
     """Returns the calls that a command makes on the node."""
-    Path("board.eeprom").write_bytes(Path("image").read_bytes())
+    Path("board.eeprom").write_bytes(Path(content).read_bytes())
     board(["--trace", "trace"], line.split())
     return [call.split(" ", 4)[4] for call in Path("trace").read_text().splitlines() if " chip " not in call]
 
@@ -216,6 +228,11 @@ def measure_on_board(quick):
     for arguments, steps, _ in selected(quick):
         if calls("Brindle " + arguments) != calls(FLOOR + steps):
             sys.exit(f"Brindle {arguments} and the floor make different calls on the node")
+    Path("other").write_bytes(os.urandom(300))
+    run("brindlectl build --from image --file 3=other outdated")
+    for line, floor, content in (UPDATE, UPDATE_FLOOR, "outdated"), (UNCHANGED, UNCHANGED_FLOOR, "image"):
+        if calls(line, content) != calls(floor, content):
+            sys.exit(f"{line} and the floor make different calls on the node")
     tables = {}
     for options, table in ([], "commands"), ([], "footprint"), (["--clock", "400000"], "peers"):
         tables[table] = json.loads(board(options, [sys.executable, __file__, table, quick * "quick"]))
@@ -229,6 +246,11 @@ def goals(tables):
         row = tables["commands"].get(name_of(arguments))
         if row and limit:
             found.append((f"{name_of(arguments)} / floor", min(row["Brindle"]) / min(row["floor"]), limit))
+    for task in "update one file", "update nothing":
+        row = tables["peers"][task]
+        found.append((f"{task} / floor", min(row["brindlectl"]) / min(row["floor"]), 1.02))
+    row = tables["peers"]["update one file"]
+    found.append(("update one file / (/WA and /VA)", min(row["brindlectl"]) / min(row["/WA and /VA"]), 0.4))
     starts = tables["starts"]
     for name, _, _, limit in STARTS:
         if limit:
@@ -258,7 +280,7 @@ def main():
         json.dump(inside[sys.argv[1]](quick), sys.stdout)
         return
     report = Path(sys.argv[1]).resolve()
-    folders = (str(ROOT / "build/bench" / folder) for folder in ("cli", "board", "benchmarks"))
+    folders = (str(ROOT / "build/bench" / folder) for folder in ("cli", "ctl", "board", "benchmarks"))
     os.environ["PATH"] = ":".join([*folders, "/usr/sbin", os.environ["PATH"]])
     with tempfile.TemporaryDirectory() as work:
         os.chdir(work)

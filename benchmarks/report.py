@@ -50,7 +50,7 @@ def markdown(machine, goals, tables):
                 f"{median(row['Brindle, switches']):.2f} / {median(row['floor, switches']):.2f}")
                for name, row in tables["commands"].items()]),
         table("Whole images at 400 kHz (median; ratios of the smallest)",
-              ("32 KiB", "Program", "ms", "In units of Brindle"),
+              ("Task", "Program", "ms", "In units of the first"),
               [(task, program, ms(median(values)), ratio(values, next(iter(row.values()))))
                for task, row in tables["peers"].items() for program, values in row.items()]),
         table("Start and footprint",
@@ -60,7 +60,7 @@ def markdown(machine, goals, tables):
               + [(name, "", "", str(row["KiB"][0])) for name, row in tables["footprint"].items()]),
         table("Executables for arm64",
               ("Target", "Stripped (KiB)", "Loaded: text and data (KiB)",
-               "Processor time of a clean build (s)", "In compilations of a small program"),
+               "Processor time to build what the above lack (s)", "In compilations of a small program"),
               [(name, *(f"{row[unit][0]:.1f}" for unit in ("stripped", "loaded", "seconds", "hellos")))
                for name, row in tables.get("builds", {}).items()]),
         table("Single pieces, without kernel and board", ("Piece", "us, median", "smallest", "largest"),
@@ -77,6 +77,8 @@ def chart(peers):
                        wire + 512 * 5000)}
     lines, y = [], 0
     for task, row in peers.items():
+        if task not in alone:
+            continue
         title, limit, least = alone[task]
         lines.append(f'<text x="10" y="{y + 22}" font-weight="bold">{title}</text>')
         y += 34

@@ -5,8 +5,9 @@ target_compile_options(brindle_release INTERFACE $<$<CONFIG:Release>:-Os>)
 # For those who link statically: it leaves out what nobody calls of the libraries.
 target_link_options(brindle_release INTERFACE $<$<CONFIG:Release>:-Wl,--gc-sections>)
 
-# Link-time optimisation where the compiler has it. Not for clang, which needs a linker of its own for it.
-if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+# Link-time optimisation where the compiler has it. Not for clang, which needs another linker for it, nor beside
+# tests, whose objects are compiled without it.
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT BRINDLE_BUILD_TESTS)
   include(CheckIPOSupported)
   check_ipo_supported(RESULT BRINDLE_LTO LANGUAGES CXX)
 endif()

@@ -46,6 +46,7 @@ brindlectl update second &
 wait_for_journal
 kill -KILL $!
 wait $! || true
+sleep 0.1 # the chip ends its write cycle
 expect 5 brindlectl update first
 says "recover first"
 

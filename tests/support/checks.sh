@@ -69,6 +69,32 @@ same() { # FILE FILE
   if cmp -s "$1" "$2"; then pass "$1 equals $2"; else fail "$1 differs from $2"; fi
 }
 
+# Waits until CONDITION, a command, succeeds: for a minute at least.
+await() { # CONDITION...
+  attempts=2000
+  until "$@"; do
+    attempts=$((attempts - 1))
+    [ $attempts -gt 0 ] || { fail "waited in vain for: $*"; return 0; }
+    sleep 0.03
+  done
+}
+
+# COMMAND, a run that competes with others: repeats it whenever it ends because it got no turn for 30 seconds.
+patiently() { # COMMAND...
+  until "$@"; do [ $? -eq 19 ] || return; done
+}
+
+# The process holds the board or waits for it. From then on Brindle holds signals back, except where it opens a window.
+at_board() { # PROCESS
+  readlink "/proc/$1/fd/"* 2>/dev/null | grep -q '^/sys/bus/i2c/devices$'
+}
+
+# A process, $!, holds the board until it is killed.
+hold_board() {
+  flock --no-fork /sys/bus/i2c/devices sleep 1000 &
+  await grep -qs sleep "/proc/$!/comm" # which flock becomes when it has the lock
+}
+
 # Brindle ends with CODE and prints the line for it, and nothing else.
 brindle() { # CODE ARGUMENT...
   wanted=$1

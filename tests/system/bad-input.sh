@@ -59,8 +59,9 @@ done
 expect 5 sh -c 'ulimit -f 1; exec Brindle /RA too-large'
 unchanged
 
-mkfifo pipe
 through_pipe() { # CODE COMMAND_WITH_DATA ARGUMENT...
+  rm -f pipe # which the last writer may still have open
+  mkfifo pipe
   eval "$2" >pipe 2>&1 &
   wanted=$1
   shift 2
@@ -76,7 +77,7 @@ brindle 0 /V 3 content
 expect 0 sh -c 'cat content | Brindle /V 3 /dev/stdin'
 cat pipe >piped &
 brindle 0 /R 3 pipe
-wait
+wait $!
 same piped content
 
 for value in " 42:2a00" "-1:ffff" "65536:0000" "12abc:0c00" "010:0a00" "+5:0500"; do

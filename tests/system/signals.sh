@@ -7,8 +7,7 @@ start() { # ARGUMENT...
 }
 
 # Sends the signal to the run that was started, waits for its end, and keeps how it ended in $ended.
-interrupt() { # SIGNAL DELAY
-  sleep "$2"
+interrupt() { # SIGNAL
   kill -s "$1" $! 2>/dev/null || true
   ended=0
   wait $! || ended=$?
@@ -29,7 +28,8 @@ current=small next=big
 for delay in $(awk 'BEGIN { srand(4711); for (i = 0; i < 12; ++i) printf "0.%03d ", rand() * 320 }'); do
   for signal in "INT 130" "QUIT 131" "TERM 143" "HUP 129"; do
     start /W 1 "$next"
-    interrupt "${signal% *}" "$delay"
+    sleep "$delay"
+    interrupt "${signal% *}"
     case $ended in
       "${signal#* } ") ;;
       "0 $complete" | "${signal#* } $complete")
@@ -45,11 +45,14 @@ for delay in $(awk 'BEGIN { srand(4711); for (i = 0; i < 12; ++i) printf "0.%03d
 done
 
 # A signal during a write acts when the result is out.
+changed() { ! cmp -s before "$IMAGE"; }
 for command in /E "/WA image"; do
   bytes 32768 >image
+  cp "$IMAGE" before
   # shellcheck disable=SC2086
   start $command
-  interrupt TERM 0.5
+  await changed
+  interrupt TERM
   equal "a signal during $command" "$ended" "143 $complete"
   [ "$command" != /E ] || fill 32768 377 >image
   same image "$IMAGE"
@@ -61,18 +64,22 @@ brindle 0 /W 1 small
 for command in "/W 3" "/V 1" "/R 1" /RA /VA /RBI; do
   # shellcheck disable=SC2086
   start $command never
-  interrupt INT 0.5
+  await at_board $!
+  interrupt INT
   equal "a signal while $command waits for its host file" "$ended" "130 "
 done
-flock /sys/bus/i2c/devices sleep 2 &
-sleep 0.2
+hold_board
+holder=$!
 start /E
-interrupt HUP 0.2
+await at_board $!
+interrupt HUP
 equal "a signal while a run waits for the board" "$ended" "129 "
-wait
+kill $holder
 
 # What was blocked when the run began stays blocked.
-(sleep 1 && cat board >never) &
 env --block-signal=TERM Brindle /W 3 never >line &
-interrupt TERM 0.5
-equal "a signal that was blocked from outside" "$ended" "0 $complete"
+await at_board $!
+kill -s TERM $!
+timeout 60 cp board never
+check "a signal that was blocked from outside stays blocked" wait $!
+equal "the result" "$(cat line)" "$complete"

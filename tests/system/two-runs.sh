@@ -11,9 +11,9 @@ brindle 0 /W 3 content0
 
 jobs=
 for i in 1 2 3 4 5; do
-  Brindle /W 3 "content$i" >/dev/null &
+  patiently Brindle /W 3 "content$i" >/dev/null &
   jobs="$jobs $!"
-  Brindle /RA "dump$i" >/dev/null &
+  patiently Brindle /RA "dump$i" >/dev/null &
   jobs="$jobs $!"
 done
 for job in $jobs; do check "one of ten runs at once succeeds" wait "$job"; done
@@ -24,24 +24,17 @@ is_a_state() { # FILE
 }
 for image in dump? "$IMAGE"; do check "$image is a state between two commands" is_a_state "$image"; done
 
-# The directory that the runs lock is held by somebody else.
-hold() { # SECONDS
-  flock /sys/bus/i2c/devices sh -c "touch held; exec sleep $1" &
-  until [ -e held ]; do sleep 0.01; done
-  rm held
-}
-
-hold 1
-refuses "FileType is incorrect. Exiting..." /R 7 path
-check "argument errors do not wait" kill -0 $!
-brindle 0 /V 1 other
-expect 1 kill -0 $!
-wait
+hold_board
+holder=$!
+refuses "FileType is incorrect. Exiting..." /R 7 path # at once: whoever waits in vain ends with 19
 
 # Half a minute of real time: the promise is about real time.
-hold 40
 started=$(date +%s)
 brindle 19 /V 1 other
 check "a run waits for 30 seconds" [ $(($(date +%s) - started)) -ge 30 ]
-check "and not for the other run's end" kill -0 $!
-kill $!
+
+Brindle /V 1 other >line &
+await at_board $!
+equal "a run that waits for the board" "$(cat line)" ""
+kill $holder
+check "a run waits until the board is free" wait $!

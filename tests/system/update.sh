@@ -4,8 +4,8 @@ mount -t tmpfs none /var/lib # hides that of this machine
 mkdir /var/lib/brindle
 journal=/var/lib/brindle/journal
 
-bytes 2000 >upgrade
-bytes 2001 >other
+bytes 12000 >upgrade # so that updates last for a second
+bytes 12001 >other
 brindlectl build --file 2=upgrade --revision 5 first
 brindlectl build --file 2=other --revision 6 second
 
@@ -21,21 +21,17 @@ equal "left in the full folder" "$(ls full)" ""
 
 rmdir /var/lib/brindle
 expect 0 brindlectl update first --no-journal
-equal "result" "$output" "updated, 33 of 512 pages written, compared"
+equal "result" "$output" "updated, 189 of 512 pages written, compared"
 mkdir /var/lib/brindle
 same first "$IMAGE"
 expect 0 brindlectl recover
 equal "result of recover without a journal" "$output" ""
 run script -qec "brindlectl update second" </dev/null
-says ' of 33 pages, 51 %, '
+says ' of 189 pages, 51 %, '
 same second "$IMAGE"
 
-wait_for_journal() {
-  until [ -e $journal ]; do sleep 0.01; done
-}
-
 env --default-signal=TERM brindlectl update first >result &
-wait_for_journal
+await [ -e $journal ]
 kill -TERM $!
 code=0
 wait $! || code=$?
@@ -43,7 +39,7 @@ equal "exit code and result" "$code $(cut -c 1-8 result)" "143 updated,"
 same first "$IMAGE"
 
 brindlectl update second &
-wait_for_journal
+await [ -e $journal ]
 kill -KILL $!
 wait $! || true
 sleep 0.1 # the chip ends its write cycle
@@ -56,8 +52,7 @@ brindle 19 /BS 3 Goldcrest
 take_advice "the kernel's driver at24 holds 0x52 (5-0052)" brindlectl doctor --goldcrest
 brindle 0 /BS 3 Goldcrest
 expect 0 brindlectl doctor --goldcrest
-flock --no-fork /sys/bus/i2c/devices sleep 100 &
-until grep -q sleep "/proc/$!/comm"; do sleep 0.01; done
+hold_board
 take_advice "process $! (sleep) holds the board" brindlectl doctor
 brindle 0 /DS 1
 expect 0 brindlectl doctor
@@ -71,9 +66,9 @@ mv name /sys/bus/i2c/devices/i2c-5/name
 jobs=
 for i in 1 2 3 4 5 6 7 8 9 10; do
   bytes 40$i >"content$i"
-  brindlectl update --file "board=content$i" >/dev/null &
+  patiently brindlectl update --file "board=content$i" >/dev/null &
   jobs="$jobs $!"
-  Brindle /W 1 "content$i" >/dev/null &
+  patiently Brindle /W 1 "content$i" >/dev/null &
   jobs="$jobs $!"
 done
 for job in $jobs; do check "one of ten updates and ten writes at once succeeds" wait "$job"; done

@@ -49,7 +49,6 @@ changed() { ! cmp -s before "$IMAGE"; }
 for command in /E "/WA image"; do
   bytes 32768 >image
   cp "$IMAGE" before
-  # shellcheck disable=SC2086
   start $command
   await changed
   interrupt TERM
@@ -62,7 +61,6 @@ done
 mkfifo never
 brindle 0 /W 1 small
 for command in "/W 3" "/V 1" "/R 1" /RA /VA /RBI; do
-  # shellcheck disable=SC2086
   start $command never
   await at_board $!
   interrupt INT

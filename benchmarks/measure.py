@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """Measures Brindle and brindlectl on the emulated board beside its floor and other programs.
 
-Usage: measure.py REPORT LOAD [quick], with the preset bench built. Writes all samples and the goals as JSON.
+Usage: measure.py REPORT LOAD [quick | DOCUMENT CHART], with the preset bench built. Prints the report, and writes it as
+REPORT.md, with all samples as REPORT.json and the chart as REPORT.svg. Updates the tables between DOCUMENT's two marks,
+and CHART.
 
 All programs that are timed share one core, the emulated board included, with real-time scheduling where it is
 allowed, so that other work on the machine disturbs them as little as possible. Contenders take turns.
@@ -9,15 +11,16 @@ allowed, so that other work on the machine disturbs them as little as possible. 
 import json
 import os
 import re
-import resource
 import subprocess
 import sys
 import tempfile
 import time
 from collections import defaultdict
 from pathlib import Path
+from statistics import median
 
 ROOT = Path(__file__).resolve().parent.parent
+MARKS = re.compile(r"(?<=<!-- figures begin: by ./bench --update-docs -->\n).*(?=<!-- figures end -->)", re.S)
 FLOOR = "bench-floor /dev/i2c-5 read:0:1 read:4:12 "  # begins with the chip's probe and the table, as Brindle
 BARE = FLOOR.replace("floor", "floor --bare", 1)
 
@@ -42,23 +45,21 @@ def pieces(size):
     return [f"i2ctransfer -y 5 w2@0x56 {at >> 8} {at & 255} r{size}@0x56" for at in range(0, 32768, size)]
 
 
-# Task, program, its command lines, and how often these would have to run for 32 KiB. The first program is the
-# unit for the others of its task.
+# Task, program, its command lines. The first program is the unit for the others of its task.
 PEERS = [
-    ("read", "Brindle", ["Brindle /RA brindle.out"], 1),
-    ("read", "floor", [FLOOR + "read:0:32768"], 1),
-    ("read", "bare loop", [BARE + "read:0:32768"], 1),
-    ("read", "i2ctransfer, 4096 bytes", pieces(4096), 1),
-    ("read", "i2ctransfer, 16 bytes", pieces(16), 1),
-    ("write", "Brindle", ["Brindle /WA image"], 1),
-    ("write", "floor", [FLOOR + "write:0:32768"], 1),
-    ("write", "bare loop", [BARE + "write:0:32768"], 1),
-    ("write", "byte by byte", ["bench-floor --bare /dev/i2c-5 bytes:0:512"], 64),
-    ("update one file", "brindlectl", [UPDATE], 1),
-    ("update one file", "floor", [UPDATE_FLOOR], 1),
-    ("update one file", "/WA and /VA", ["Brindle /WA image", "Brindle /VA image"], 1),
-    ("update nothing", "brindlectl", [UNCHANGED], 1),
-    ("update nothing", "floor", [UNCHANGED_FLOOR], 1),
+    ("read", "Brindle", ["Brindle /RA brindle.out"]),
+    ("read", "floor", [FLOOR + "read:0:32768"]),
+    ("read", "bare loop", [BARE + "read:0:32768"]),
+    ("read", "i2ctransfer, 4096 bytes", pieces(4096)),
+    ("read", "i2ctransfer, 16 bytes", pieces(16)),
+    ("write", "Brindle", ["Brindle /WA image"]),
+    ("write", "floor", [FLOOR + "write:0:32768"]),
+    ("write", "bare loop", [BARE + "write:0:32768"]),
+    ("update one file", "brindlectl", [UPDATE]),
+    ("update one file", "floor", [UPDATE_FLOOR]),
+    ("update one file", "/WA and /VA", ["Brindle /WA image", "Brindle /VA image"]),
+    ("update nothing", "brindlectl", [UNCHANGED]),
+    ("update nothing", "floor", [UNCHANGED_FLOOR]),
 ]
 
 # Programs that need no board: name, command line, exit code, and how many times /bin/true they may take.
@@ -70,8 +71,8 @@ STARTS = [
     ("/bin/true", "/bin/true", 0, None),
 ]
 
-# Executables for arm64: target, file, and how many KiB it may have when it is stripped.
-EXECUTABLES = [("Brindle", "cli/Brindle", 150), ("brindlectl", "ctl/brindlectl", 300)]
+# Executables for arm64, and how many KiB they may have when they are stripped.
+EXECUTABLES = [("cli/Brindle", 150), ("ctl/brindlectl", 300)]
 
 
 def new_table():
@@ -99,6 +100,12 @@ def run(line, code=0):
     return taken, usage.ru_nvcsw + usage.ru_nivcsw
 
 
+def peak(line, code=0):
+    """Returns the KiB of memory that a command needs. What wait4 says of a child counts this process's memory too."""
+    run(f"time -q -f %M -o memory {line}", code)
+    return int(Path("memory").read_text())
+
+
 def restore(content="image"):
     """Gives the running board its memory back."""
     with open("board.eeprom", "r+b") as memory:
@@ -113,19 +120,17 @@ def measure_commands(quick):
     rows = new_table()
     for arguments, steps, _ in selected(quick):
         row = rows[name_of(arguments)]
+        transfers = sum(-(-int(length) // (16 if kind == "read" else 64))
+                        for kind, length in re.findall(r"(read|write|erase):\d+:(\d+)", FLOOR + steps))
         for _ in range(2 if quick else 25 if steps.startswith("read") else 5):
             for column, line in (("Brindle", "Brindle " + arguments), ("floor", FLOOR + steps),
                                  ("bare loop", BARE + steps)):
                 restore()
                 taken, switches = run(line)
                 row[column].append(taken)
-                row[column + ", switches"].append(switches / transfers(FLOOR + steps))
+                row[column + ", switches"].append(switches / transfers)
+        row["KiB"].append(peak("Brindle " + arguments))
     return rows
-
-
-def transfers(line):
-    return sum(-(-int(length) // (16 if kind == "read" else 64))
-               for kind, length in re.findall(r"(read|write|erase):\d+:(\d+)", line))
 
 
 def measure_peers(quick):
@@ -135,24 +140,15 @@ def measure_peers(quick):
         sys.exit("i2ctransfer reads something else")
     rows = new_table()
     for _ in range(1 if quick else 5):
-        for task, program, lines, times in PEERS:
+        for task, program, lines in PEERS:
             if quick and task == "write":
                 continue
             # Real-time scheduling reserves 50 ms of every busy second for other work, and the board is busy
             # for as long as the wire would be: without the rest, only some runs would be interrupted.
             time.sleep(1)
             restore("outdated" if task == "update one file" else "image")
-            rows[task][program].append(times * sum(run(line)[0] for line in lines))
+            rows[task][program].append(sum(run(line)[0] for line in lines))
     return rows
-
-
-def measure_footprint(_):
-    """Looks at /WA when it writes: it needs no more memory from then on."""
-    with subprocess.Popen(["Brindle", "/WA", "image"], stdout=subprocess.DEVNULL) as child:
-        time.sleep(0.5)
-        status = Path(f"/proc/{child.pid}/status").read_text()
-    return {"/WA": {"KiB": [int(re.search(r"VmHWM:\s+(\d+)", status)[1])],
-                    "threads": [int(re.search(r"Threads:\s+(\d+)", status)[1])]}}
 
 
 def measure_starts(quick):
@@ -161,13 +157,7 @@ def measure_starts(quick):
         for name, line, code, _ in STARTS:
             rows[name]["us"].append(run(line, code)[0])
     for name, line, code, _ in STARTS:
-        for _ in range(20):
-            process = subprocess.run(line.split(), env={**os.environ, "LD_DEBUG": "statistics"},
-                                     capture_output=True, text=True, check=False)
-            rows[name]["cycles"].append(int(re.search(r"startup time.*: (\d+) cycles", process.stderr)[1]))
-        # What wait4 says of a child's memory counts this process's memory too.
-        run(f"time -q -f %M -o memory {line}", code)
-        rows[name]["KiB"].append(int(Path("memory").read_text()))
+        rows[name]["KiB"].append(peak(line, code))
     return rows
 
 
@@ -181,29 +171,15 @@ def measure_pieces(quick):
     return rows
 
 
-def processor_time(line):
-    """Runs a command without a compiler cache, and returns the seconds that it computed."""
-    before = resource.getrusage(resource.RUSAGE_CHILDREN)
-    environment = {**os.environ, "CCACHE_DISABLE": "1"}
-    subprocess.run(line.split(), cwd=ROOT, env=environment, stdout=sys.stderr, check=True)
-    after = resource.getrusage(resource.RUSAGE_CHILDREN)
-    return after.ru_utime - before.ru_utime + after.ru_stime - before.ru_stime
-
-
-def measure_builds():
-    """Builds for arm64. The processor time of a small program's compilation is the unit of the build's."""
+def measure_sizes():
     build = os.path.abspath("arm64")
-    processor_time(f"cmake --preset aarch64 -B {build} -DBRINDLE_BUILD_TESTS=OFF")
-    hello = f"aarch64-linux-gnu-g++ -std=c++20 -Os -c benchmarks/hello.cpp -o {build}/hello.o"
-    rows = {}
-    for target, file, _ in EXECUTABLES:
-        seconds = processor_time(f"cmake --build {build} --target {target} -- --quiet")
+    for line in f"--preset aarch64 -B {build} -DBRINDLE_BUILD_TESTS=OFF", f"--build {build} -- --quiet":
+        subprocess.run(["cmake", *line.split()], cwd=ROOT, stdout=sys.stderr, check=True)
+    sizes = {}
+    for file, _ in EXECUTABLES:
         subprocess.run(["aarch64-linux-gnu-strip", "-o", "stripped", f"{build}/{file}"], check=True)
-        sizes = subprocess.check_output(["aarch64-linux-gnu-size", f"{build}/{file}"]).splitlines()[1]
-        rows[target] = {"stripped": [os.path.getsize("stripped") / 1024],
-                        "loaded": [sum(map(int, sizes.split()[:2])) / 1024], "seconds": [seconds],
-                        "hellos": [seconds / min(processor_time(hello) for _ in range(5))]}
-    return rows
+        sizes[file] = os.path.getsize("stripped") / 1024
+    return sizes
 
 
 def board(options, words):
@@ -211,7 +187,7 @@ def board(options, words):
                           stdin=open("image", "rb"), stdout=subprocess.PIPE).stdout
 
 
-def calls(line, content="image"):
+def calls(line, content):
     """Returns the calls that a command makes on the node."""
     Path("board.eeprom").write_bytes(Path(content).read_bytes())
     board(["--trace", "trace"], line.split())
@@ -225,42 +201,104 @@ def measure_on_board(quick):
         Path(f"file{number}").write_bytes(os.urandom(size))
         board([], ["Brindle", "/W", str(number), f"file{number}"])
     Path("image").write_bytes(Path("board.eeprom").read_bytes())
-    for arguments, steps, _ in selected(quick):
-        if calls("Brindle " + arguments) != calls(FLOOR + steps):
-            sys.exit(f"Brindle {arguments} and the floor make different calls on the node")
     Path("other").write_bytes(os.urandom(300))
     run("brindlectl build --from image --file 3=other outdated")
-    for line, floor, content in (UPDATE, UPDATE_FLOOR, "outdated"), (UNCHANGED, UNCHANGED_FLOOR, "image"):
+    pairs = [("Brindle " + arguments, FLOOR + steps, "image") for arguments, steps, _ in selected(quick)]
+    for line, floor, content in *pairs, (UPDATE, UPDATE_FLOOR, "outdated"), (UNCHANGED, UNCHANGED_FLOOR, "image"):
         if calls(line, content) != calls(floor, content):
             sys.exit(f"{line} and the floor make different calls on the node")
     tables = {}
-    for options, table in ([], "commands"), ([], "footprint"), (["--clock", "400000"], "peers"):
+    for options, table in ([], "commands"), (["--clock", "400000"], "peers"):
         tables[table] = json.loads(board(options, [sys.executable, __file__, table, quick * "quick"]))
     return tables
 
 
 def goals(tables):
     """Compares figures with limits. Ratios are of the smallest times: what disturbs a run makes it longer."""
+    commands, peers, starts = tables["commands"], tables["peers"], tables["starts"]
     found = []
-    for arguments, _, limit in COMMANDS:
-        row = tables["commands"].get(name_of(arguments))
-        if row and limit:
-            found.append((f"{name_of(arguments)} / floor", min(row["Brindle"]) / min(row["floor"]), limit))
-    for task in "update one file", "update nothing":
-        row = tables["peers"][task]
-        found.append((f"{task} / floor", min(row["brindlectl"]) / min(row["floor"]), 1.02))
-    row = tables["peers"]["update one file"]
-    found.append(("update one file / (/WA and /VA)", min(row["brindlectl"]) / min(row["/WA and /VA"]), 0.4))
-    starts = tables["starts"]
+    for name, limit in [(name_of(arguments), limit) for arguments, _, limit in COMMANDS]:
+        if limit and name in commands:
+            found.append((f"{name} / floor", min(commands[name]["Brindle"]) / min(commands[name]["floor"]), limit))
+    for task, unit, limit in (("update one file", "floor", 1.02), ("update one file", "/WA and /VA", 0.4),
+                              ("update nothing", "floor", 1.02)):
+        found.append((f"{task} / {unit}", min(peers[task]["brindlectl"]) / min(peers[task][unit]), limit))
     for name, _, _, limit in STARTS:
         if limit:
             found.append((f"{name} / true", min(starts[name]["us"]) / min(starts["/bin/true"]["us"]), limit))
-    found.append(("Memory of /WA / print a line",
-                  tables["footprint"]["/WA"]["KiB"][0] / starts["Print a line"]["KiB"][0], 1.5))
-    found.append(("Threads of /WA", tables["footprint"]["/WA"]["threads"][0], 2))
-    for target, _, limit in EXECUTABLES if "builds" in tables else []:
-        found.append((f"{target} stripped, arm64 (KiB)", tables["builds"][target]["stripped"][0], limit))
-    return [{"goal": name, "measured": measured, "limit": limit} for name, measured, limit in found]
+    found.append(("Memory / print a line",
+                  max(row["KiB"][0] for row in commands.values()) / starts["Print a line"]["KiB"][0], 1.5))
+    for file, limit in EXECUTABLES if "sizes" in tables else []:
+        found.append((f"{file} stripped, arm64 (KiB)", tables["sizes"][file], limit))
+    return [(name, f"{measured:.4g}", str(limit), "met" if measured <= limit else "MISSED")
+            for name, measured, limit in found]
+
+
+def table(title, head, rows):
+    """Returns a Markdown table that is readable as plain text too, or nothing when it has no rows."""
+    if not rows:
+        return ""
+    widths = [max(len(cell) for cell in column) for column in zip(head, *rows)]
+    rule = ["-" * widths[0]] + ["-" * (width - 1) + ":" for width in widths[1:]]
+    lines = ["| " + " | ".join([cell.ljust(width) if at == 0 else cell.rjust(width)
+                                for at, (cell, width) in enumerate(zip(row, widths))]) + " |"
+             for row in (head, rule, *rows)]
+    return "\n".join([f"### {title}", "", *lines, "", ""])
+
+
+def ms(microseconds):
+    return f"{microseconds / 1000:.{1 if microseconds < 1e5 else 0}f}"
+
+
+def spread(values):
+    return f"{ms(median(values))} ({ms(min(values))}-{ms(max(values))})"
+
+
+def ratio(values, unit):
+    return f"{min(values) / min(unit):.3f}"
+
+
+def markdown(tables):
+    return "".join((
+        table("Goals", ("Goal", "Measured", "At most", "Result"), goals(tables)),
+        table("Whole commands, messages taking no time (ms: median, smallest-largest; ratios of the "
+              "smallest; context switches for each transfer: Brindle / floor)",
+              ("Command", "Brindle", "Floor", "Bare loop", "Brindle / floor", "Brindle / bare",
+               "Switches a transfer", "Peak memory (KiB)"),
+              [(name, spread(row["Brindle"]), spread(row["floor"]), spread(row["bare loop"]),
+                ratio(row["Brindle"], row["floor"]), ratio(row["Brindle"], row["bare loop"]),
+                f"{median(row['Brindle, switches']):.2f} / {median(row['floor, switches']):.2f}", str(row["KiB"][0]))
+               for name, row in tables["commands"].items()]),
+        table("Whole images at 400 kHz (median; ratios of the smallest)",
+              ("Task", "Program", "ms", "In units of the first"),
+              [(task, program, ms(median(values)), ratio(values, next(iter(row.values()))))
+               for task, row in tables["peers"].items() for program, values in row.items()]),
+        table("Start and footprint", ("Program", "Start to end (ms)", "Peak memory (KiB)"),
+              [(name, spread(row["us"]), str(row["KiB"][0])) for name, row in tables["starts"].items()]),
+        table("Single pieces, without kernel and board", ("Piece", "us, median", "smallest", "largest"),
+              [(name, *(f"{pick(row['us']):.2f}" for pick in (median, min, max)))
+               for name, row in tables["pieces"].items()])))
+
+
+def chart(peers):
+    """Returns the bar chart of whole images at 400 kHz as SVG: 10 ms a pixel."""
+    wire = 32768 * 9 / 0.4
+    lines, y = [], 0
+    for task, title, limit, least in (("read", "Reading 32 KiB at 400 kHz", "the wire alone", wire),
+                                      ("write", "Writing 32 KiB at 400 kHz (write cycle 5 ms)",
+                                       "wire and write cycles alone", wire + 512 * 5000)):
+        lines.append(f'<text x="10" y="{y + 22}" font-weight="bold">{title}</text>')
+        y += 34
+        for name, us in (limit, least), *((name, median(values)) for name, values in peers.get(task, {}).items()):
+            colour = {limit: "#9aa5ad", "floor": "#9aa5ad", "Brindle": "#1f6f8b"}.get(name, "#c98b3c")
+            length = us / 1e4
+            lines += [f'<text x="200" y="{y + 14}" text-anchor="end">{name}</text>',
+                      f'<rect x="210" y="{y}" width="{length:.1f}" height="18" fill="{colour}"/>',
+                      f'<text x="{216 + length:.1f}" y="{y + 14}">{us / 1e6:.2f} s</text>']
+            y += 24
+    head = (f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 720 {y + 10}" font-family="sans-serif" '
+            f'font-size="13">')
+    return "\n".join([head, '<rect width="100%" height="100%" fill="white"/>', *lines, "</svg>\n"])
 
 
 def ask_for_quiet():
@@ -275,21 +313,28 @@ def ask_for_quiet():
 
 def main():
     quick = sys.argv[-1] == "quick"
-    inside = {"commands": measure_commands, "footprint": measure_footprint, "peers": measure_peers}
+    inside = {"commands": measure_commands, "peers": measure_peers}
     if sys.argv[1] in inside:
         json.dump(inside[sys.argv[1]](quick), sys.stdout)
         return
-    report = Path(sys.argv[1]).resolve()
+    report, documents = Path(sys.argv[1]).resolve(), [Path(name).resolve() for name in sys.argv[3:] if not quick]
     folders = (str(ROOT / "build/bench" / folder) for folder in ("cli", "ctl", "board", "benchmarks"))
     os.environ["PATH"] = ":".join([*folders, "/usr/sbin", os.environ["PATH"]])
     with tempfile.TemporaryDirectory() as work:
         os.chdir(work)
-        tables = {} if quick else {"builds": measure_builds()}
+        tables = {} if quick else {"sizes": measure_sizes()}
         scheduling = ask_for_quiet()
         tables.update(measure_on_board(quick), starts=measure_starts(quick), pieces=measure_pieces(quick))
     machine = f"{os.cpu_count()} cores, kernel {os.uname().release}, {scheduling}"
-    machine += f", load average {sys.argv[2]} at the start"
-    report.write_text(json.dumps({"machine": machine, "goals": goals(tables), "tables": tables}, indent=1))
+    text = f"{markdown(tables)}Machine: {machine}, load average {sys.argv[2]} at the start.\n"
+    picture = chart(tables["peers"])
+    report.with_suffix(".json").write_text(json.dumps(tables, indent=1))
+    report.with_suffix(".md").write_text(text)
+    report.with_suffix(".svg").write_text(picture)
+    print(text, end="")
+    if documents:
+        documents[0].write_text(MARKS.sub(lambda _: text, documents[0].read_text()))
+        documents[1].write_text(picture)
 
 
 if __name__ == "__main__":

@@ -11,11 +11,3 @@ int MemoryEeprom::Write(unsigned short address, unsigned char const* data, int l
   for (int i = 0; i < length; ++i) memory[(address + static_cast<unsigned int>(i)) % Size] = data[i];
   return length;
 }
-
-bool MemoryEeprom::Erase(unsigned short address, unsigned short length) {
-  return WriteErased(address, length);
-}
-
-bool MemoryEeprom::EraseAll() {
-  return WriteErased(0, Size);
-}

@@ -16,8 +16,6 @@ class MemoryEeprom final : public Eeprom {
 
   int Read(unsigned short address, unsigned char* buffer, int length) override;
   int Write(unsigned short address, unsigned char const* data, int length) override;
-  bool Erase(unsigned short address, unsigned short length) override;
-  bool EraseAll() override;
   [[nodiscard]] unsigned long GetSizeInBytes() const override { return Size; }
 
  private:

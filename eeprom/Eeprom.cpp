@@ -39,6 +39,14 @@ long Send(I2CDevice& device, ByteBuffer const& message, unsigned int attempts) {
 
 Eeprom::Eeprom(std::shared_ptr<I2CDevice> sharedDevice) : device(std::move(sharedDevice)) {}
 
+bool Eeprom::Erase(unsigned short address, unsigned short length) {
+  return WriteErased(address, length);
+}
+
+bool Eeprom::EraseAll() {
+  return WriteErased(0, GetSizeInBytes());
+}
+
 int Eeprom::ReadInTransfers(Protocol const& protocol, unsigned short address, unsigned char* buffer,
                             int length) {
   if (length <= 0) return 0;
@@ -84,11 +92,10 @@ int Eeprom::WriteInPages(Protocol const& protocol, unsigned short address, unsig
   return static_cast<int>(written);
 }
 
-bool Eeprom::WriteErased(unsigned short address, int length) {
-  const auto size = static_cast<unsigned long>(length);
-  ByteBuffer erased(size);
-  erased.FillBuffer(ErasedByte, size);
-  return Write(address, erased.GetBuffer(), length) != 0;
+bool Eeprom::WriteErased(unsigned short address, unsigned long length) {
+  ByteBuffer erased(length);
+  erased.FillBuffer(ErasedByte, length);
+  return Write(address, erased.GetBuffer(), static_cast<int>(length)) != 0;
 }
 
 std::shared_ptr<I2CDevice> Eeprom::DeviceFor(Protocol const& protocol, unsigned int address) const {

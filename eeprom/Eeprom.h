@@ -28,9 +28,9 @@ class Eeprom {
   // count does not tell which bytes are missing. On return the chip has finished its write cycle.
   virtual int Write(unsigned short address, unsigned char const* data, int length) = 0;
 
-  // Write ErasedByte. True when any byte was written: an erase with a refused piece counts as done.
-  virtual bool Erase(unsigned short address, unsigned short length) = 0;
-  virtual bool EraseAll() = 0;
+  // Write ErasedByte, by Write. True when any byte was written: an erase with a refused piece counts as done.
+  virtual bool Erase(unsigned short address, unsigned short length);
+  virtual bool EraseAll();
 
   // The size of the memory.
   [[nodiscard]] virtual unsigned long GetSizeInBytes() const = 0;
@@ -54,11 +54,9 @@ class Eeprom {
   // sheets).
   int WriteInPages(Protocol const& protocol, unsigned short address, unsigned char const* data, int length);
 
-  // Erases through the virtual Write.
-  bool WriteErased(unsigned short address, int length);
-
   std::shared_ptr<I2CDevice> device;
 
  private:
+  bool WriteErased(unsigned short address, unsigned long length);
   [[nodiscard]] std::shared_ptr<I2CDevice> DeviceFor(Protocol const& protocol, unsigned int address) const;
 };

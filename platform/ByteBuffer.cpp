@@ -33,19 +33,3 @@ void ByteBuffer::Reset() {
   writePosition = 0;
   readPosition = 0;
 }
-
-unsigned char const* ByteBuffer::GetBuffer() const {
-  return storage.get();
-}
-
-unsigned long ByteBuffer::GetCapacity() const {
-  return capacity;
-}
-
-unsigned long ByteBuffer::GetWritePosition() const {
-  return writePosition;
-}
-
-unsigned long ByteBuffer::GetReadPosition() const {
-  return readPosition;
-}

@@ -30,39 +30,3 @@ long Stream::Write(Stream& source, long count) {
 long Stream::Write(std::vector<unsigned char> const& bytes) {
   return Write(bytes.data(), static_cast<long>(bytes.size()));
 }
-
-void Stream::Close() {
-  connected = false;
-}
-
-void Stream::Open() {
-  connected = true;
-}
-
-unsigned int Stream::GetID() const {
-  return id;
-}
-
-unsigned int Stream::GetType() const {
-  return type;
-}
-
-unsigned int Stream::GetStatus() const {
-  return status;
-}
-
-unsigned int Stream::GetConnectivitySource() const {
-  return connectivitySource;
-}
-
-StreamDataType Stream::GetStreamDataType() const {
-  return dataType;
-}
-
-void Stream::SetStreamDataType(StreamDataType newDataType) {
-  dataType = newDataType;
-}
-
-bool Stream::Connected() const {
-  return connected;
-}

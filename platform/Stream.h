@@ -36,18 +36,18 @@ class Stream {
   virtual long Write(std::vector<unsigned char> const& bytes);
 
   // Clears, or sets, the connected flag and does nothing else.
-  virtual void Close();
-  virtual void Open();
+  virtual void Close() { connected = false; }
+  virtual void Open() { connected = true; }
 
   // Descriptive values for the users of a stream. Nothing in this class depends on them.
-  virtual unsigned int GetID() const;
-  virtual unsigned int GetType() const;
-  virtual unsigned int GetStatus() const;
-  virtual unsigned int GetConnectivitySource() const;
-  virtual StreamDataType GetStreamDataType() const;
-  virtual void SetStreamDataType(StreamDataType newDataType);
+  virtual unsigned int GetID() const { return id; }
+  virtual unsigned int GetType() const { return type; }
+  virtual unsigned int GetStatus() const { return status; }
+  virtual unsigned int GetConnectivitySource() const { return connectivitySource; }
+  virtual StreamDataType GetStreamDataType() const { return dataType; }
+  virtual void SetStreamDataType(StreamDataType newDataType) { dataType = newDataType; }
 
-  virtual bool Connected() const;
+  virtual bool Connected() const { return connected; }
 
  private:
   unsigned int id;

@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cstdint>
 #include <numeric>
@@ -29,11 +29,6 @@ class ChipModelTest : public testing::Test {
     return bytes;
   }
 
-  Bytes Memory(unsigned int first, unsigned int count) {
-    auto const bytes = chip.Memory().subspan(first, count);
-    return {bytes.begin(), bytes.end()};
-  }
-
   static constexpr std::uint64_t Cycle = 5'000'000;
   EmulatedChip chip;
   std::uint64_t now = 0;
@@ -41,8 +36,8 @@ class ChipModelTest : public testing::Test {
 
 TEST_F(ChipModelTest, WritesWrapInsideTheirPageAndReadsAtTheEndOfMemory) {
   EXPECT_EQ(Write({0x12, 0x7F, 1, 2}), 4);
-  EXPECT_EQ(Memory(0x1240, 2), (Bytes{2, 0x41}));
-  EXPECT_EQ(Memory(0x127F, 2), (Bytes{1, 0x80}));
+  EXPECT_THAT(chip.Memory().subspan(0x1240, 2), testing::ElementsAre(2, 0x41));
+  EXPECT_THAT(chip.Memory().subspan(0x127F, 2), testing::ElementsAre(1, 0x80));
   EXPECT_EQ(Read(1), Bytes{0x41}) << "the counter follows the last byte";
   EXPECT_EQ(Write({0x77}), 1) << "half an address is acknowledged and sets nothing";
   EXPECT_EQ(Read(1), Bytes{0x42});
@@ -55,18 +50,16 @@ TEST_F(ChipModelTest, WritesWrapInsideTheirPageAndReadsAtTheEndOfMemory) {
 
 TEST_F(ChipModelTest, SmallChipTakesHighAddressBitsFromTheSlaveAddress) {
   EmulatedChip small(CHIP_CAT24C16, 0x50);
-  EXPECT_EQ(small.Memory().size(), 2048U);
+  for (unsigned int i = 0; i < 2048; ++i) small.Memory()[i] = static_cast<unsigned char>(i / 16);  // the page
   EXPECT_EQ(small.Write(0x53, Bytes{0x1F, 1, 2}, now += Cycle), 3);
   EXPECT_EQ(small.Memory()[0x31F], 1);
-  EXPECT_EQ(small.Memory()[0x310], 2) << "pages of 16 bytes";
+  EXPECT_EQ(small.Memory()[0x310], 2);
   Bytes two(2);
   EXPECT_EQ(small.Write(0x50, Bytes{0xFF}, now += Cycle), 1);
-  small.Memory()[0x4FF] = 4;
-  small.Memory()[0x500] = 5;
   EXPECT_EQ(small.Read(0x54, two, now), 2);
-  EXPECT_EQ(two, (Bytes{4, 5}));
-  EXPECT_EQ(small.Read(0x53, two, now), 2) << "the counter's low byte, the slave address's high bits";
-  EXPECT_EQ(small.Model().counter, 0x303U);
+  EXPECT_EQ(two, (Bytes{0x4F, 0x50}));
+  EXPECT_EQ(small.Read(0x53, two, now), 2);
+  EXPECT_EQ(two, (Bytes{0x30, 0x30})) << "the counter's low byte, the slave address's high bits";
 }
 
 TEST_F(ChipModelTest, EachFaultChangesWhatItsNameSays) {
@@ -103,7 +96,7 @@ TEST_F(ChipModelTest, EachFaultChangesWhatItsNameSays) {
     EXPECT_EQ(Write({0, 2, 9, 8, 7}), row.written);
     EXPECT_EQ(Read(2), row.first);
     EXPECT_EQ(Read(2), row.second);
-    EXPECT_EQ(Memory(2, 4), row.memory);
+    EXPECT_THAT(chip.Memory().subspan(2, 4), testing::ElementsAreArray(row.memory));
     EXPECT_EQ(fault.met, row.met);
   }
 }

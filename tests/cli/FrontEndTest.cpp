@@ -1,3 +1,4 @@
+// What the system tests on the emulated board cannot see of the front end.
 #include "cli/FrontEnd.h"
 
 #include <gtest/gtest.h>
@@ -6,50 +7,14 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "eeprom/ImageChecksum.h"
 #include "support/Rig.h"
 
 namespace {
 
-const std::string Usage = R"(Reads or Writes file contents from/to EEPROM
-See Using the Brindle in Confluence
-
-Brindle /E
-	 E - Erase all EEPROM
-
-Brindle (/R | /W | /V) (1 | 2 | 3) /FileAbsolutePath
-	 R - Read from EEPROM
-	 W - Write to EEPROM
-	 V - Verify input file content against written file content
-	 1 - Peripheral configuration file
-
-	 2 - Upgrade file
-
-	 3 - Board configuration file
-
-Brindle (/RA | /WA | /VA) /FileAbsolutePath
-	 RA - Read All from EEPROM
-	 WA - Write All to EEPROM
-	 VA - Verify input file content against eeprom content
-
-Brindle /BS (BaseboardRev#) <Goldcrest|Baseboard-default>-optional
-	 BS - Set Baseboard Revision
-	 BaseboardRev# - current baseboards can be found in confluence
-
-Brindle /DS (1 | 0)
-	 DS - set Developer Board Enable\Disable
-	 1 - Enable Developer Board
-	 0 - Disable Developer Board
-
-Brindle /RBI /FileAbsolutePath
-	 RBI - read board info
-	 will read out first page of EEPROM data
-
-)";
-
 const std::string Complete = "EEPROM read/write complete.\n";
 const std::string Failed = "EEPROM read/write failed.\n";
 const std::string NotAccessible = "EEPROM not accessible\n";
-const std::string BadRevision = "BaseboardRev# is incorrect. Exiting...\n\n" + Usage;
 
 // Runs command lines on a board with an EEPROM at either location.
 class FrontEndTest : public testing::Test, public Rig {
@@ -64,10 +29,15 @@ class FrontEndTest : public testing::Test, public Rig {
   }
 };
 
-TEST_F(FrontEndTest, RefusesARevisionOnlyWhereThereIsAnEeprom) {
-  Expect({"/BS", "abc", "Goldcrest"}, 22, BadRevision);
+TEST_F(FrontEndTest, RefusesWithTheUsageTextAndTouchesNothing) {
+  const std::string refusal = Run(std::vector<std::string>()).output;
+  const std::string usage = refusal.substr(refusal.find('\n') + 1);
+  EXPECT_EQ(usage.size(), 903U);  // The text is settled to the byte.
+  EXPECT_EQ(ImageChecksum({reinterpret_cast<unsigned char const*>(usage.data()), usage.size()}), 0x3BFE);
+  Expect({"/V", "0x1", "file"}, 22, "FileType is incorrect. Exiting...\n\n" + usage);
+  EXPECT_EQ(chip.Model().messages, 0U);
+  Expect({"/BS", "abc", "Goldcrest"}, 22, "BaseboardRev# is incorrect. Exiting...\n\n" + usage);
   EXPECT_EQ(goldcrest.Model().page_writes, 0U);
-  Expect({"/V", "0x1", "file"}, 22, "FileType is incorrect. Exiting...\n\n" + Usage);
   chip.Model().powered = 0;
   Expect({"/BS", "abc"}, 19, NotAccessible);
 }
@@ -83,15 +53,6 @@ TEST_F(FrontEndTest, ChoosesTheBaseboardByItsExactName) {
   EXPECT_EQ(chip.Memory()[1], 5);
 }
 
-TEST_F(FrontEndTest, TellsThatThereIsNoBus) {
-  std::ostringstream text;
-  char const* const argv[] = {"Brindle", "/E"};
-  EXPECT_EQ(FrontEnd(2, argv, text, nullptr), 19);
-  EXPECT_EQ(FrontEnd(2, argv, text, []() -> std::shared_ptr<I2CBus> { throw 1; }), 19);
-  EXPECT_EQ(text.str(), NotAccessible + NotAccessible);
-  EXPECT_EQ(FrontEnd(0, nullptr, text, nullptr), 22);
-}
-
 TEST_F(FrontEndTest, EndsInAnOrderlyWayWhateverIsThrown) {
   const auto throwAt = [this](unsigned int message, auto exception) {
     bus->onMessage = [message, exception, count = 0U]() mutable {
@@ -103,17 +64,21 @@ TEST_F(FrontEndTest, EndsInAnOrderlyWayWhateverIsThrown) {
   throwAt(3, std::logic_error("while the table is read"));
   Expect({"/BS", "5"}, 19, NotAccessible);
   throwAt(2000, std::logic_error("in the operation"));
-  Expect({"/RA", host / "image"}, 5, Failed);
+  Expect({"/RA", output}, 5, Failed);
   throwAt(2000, std::system_error());
-  Expect({"/RA", host / "image"}, 5, Failed);
+  Expect({"/RA", output}, 5, Failed);
 }
 
-TEST_F(FrontEndTest, WorksOnWithoutAnOutput) {
+TEST_F(FrontEndTest, WorksWithoutABusArgumentsOrAnOutput) {
   std::ostream broken(nullptr);
   char const* const argv[] = {"Brindle", "/BS", "5"};
   EXPECT_EQ(FrontEnd(3, argv, broken, [this] { return bus; }), 0);
   EXPECT_EQ(chip.Memory()[1], 5);
-  EXPECT_EQ(FrontEnd(2, argv, broken, [this] { return bus; }), 22);
+  EXPECT_EQ(FrontEnd(2, argv, broken, nullptr), 22);
+  EXPECT_EQ(FrontEnd(0, nullptr, broken, nullptr), 22);
+  std::ostringstream text;
+  EXPECT_EQ(FrontEnd(3, argv, text, nullptr), 19);
+  EXPECT_EQ(text.str(), NotAccessible);
 }
 
 }  // namespace

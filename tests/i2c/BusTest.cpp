@@ -7,37 +7,35 @@
 #include <cstring>
 #include <deque>
 #include <map>
+#include <semaphore>
 #include <thread>
 
-#include "i2c/DeviceLock.h"
 #include "i2c/I2CBusHelper.h"
+#include "i2c/I2CDevice.h"
 #include "i2c/LinuxI2CMasterBus.h"
 #include "platform/PosixEvent.h"
+#include "support/VirtualClock.h"
 #include "support/Wrap.h"
 
 namespace {
 
 using I2C::AddressMode;
 using I2C::Transaction;
-using I2C::TransactionType;
-using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 using Answers = std::map<char, std::deque<long>>;
 
-constexpr char NodePath[] = "/dev/i2c-fake";
-constexpr int NodeFd = 1'000'000;
-
-// The node that the wrapped calls reach. It keeps each call as a letter and its number: open's flags (O),
-// I2C_SLAVE (S), I2C_TENBIT (T), the lengths of read (R) and write (W), the descriptor given to close (C).
+// The node that the wrapped calls reach. It keeps each call as a letter and its number: I2C_SLAVE (S),
+// I2C_TENBIT (T), the lengths of read (R) and write (W), and the milliseconds of a pause before one (P).
 struct Node {
+  int fd = -1;
   std::string calls;
   Answers answers;  // in the place of what a good node answers; the last one for all that follow
   std::string written;
-  steady_clock::time_point writeEnd;
-  steady_clock::duration pause{};  // between the last write and the last read
+  std::uint64_t lastCall = VirtualClock::Now();
   std::function<void()> atEachAttempt = [] {};
 
   long Answer(char call, long number, long good) {
+    const std::uint64_t pause = VirtualClock::Now() - std::exchange(lastCall, VirtualClock::Now());
+    if (pause != 0) calls += 'P' + std::to_string(pause / 1'000'000) + ' ';
     calls += call + std::to_string(number) + ' ';
     auto& scripted = answers[call];
     const long answer = scripted.empty() ? good : scripted.front();
@@ -52,16 +50,7 @@ int workerPriority = 0;
 std::atomic<int> workerSleeps = 0;
 const auto testThread = std::this_thread::get_id();
 
-bool InitFails() {
-  return initToFail > 0 && --initToFail == 0;
-}
-
 }  // namespace
-
-WRAP(int, open, char const* path, int flags, ...) {
-  if (std::strcmp(path, NodePath) != 0) return __real_open(path, flags);
-  return static_cast<int>(node.Answer('O', flags, NodeFd));
-}
 
 WRAP(int, ioctl, int fd, unsigned long request, ...) {
   va_list arguments;
@@ -70,26 +59,18 @@ WRAP(int, ioctl, int fd, unsigned long request, ...) {
   va_end(arguments);
   const char call = request == 0x0703 ? 'S' : request == 0x0704 ? 'T' : '?';
   if (call == 'S') node.atEachAttempt();
-  return static_cast<int>(node.Answer(call, argument, fd == NodeFd ? 0 : -1));
+  node.fd = fd;
+  return static_cast<int>(node.Answer(call, argument, fd < 0 ? -1 : 0));
 }
 
-WRAP(ssize_t, read, int fd, void* buffer, size_t length) {
-  if (fd != NodeFd) return __real_read(fd, buffer, length);
-  node.pause = steady_clock::now() - node.writeEnd;
+WRAP(ssize_t, read, int /*fd*/, void* buffer, size_t length) {
   std::memset(buffer, 0xA5, length);
   return node.Answer('R', static_cast<long>(length), static_cast<long>(length));
 }
 
-WRAP(ssize_t, write, int fd, void const* buffer, size_t length) {
-  if (fd != NodeFd) return __real_write(fd, buffer, length);
+WRAP(ssize_t, write, int /*fd*/, void const* buffer, size_t length) {
   node.written.assign(static_cast<char const*>(buffer), length);
-  node.writeEnd = steady_clock::now();
   return node.Answer('W', static_cast<long>(length), static_cast<long>(length));
-}
-
-WRAP(int, close, int fd) {
-  if (fd != NodeFd && fd != -1) return __real_close(fd);
-  return static_cast<int>(node.Answer('C', fd, 0));
 }
 
 WRAP(int, pthread_create, pthread_t* id, pthread_attr_t const* attributes, void* (*body)(void*),
@@ -102,11 +83,11 @@ WRAP(int, pthread_create, pthread_t* id, pthread_attr_t const* attributes, void*
 }
 
 WRAP(int, pthread_mutex_init, pthread_mutex_t* mutex, pthread_mutexattr_t const* attributes) {
-  return InitFails() ? EAGAIN : __real_pthread_mutex_init(mutex, attributes);
+  return --initToFail == 0 ? EAGAIN : __real_pthread_mutex_init(mutex, attributes);
 }
 
 WRAP(int, pthread_cond_init, pthread_cond_t* condition, pthread_condattr_t const* attributes) {
-  return InitFails() ? EAGAIN : __real_pthread_cond_init(condition, attributes);
+  return --initToFail == 0 ? EAGAIN : __real_pthread_cond_init(condition, attributes);
 }
 
 WRAP(int, pthread_cond_wait, pthread_cond_t* condition, pthread_mutex_t* mutex) {
@@ -123,11 +104,10 @@ class BusTest : public testing::Test {
  protected:
   BusTest() { MakeBus(); }
 
-  void MakeBus(Answers const& answers = {}) {
+  void MakeBus(char const* path = "/dev/null") {
     bus.reset();
     node = {};
-    node.answers = answers;
-    bus = std::make_shared<LinuxI2CMasterBus>(NodePath);
+    bus = std::make_shared<LinuxI2CMasterBus>(path);
   }
 
   int ReadOne() { return bus->Read(in, 1, 0x56, AddressMode::SevenBit); }
@@ -136,99 +116,77 @@ class BusTest : public testing::Test {
 };
 
 TEST_F(BusTest, MakesExactlyTheCallsOfItsAttempts) {
-  constexpr auto Seven = AddressMode::SevenBit;
-  constexpr auto Read = TransactionType::Read;
-  constexpr auto Write = TransactionType::Write;
-  constexpr auto Both = TransactionType::WriteThenRead;
-  constexpr auto Delayed = TransactionType::WriteDelayRead;
+  using enum I2C::TransactionType;
   struct {
-    TransactionType type;
-    AddressMode mode;
+    I2C::TransactionType type;
     unsigned int readLength, writeLength, delay;
     Answers answers;
     bool success;
     char const* calls;
   } const cases[] = {
-      {Read, Seven, 16, 0, 0, {}, true, "S86 T0 R16 "},
-      {Write, Seven, 0, 4, 0, {}, true, "S86 T0 W4 "},
-      {Both, Seven, 16, 2, 0, {}, true, "S86 T0 W2 R16 "},
-      {Delayed, Seven, 16, 2, 10, {}, true, "S86 T0 W2 R16 "},  // in real time: the pause is the point
-      {Read, AddressMode::TenBit, 16, 0, 0, {}, true, "S86 T1 R16 "},
-      {Read, Seven, 16, 0, 0, {{'S', {-1}}}, false, "S86 S86 S86 "},
-      {Read, Seven, 16, 0, 0, {{'T', {-1, 0}}}, true, "S86 T0 S86 T0 R16 "},
-      {Write, Seven, 0, 4, 0, {{'W', {3, 1, 4}}}, true, "S86 T0 W4 S86 T0 W4 S86 T0 W4 "},
-      {Write, Seven, 0, 0, 0, {}, false, "S86 T0 W0 S86 T0 W0 S86 T0 W0 "},
-      {Both, Seven, 16, 2, 0, {{'W', {-1}}}, false, "S86 T0 W2 S86 T0 W2 S86 T0 W2 "},
-      {Delayed, Seven, 16, 2, 0, {{'W', {1}}}, false, "S86 T0 W2 S86 T0 W2 S86 T0 W2 "},
-      {Read, Seven, 16, 0, 0, {{'R', {-1, 0, 15}}}, false, "S86 T0 R16 S86 T0 R16 S86 T0 R16 "},
-      {Read, Seven, 0, 0, 0, {}, false, "S86 T0 R0 S86 T0 R0 S86 T0 R0 "},
-      {Delayed, Seven, 16, 2, 0xFFFFFFFF, {}, false, "S86 T0 S86 T0 S86 T0 "},
-      {TransactionType::ReadMem, Seven, 16, 2, 0, {}, false, "S86 T0 S86 T0 S86 T0 "},
-      {TransactionType::WriteMem, Seven, 16, 2, 0, {}, false, "S86 T0 S86 T0 S86 T0 "},
+      {Read, 16, 0, 0, {}, true, "S86 T0 R16 "},
+      {Write, 0, 4, 0, {}, true, "S86 T0 W4 "},
+      {WriteThenRead, 16, 2, 0, {}, true, "S86 T0 W2 R16 "},
+      {WriteDelayRead, 16, 2, 10, {}, true, "S86 T0 W2 P11 R16 "},
+      {Read, 16, 0, 0, {{'S', {-1}}}, false, "S86 S86 S86 "},
+      {Read, 16, 0, 0, {{'T', {-1, 0}}}, true, "S86 T0 S86 T0 R16 "},
+      {Write, 0, 4, 0, {{'W', {3, 1, 4}}}, true, "S86 T0 W4 S86 T0 W4 S86 T0 W4 "},
+      {Write, 0, 0, 0, {}, false, "S86 T0 W0 S86 T0 W0 S86 T0 W0 "},
+      {WriteThenRead, 16, 2, 0, {{'W', {-1}}}, false, "S86 T0 W2 S86 T0 W2 S86 T0 W2 "},
+      {WriteDelayRead, 16, 2, 0, {{'W', {1}}}, false, "S86 T0 W2 S86 T0 W2 S86 T0 W2 "},
+      {Read, 16, 0, 0, {{'R', {-1, 0, 15}}}, false, "S86 T0 R16 S86 T0 R16 S86 T0 R16 "},
+      {Read, 0, 0, 0, {}, false, "S86 T0 R0 S86 T0 R0 S86 T0 R0 "},
+      {WriteDelayRead, 16, 2, 0xFFFFFFFF, {}, false, "S86 T0 S86 T0 S86 T0 "},
+      {ReadMem, 16, 2, 0, {}, false, "S86 T0 S86 T0 S86 T0 "},
+      {WriteMem, 16, 2, 0, {}, false, "S86 T0 S86 T0 S86 T0 "},
   };
   for (auto const& row : cases) {
     SCOPED_TRACE(&row - cases);
-    MakeBus(row.answers);
-    node.calls.clear();
+    MakeBus();
+    node.answers = row.answers;
     PosixEvent done(true);
-    Transaction record = {row.type,        0x56, row.mode,  row.readLength, in,
-                          row.writeLength, out,  row.delay, &done,          0x8};
+    Transaction record = {
+        row.type, 0x56, AddressMode::SevenBit, row.readLength, in, row.writeLength, out, row.delay,
+        &done,    0x8};
     record.success = true;
     EXPECT_TRUE(bus->Transact(&record));
     EXPECT_EQ(done.WaitOr(0xFFFFFFFF), 0x8U);
     EXPECT_EQ(record.success, row.success);
     EXPECT_EQ(node.calls, row.calls);
-    EXPECT_TRUE(!row.success || node.pause >= milliseconds(row.delay));
   }
 }
 
 TEST_F(BusTest, ServesDevicesOverANodeOpenWhileItLives) {
   constexpr long Count = (1L << 32) + 3;  // of which the low 32 bits count
   static char worker[16];
-  for (const bool opens : {true, false}) {
-    MakeBus(opens ? Answers{} : Answers{{'O', {-1}}});
-    node.atEachAttempt = [] { pthread_getname_np(pthread_self(), worker, sizeof worker); };
-    bus->SetBusSpeed(400'000);
-    EXPECT_EQ(bus->GetBusSpeed(), 0U);
-    {
-      I2CDevice device(bus, 0x56);
-      I2CDevice wide = I2CDevice(std::move(bus), 0x56, AddressMode::TenBit).Sibling(0xFFFF);
-      EXPECT_EQ(device.WriteThenRead(out, Count + 1, in, Count + 13), opens ? 16 : 0);
-      EXPECT_EQ(wide.WriteDelayRead(out, Count, in, Count + 1, 10), opens ? 4 : 0);
-      EXPECT_TRUE(!opens || node.pause >= milliseconds(10));
-      EXPECT_EQ(device.Read(in, Count + 2), opens ? 5 : 0);
-      EXPECT_EQ(wide.Write(out, Count + 1), opens ? 4 : 0);
-    }
-    const std::string good = "S86 T0 W4 R16 S65535 T1 W3 R4 S86 T0 R5 S65535 T1 W4 C1000000 ";
-    const std::string bad = "S86 S86 S86 S65535 S65535 S65535 S86 S86 S86 S65535 S65535 S65535 C-1 ";
-    EXPECT_EQ(node.calls, "O" + std::to_string(O_RDWR) + ' ' + (opens ? good : bad));
-    EXPECT_EQ(node.written, opens ? "\1\2\3\4" : "");
-    EXPECT_THAT(in, testing::Each(0xA5));
-    EXPECT_STREQ(worker, "I2CXactHandler");
-    EXPECT_EQ(workerPriority, 58);
+  node.atEachAttempt = [] { pthread_getname_np(pthread_self(), worker, sizeof worker); };
+  bus->SetBusSpeed(400'000);
+  EXPECT_EQ(bus->GetBusSpeed(), 0U);
+  {
+    I2CDevice device(bus, 0x56);
+    I2CDevice wide = I2CDevice(std::move(bus), 0x56, AddressMode::TenBit).Sibling(0xFFFF);
+    EXPECT_EQ(device.WriteThenRead(out, Count + 1, in, Count + 13), 16);
+    EXPECT_EQ(wide.WriteDelayRead(out, Count, in, Count + 1, 10), 4);
+    EXPECT_EQ(device.Read(in, Count + 2), 5);
+    EXPECT_EQ(wide.Write(out, Count + 1), 4);
+
+    EXPECT_EQ(device.GetAddress(), 0x56);
+    EXPECT_EQ(device.Read(in, 1, std::chrono::microseconds(1)), -2);
+    EXPECT_FALSE(device.Lock());
+    EXPECT_FALSE(device.Unlock());
+    device.Open();
+    device.Close();
+    EXPECT_TRUE(device.Connected());
   }
+  EXPECT_EQ(node.calls, "S86 T0 W4 R16 S65535 T1 W3 P11 R4 S86 T0 R5 S65535 T1 W4 ");
+  EXPECT_EQ(fcntl(node.fd, F_GETFD), -1) << "closed";
+  EXPECT_EQ(node.written, "\1\2\3\4");
+  EXPECT_THAT(in, testing::Each(0xA5));
+  EXPECT_STREQ(worker, "I2CXactHandler");
+  EXPECT_EQ(workerPriority, 58);
 }
 
-TEST_F(BusTest, KeepsADeviceConnectedAndItsLocksInPairs) {
-  struct LockingBus final : LinuxI2CMasterBus {
-    using LinuxI2CMasterBus::LinuxI2CMasterBus;
-    bool Lock() override { return brackets += '(', !LinuxI2CMasterBus::Lock(); }
-    bool Unlock() override { return brackets += ')', LinuxI2CMasterBus::Unlock(); }
-    std::string brackets;
-  };
-  const auto locking = std::make_shared<LockingBus>(NodePath);
-  I2CDevice device(locking, 0x56);
-  EXPECT_TRUE(device.Lock());
-  EXPECT_FALSE(device.Unlock());
-  { const DeviceLock lock(device); }
-  EXPECT_EQ(locking->brackets, "()()");
-
-  EXPECT_EQ(device.GetAddress(), 0x56);
-  EXPECT_EQ(device.Read(in, 1, std::chrono::microseconds(1)), -2);
-  device.Open();
-  device.Close();
-  EXPECT_TRUE(device.Connected());
-
+TEST(I2CBusTest, AddressesAreThoseOfTheProcessor) {
   for (int name = 0; name < 7; ++name) {
     EXPECT_EQ(I2C::GetBusAddress(I2C::Bus{name}), 0x40120000 + 0x10000UL * static_cast<unsigned>(name));
   }
@@ -236,30 +194,26 @@ TEST_F(BusTest, KeepsADeviceConnectedAndItsLocksInPairs) {
 }
 
 TEST_F(BusTest, HoldsTenInOrderAndRefusesOneMore) {
-  PosixEvent taken(true);
-  PosixEvent proceed(true);
-  PosixEvent done(false);
+  std::counting_semaphore<25> taken(0);
+  std::counting_semaphore<25> proceed(0);
   node.atEachAttempt = [&] {
-    taken.Signal(1);
-    proceed.WaitOr(1);
+    taken.release();
+    proceed.acquire();
   };
-  std::string calls = node.calls;
-  std::array<Transaction, 25> records;
+  PosixEvent done(false);
+  std::string calls;
+  std::array<Transaction, 25> records;  // twice round the ring
   for (unsigned short i = 0; i < 25; ++i) {
     records[i] = {.address = i, .readLength = 1, .readBuffer = in, .event = &done, .eventFlags = 1U << i};
     calls += "S" + std::to_string(i) + " T0 R1 ";
+    if (i > 10) {
+      EXPECT_EQ(ReadOne(), 0) << i;
+      proceed.release();
+    }
+    if (i == 1 || i > 10) taken.acquire();
+    EXPECT_TRUE(bus->Transact(&records[i])) << i;
   }
-  EXPECT_FALSE(bus->Transact(nullptr));
-  EXPECT_TRUE(bus->Transact(records.data()));
-  taken.WaitOr(1);
-  for (unsigned int i = 1; i <= 10; ++i) EXPECT_TRUE(bus->Transact(&records[i])) << i;
-  for (unsigned int i = 11; i < 35; ++i) {  // round the ring, as long as there are records always full
-    EXPECT_EQ(i < 25 ? ReadOne() : 0, 0) << i;
-    proceed.Signal(1);
-    taken.WaitOr(1);
-    EXPECT_TRUE(i >= 25 || bus->Transact(&records[i])) << i;
-  }
-  proceed.Signal(1);
+  proceed.release(11);
   EXPECT_TRUE(done.WaitAnd((1U << 25) - 1));
   EXPECT_EQ(node.calls, calls);
 }
@@ -270,7 +224,7 @@ TEST_F(BusTest, SleepsWhileThereIsNothingToDo) {
   Transaction unwatched{.readLength = 1, .readBuffer = in};
   EXPECT_TRUE(bus->Transact(&unwatched));
   EXPECT_EQ(ReadOne(), 1);
-  for (int i = 0; i < 2000 && workerSleeps == 0; ++i) std::this_thread::sleep_for(milliseconds(1));
+  for (int i = 0; i < 2000 && workerSleeps == 0; ++i) usleep(1000);
   EXPECT_GT(workerSleeps, 0);
 }
 
@@ -283,7 +237,10 @@ TEST_F(BusTest, RefusesTransfersItCouldNotComplete) {
     Transaction record;
     EXPECT_FALSE(bus->Transact(&record));
     EXPECT_EQ(ReadOne(), 0);
+    MakeBus("missing");
+    EXPECT_EQ(ReadOne(), 0);
     MakeBus();
+    EXPECT_FALSE(bus->Transact(nullptr));
     initToFail = init;  // of the completion event
     EXPECT_EQ(ReadOne(), init == 0 ? 1 : 0);
     EXPECT_EQ(ReadOne(), 1);

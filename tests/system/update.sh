@@ -38,14 +38,23 @@ wait $! || code=$?
 equal "exit code and result" "$code $(cut -c 1-8 result)" "143 updated,"
 same first "$IMAGE"
 
-brindlectl update second &
-await [ -e $journal ]
-kill -KILL $!
-wait $! || true
-sleep 0.1 # the chip ends its write cycle
+# An update is killed as soon as CONDITION holds.
+cut_off() { # CONDITION ARGUMENT...
+  condition=$1
+  shift
+  brindlectl update "$@" &
+  await eval "$condition"
+  kill -KILL $!
+  wait $! || true
+  sleep 0.1 # the chip ends its write cycle
+}
+
+cut_off '[ -e $journal ]' second
 expect 5 brindlectl update first
 says "recover first"
-
+cut_off '[ ! -e $journal ]' before --no-journal --force
+expect 1 cmp -s before "$IMAGE" # the journal went first: it would have undone the update
+cut_off '[ -e $journal ]' second
 take_advice "an update was cut off" brindlectl doctor
 same second "$IMAGE"
 brindle 19 /BS 3 Goldcrest
@@ -56,6 +65,14 @@ hold_board
 take_advice "process $! (sleep) holds the board" brindlectl doctor
 brindle 0 /DS 1
 expect 0 brindlectl doctor
+
+touch closed
+chmod 0 closed
+mount --bind closed /dev/i2c-5
+expect 1 setpriv --inh-caps=-all --ambient-caps=-all --bounding-set=-all brindlectl doctor
+says "cause: $(id -un) may not open /dev/i2c-5, which belongs to $(stat -c %U:%G closed)
+  do: groupadd --system --force brindle && usermod --append --groups brindle $(id -un) && cp /"
+umount /dev/i2c-5
 
 mv /sys/bus/i2c/devices/i2c-5/name name
 expect 1 brindlectl doctor --json

@@ -1,0 +1,42 @@
+// brindlectl in this process, on emulated chips. The working directory is a temporary one.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <sstream>
+
+#include "ctl/CommandLine.h"
+#include "support/Catalogue.h"
+#include "support/Rig.h"
+
+class CtlTest : public testing::Test, protected Rig {
+ protected:
+  CtlTest() { std::filesystem::current_path(host / ""); }
+
+  // Runs words that single spaces separate; `results` and `messages` are then what was printed.
+  int Ctl(std::string const& line, Bytes const& standardInput = {}) {
+    std::vector<std::string> words;
+    std::istringstream text("brindlectl " + line);
+    for (std::string word; std::getline(text, word, ' ');) words.push_back(word);
+    std::vector<char const*> argv;
+    for (std::string const& word : words) argv.push_back(word.c_str());
+    std::istringstream in({standardInput.begin(), standardInput.end()});
+    std::ostringstream out, err;
+    const int code =
+        RunCommandLine(static_cast<int>(argv.size()), argv.data(), {in, out, err, [this] { return bus; }});
+    results = out.str();
+    messages = err.str();
+    return code;
+  }
+
+  void File(std::string const& name, Bytes const& content) const {
+    host.File(name, {content.begin(), content.end()});
+  }
+  static Bytes Content(std::string const& name) {
+    const std::string content = ContentOf(name);
+    return {content.begin(), content.end()};
+  }
+
+  std::string results, messages;
+};

@@ -79,6 +79,5 @@ std::vector<unsigned char> Apply(Changes const& changes, std::vector<unsigned ch
 }
 
 std::vector<unsigned char> ErasedImage() {
-  Bytes image(MemoryEeprom::Size, Eeprom::ErasedByte);
-  return image;
+  return Bytes(MemoryEeprom::Size, Eeprom::ErasedByte);
 }

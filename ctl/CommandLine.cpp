@@ -3,7 +3,6 @@
 #include <getopt.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <iterator>
 
 #include "ctl/Commands.h"
@@ -19,43 +18,32 @@ struct Option {
 
 struct Command {
   char const* name;
-  char const* operands;  // as the help shows them
-  std::size_t fewest;    // operands
-  std::size_t most;
+  char const* operands;  // as the help shows them: [optional], repeated...
   char const* help;
   std::vector<Option> options;
   // Returns the exit code, or throws Failure.
   ExitCode (*run)(Arguments const& arguments, Environment const& environment);
 };
 
-constexpr Option JsonOption = {"json", nullptr, "print JSON"};
 constexpr Option GoldcrestOption = {"goldcrest", nullptr, "the board's chip is the one at 0x52, not 0x56"};
 constexpr Option FileOption = {"file", "TYPE=PATH", "store the host file PATH; TYPE as in extract"};
 constexpr Option RevisionOption = {"revision", "N", "set the baseboard revision, 0 to 65535"};
 constexpr Option JournalOption = {"journal", "DIR", "keep the journal in DIR, not in /var/lib/brindle"};
 constexpr Option DeveloperOption = {"developer", "on|off", "set or clear the developer-board flag"};
 
+const std::vector<Option> JsonAndGoldcrest = {{"json", nullptr, "print JSON"}, GoldcrestOption};
+
 const Command Commands[] = {
-    {"list",
-     "[SOURCE]",
-     0,
-     1,
-     "Shows settings, files, free room and problems.",
-     {JsonOption, GoldcrestOption},
-     List},
-    {"check", "[SOURCE]...", 0, SIZE_MAX, "Shows the problems alone.", {JsonOption, GoldcrestOption}, Check},
+    {"list", "[SOURCE]", "Shows settings, files, free room and problems.", JsonAndGoldcrest, List},
+    {"check", "[SOURCE]...", "Shows the problems alone.", JsonAndGoldcrest, Check},
     {"extract",
      "SOURCE TYPE PATH",
-     3,
-     3,
      "Copies the data of a stored file into the host file PATH, or to standard output (-).\n"
      "TYPE is 1, 2, 3 or peripheral, upgrade, board.",
      {GoldcrestOption},
      Extract},
     {"build",
      "IMAGE",
-     1,
-     1,
      "Makes a new image, as Brindle would write it onto an erased chip.",
      {{"from", "SOURCE", "start from this content"},
       FileOption,
@@ -63,11 +51,9 @@ const Command Commands[] = {
       DeveloperOption,
       GoldcrestOption},
      Build},
-    {"diff", "SOURCE SOURCE", 2, 2, "Compares settings and files.", {JsonOption, GoldcrestOption}, Diff},
+    {"diff", "SOURCE SOURCE", "Compares settings and files.", JsonAndGoldcrest, Diff},
     {"update",
      "[IMAGE]",
-     0,
-     1,
      "Brings the chip to the content of IMAGE, or makes the changes, and compares.\n"
      "A power cut costs nothing: \"brindlectl recover\" then finishes the update.",
      {FileOption,
@@ -82,18 +68,10 @@ const Command Commands[] = {
      Update},
     {"recover",
      "",
-     0,
-     0,
      "Finishes an update that was cut off, if there is one.",
      {{"force", nullptr, "also when something was stored since"}, JournalOption},
      Recover},
-    {"doctor",
-     "",
-     0,
-     0,
-     "Shows why Brindle finds no EEPROM, and what to do.",
-     {JsonOption, GoldcrestOption},
-     Doctor},
+    {"doctor", "", "Shows why Brindle finds no EEPROM, and what to do.", JsonAndGoldcrest, Doctor},
 };
 
 void PrintUsage(std::ostream& output) {
@@ -124,6 +102,14 @@ void PrintHelp(Command const& command, std::ostream& output) {
     left.resize(std::max(left.size() + 1, Column), ' ');
     output << left << option.help << '\n';
   }
+}
+
+bool Takes(Command const& command, std::size_t count) {
+  const std::string text = command.operands;
+  const auto most =
+      static_cast<std::size_t>(text.empty() ? 0 : 1 + std::count(text.begin(), text.end(), ' '));
+  const auto optional = static_cast<std::size_t>(std::count(text.begin(), text.end(), '['));
+  return count >= most - optional && (count <= most || text.ends_with("..."));
 }
 
 // `words` begins with the program's name. getopt_long itself says what it does not know.
@@ -185,8 +171,7 @@ ExitCode Dispatch(std::vector<std::string> words, Environment const& environment
     PrintHelp(command, environment.output);
     return ExitCode::Success;
   }
-  const std::size_t count = arguments.operands.size();
-  if (count < command.fewest || count > command.most) {
+  if (!Takes(command, arguments.operands.size())) {
     throw Failure(ExitCode::InvalidArguments, "usage: " + Synopsis(command));
   }
   return command.run(arguments, environment);

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -105,10 +104,7 @@ class Examination {
       std::string adapter = entry.path().filename();
       if (!adapter.starts_with("i2c-")) continue;
       const std::string text = FirstLine(entry.path() / "name");
-      const auto address = text.find("I2C(0x");
-      if (address != std::string::npos && std::strtoul(&text[address + 4], nullptr, 16) == controller) {
-        return adapter;
-      }
+      if (LinuxI2CFactory::AddressIn(text) == controller) return adapter;
       others.append("; there is ").append(adapter).append(", ").append(text);
     }
     if (error) {

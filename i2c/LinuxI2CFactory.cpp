@@ -2,9 +2,7 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <optional>
 #include <sstream>
-#include <string>
 #include <system_error>
 
 #include "i2c/LinuxI2CMasterBus.h"
@@ -25,15 +23,6 @@ std::optional<std::string> ReadText(fs::path const& path) {
   return text.str();
 }
 
-std::optional<unsigned long> AddressIn(std::string const& name) {
-  const auto prefix = name.find(I2CAddressPrefix);
-  if (prefix == std::string::npos) return std::nullopt;
-  const auto suffix = name.find(I2CAddressSuffix, prefix);
-  if (suffix == std::string::npos) return std::nullopt;
-  const auto digits = prefix + I2CAddressPrefix.size();
-  return std::strtoull(name.substr(digits, suffix - digits).c_str(), nullptr, 16);
-}
-
 }  // namespace
 
 LinuxI2CFactory::LinuxI2CFactory() {
@@ -42,6 +31,15 @@ LinuxI2CFactory::LinuxI2CFactory() {
 
 fs::path const& LinuxI2CFactory::DevicesDirectory() {
   return I2CDevicesPath;
+}
+
+std::optional<unsigned long> LinuxI2CFactory::AddressIn(std::string const& name) {
+  const auto prefix = name.find(I2CAddressPrefix);
+  if (prefix == std::string::npos) return std::nullopt;
+  const auto suffix = name.find(I2CAddressSuffix, prefix);
+  if (suffix == std::string::npos) return std::nullopt;
+  const auto digits = prefix + I2CAddressPrefix.size();
+  return std::strtoull(name.substr(digits, suffix - digits).c_str(), nullptr, 16);
 }
 
 void LinuxI2CFactory::LocateBuses() {

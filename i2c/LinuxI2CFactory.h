@@ -9,6 +9,8 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
+#include <string>
 #include <unordered_map>
 
 #include "i2c/I2CBus.h"
@@ -20,6 +22,9 @@ class LinuxI2CFactory {
   // Returns the directory in which the kernel lists its adapters (ABI/testing/sysfs-bus-i2c-devices in the
   // kernel's documentation).
   static std::filesystem::path const& DevicesDirectory();
+
+  // Returns the register address in an adapter's name; no value when there is none.
+  static std::optional<unsigned long> AddressIn(std::string const& name);
 
   // Looks for adapters again and adds those with a new address. The first one found for an address stays.
   void LocateBuses();

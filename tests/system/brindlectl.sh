@@ -17,10 +17,11 @@ brindle 0 /W 1 peripheral
 brindle 0 /W 2 upgrade
 brindle 0 /W 3 board
 brindle 0 /BS 300
-brindle 0 /DS 1
+brindle 0 /DS 0
 
 # The files in another order, and their types in each spelling.
-expect 0 brindlectl build --file board=board --file 0x2=upgrade --file 001=peripheral --revision 0X12C --developer on image
+expect 0 brindlectl build --file board=board --file 0x2=upgrade --file 001=peripheral \
+  --revision 7 --revision 0X12C --developer off image
 same image "$IMAGE"
 check "what smbus2 reads" /usr/bin/python3 -c "$third_party_read"
 expect 0 brindlectl build --from board board-image
@@ -37,7 +38,7 @@ same content image-content
 expect 5 sh -c 'brindlectl list image >/dev/full'
 
 check "CRC-16/MAXIM-DOW by crcmod" /usr/bin/python3 -c "$wrong_checksums" <content
-check "settings by jq" jq -e '.revision == 300 and .developer and .problems == []' content
+check "settings by jq" jq -e '.revision == 300 and .developer == false and .problems == []' content
 printf 'x' | dd of="$IMAGE" bs=1 seek=66 conv=notrunc status=none
 expect 5 brindlectl extract board 1 data
 says "file 1 (peripheral) is damaged"

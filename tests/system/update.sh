@@ -1,6 +1,6 @@
 # brindlectl's update, recover and doctor on one board: what only whole processes, folders and locks show.
 
-mount -t tmpfs none /var/lib # hides that of this machine
+mount -t tmpfs none /var/lib || skip "only root can mount a journal's folder over this machine's"
 mkdir /var/lib/brindle
 journal=/var/lib/brindle/journal
 
@@ -70,13 +70,13 @@ touch closed
 chmod 0 closed
 mount --bind closed /dev/i2c-5
 expect 1 setpriv --inh-caps=-all --ambient-caps=-all --bounding-set=-all brindlectl doctor
-says "cause: $(id -un) may not open /dev/i2c-5, which belongs to $(stat -c %U:%G closed)
-  do: groupadd --system --force brindle && usermod --append --groups brindle $(id -un) && cp /"
+says "cause: root may not open /dev/i2c-5, which belongs to root:root
+  do: groupadd --system --force brindle && usermod --append --groups brindle root && cp /"
 umount /dev/i2c-5
 
 mv /sys/bus/i2c/devices/i2c-5/name name
 expect 1 brindlectl doctor --json
-equal "findings" "$(echo "$output" | jq -c '[.ok, (.findings[] | .id, .ok)]')" \
+equal "findings" "$(echo "$output" | jq -c '[.ok, (.findings[] | .id, (.ok and .do == null))]')" \
   '[false,"adapter",false,"lock",true,"journal",true]'
 mv name /sys/bus/i2c/devices/i2c-5/name
 

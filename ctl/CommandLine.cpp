@@ -83,9 +83,7 @@ void PrintUsage(std::ostream& output) {
   }
   output
       << "\nSOURCE is an image file, - for standard input, or board (or nothing) for the board's chip.\n"
-         "\""
-      << ProgramName
-      << " COMMAND --help\" shows the options of a command.\n"
+         "\"brindlectl COMMAND --help\" shows the options of a command.\n"
          "Exit codes: 0 done, 1 differences or problems found, 5 failed, 19 no EEPROM, 22 bad arguments.\n";
 }
 

@@ -130,7 +130,7 @@ TEST_F(ImageCommands, EndWithNothingDoneWhenTheyFail) {
   File("empty", {});
   File("small", Data(3, 1));
   File("block", Data(16382, 1));  // has bytes 0xFF
-  File("larger", Data(ChipSize, 1));
+  File("larger", Bytes(ChipSize + 1, 0xFF));
   File("full", Catalogue::Eeproms()[8].memory);
   // The image of file 2 ends in the revision.
   File("wrapped", Changed(Changed(Changed(Erased, 8, {0xFD, 0x7F, 0x05, 0x00}), 0x7FFD, {0xC7, 0x68, 'a'}), 0,
@@ -149,7 +149,7 @@ TEST_F(ImageCommands, EndWithNothingDoneWhenTheyFail) {
        "update ",
        {"", "image --revision=3", "--revision=3 --keep-settings", "image --journal= --no-journal"}},
       {5, "build image --file=", {"2=empty", "1=block", "1=larger", "1=missing", "3=block --from=full"}},
-      {5, "build image --from=", {"wrapped --revision=7", "missing", "small"}},
+      {5, "build image --from=", {"wrapped --revision=7", "missing", "small", "larger"}},
       {5, "", {"extract missing 1 new", "extract small 1 new", "update small --force"}},
       {19, "", {"list", "check board", "extract board 1 -", "build --from=board -", "check image board"}},
   };

@@ -21,34 +21,23 @@ Table Decode(std::string const& text) {
   return table;
 }
 
-// An EEPROM whose bytes the test lays down, and stores on it. A refused message is a failed transfer.
+// Any bytes with this table; the files whose numbers are among the digits get a correct checksum.
+Bytes Contents(Table const& table, std::string const& readable) {
+  Bytes memory = Catalogue::Data(ChipSize, 1);
+  StoreModel::PutTable(memory, table);
+  for (const char digit : readable) {
+    Catalogue::MakeReadable(memory, table[static_cast<std::size_t>(digit - '1')]);
+  }
+  return memory;
+}
+
+// A refused message is a failed transfer.
 class FileStoreTest : public testing::Test, public Rig {
  protected:
   FileStoreTest() : Rig(ChipBus::Path::Direct, 1) {}
   using Rig::Run;
 
   PosixEEpromHandler Open() const { return {EEPromHelper::EEPromLocation::BaseboardDefault, bus}; }
-
-  void Put(std::size_t address, Bytes const& bytes) {
-    std::copy(bytes.begin(), bytes.end(), chip.Memory().begin() + static_cast<long>(address));
-  }
-
-  // Any bytes with this table; the files whose numbers are among the digits get a correct checksum.
-  void PutTable(Table const& table, std::string const& readable) {
-    Put(0, Catalogue::Data(ChipSize, 1));
-    for (unsigned int i = 0; i < Files; ++i) {
-      const auto [address, size] = table[i];
-      Put(4 + 4UL * i, {static_cast<unsigned char>(address), static_cast<unsigned char>(address >> 8),
-                        static_cast<unsigned char>(size), static_cast<unsigned char>(size >> 8)});
-    }
-    for (const char digit : readable) {
-      const auto [address, size] = table[static_cast<std::size_t>(digit - '1')];
-      Bytes data;
-      for (unsigned int i = 2; i < size; ++i) data.push_back(chip.Memory()[(address + i) % ChipSize]);
-      const Bytes image = StoreModel::Image(data);
-      Put(address % ChipSize, {image[0], image[1]});
-    }
-  }
 };
 
 // Tables in hexadecimal, address/size of each file; the digits of the readable files; the file to be written
@@ -89,27 +78,22 @@ PlacementCase const PlacementCases[] = {
 
 TEST_F(FileStoreTest, PlacesAFileWhereTheUsualPlaceDoesNotServe) {
   for (auto const& [name, before, readable, file, length, after] : PlacementCases) {
-    PutTable(Decode(before), readable);
-    const Bytes memory = Memory();
+    const Bytes memory = Contents(Decode(before), readable);
     EXPECT_EQ(RunAndJudge(*this, memory, Catalogue::Write(file - 1, length - 2)), "") << name;
     EXPECT_EQ(StoreModel(Memory()).table, Decode(after)) << name;
     EXPECT_EQ(Memory() == memory, before == after) << name;
   }
 }
 
-// The peripheral configuration file has its place reserved, and is not listed where nothing would be left of
-// it.
+// A peripheral configuration file of which nothing would be left is not listed.
 TEST_F(FileStoreTest, ReservesWithoutWritingWhereNothingCanBeListed) {
   Bytes data = Catalogue::Data(0x4000 - 2, 1);
   while (StoreModel::Image(data)[0] != 0xFF) ++data[1000];
-  Put(0x40, StoreModel::Image(data));
-  for (const bool isDamaged : {false, true}) {
-    chip.Memory()[0x3000] ^= isDamaged ? 1 : 0;
-    const auto store = Open();
-    EXPECT_EQ(store.GetFileStartAddress(File::PeripheralConfig), 0x40);
-    EXPECT_EQ(store.GetFileStartAddress(File::UpgradeFile), 0x4040);
-    EXPECT_EQ(chip.Model().page_writes, 0U);
-  }
+  std::ranges::copy(StoreModel::Image(data), chip.Memory().begin() + 0x40);
+  const auto store = Open();
+  EXPECT_EQ(store.GetFileStartAddress(File::PeripheralConfig), 0x40);
+  EXPECT_EQ(store.GetFileStartAddress(File::UpgradeFile), 0x4040);
+  EXPECT_EQ(chip.Model().page_writes, 0U);
 }
 
 TEST_F(FileStoreTest, RefusesAFileThatIsNoneWithoutBusTraffic) {
@@ -122,8 +106,8 @@ TEST_F(FileStoreTest, RefusesAFileThatIsNoneWithoutBusTraffic) {
 
 // A neighbour that was not delivered may be a good file: it is not taken for a damaged one.
 TEST_F(FileStoreTest, RefusesAWriteWhoseNeighbourCannotBeRead) {
-  PutTable({{{0x40, 32}, {0x80, 32}, {0xC0, 32}}}, "123");
-  const Bytes before = Memory();
+  const Bytes before = Contents({{{0x40, 32}, {0x80, 32}, {0xC0, 32}}}, "123");
+  Load(before);
   // The neighbour's address twice, the second transfer of its image, the other neighbour's address twice.
   for (auto const& [message, count] : {std::pair{1U, 2U}, {3U, 1U}, {5U, 2U}}) {
     auto store = Open();
@@ -152,21 +136,18 @@ TEST_F(FileStoreTest, ComparesAPipeToItsEnd) {
 
 // A foreign table can describe a file that is longer than the device: the chip's addresses wrap.
 TEST_F(FileStoreTest, VerifiesWhatItReadsOfAFileLongerThanTheDevice) {
-  PutTable({{{}, {}, {0x40, 0x8003}}}, "");
-  Bytes data = Memory();
-  std::rotate(data.begin(), data.begin() + 0x42, data.end());
-  data.resize(ChipSize - 4);  // up to 0x003E, where two bytes make up for all before
-  const Bytes checksum = StoreModel::Image(data);
-  for (unsigned int word = 0; word < 0x10000; ++word) {
-    const auto low = static_cast<unsigned char>(word);
-    const auto high = static_cast<unsigned char>(word >> 8);
-    const Bytes last = {low, high, chip.Memory()[0x40], chip.Memory()[0x41], chip.Memory()[0x42]};
-    const Bytes image = StoreModel::Image(last);
-    if (image[0] != chip.Memory()[0x40] || image[1] != chip.Memory()[0x41]) continue;
-    Put(0x3E,
-        {static_cast<unsigned char>(low ^ ~checksum[0]), static_cast<unsigned char>(high ^ ~checksum[1])});
-    break;
+  Bytes memory = Contents({{{}, {}, {0x40, 0x8003}}}, "");
+  // The last three bytes of the image are its first; the two before them make its checksum right.
+  Bytes data(memory.begin() + 0x42, memory.end());
+  data.insert(data.end(), memory.begin(), memory.begin() + 0x3E);
+  const unsigned int before = StoreModel::Checksum(data);
+  unsigned char last[] = {0, 0, memory[0x40], memory[0x41], memory[0x42]};
+  for (unsigned int word = 0; StoreModel::Checksum(last, before) != last[2] + 256U * last[3]; ++word) {
+    last[0] = static_cast<unsigned char>(word);
+    last[1] = static_cast<unsigned char>(word >> 8);
   }
+  std::copy_n(last, 2, memory.begin() + 0x3E);
+  Load(memory);
   const Outcome read = Run({.word = "/R", .file = 2});
   ASSERT_EQ(read.exit, 0);
   EXPECT_EQ(read.host->size(), 0x8001U);

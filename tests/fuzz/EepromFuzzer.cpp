@@ -117,8 +117,7 @@ extern "C" int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t siz
       fault = RunAnything(input, rig, memory);
       break;
     default:
-      fault = RunAndJudge(rig, memory,
-                          below(4) != 0 ? Catalogue::AnyWrite(below, memory) : Catalogue::AnyCommand(below));
+      fault = RunAndJudge(rig, memory, Catalogue::AnyCommand(below, memory));
   }
   if (fault.empty()) return 0;
   std::cerr << "FAULT: " << fault << std::endl;

@@ -34,7 +34,7 @@ char const* Answer(Rig& rig, Command const& command, SilentFault const& fault) {
       rig.Load(contents);
       rig.chip.Add(fault.kind, message, 1, parameter);
       const Outcome outcome = rig.Run(command);
-      if (outcome.exit == normal.exit && outcome.host == normal.host && rig.Holds(normal.memory)) continue;
+      if (rig.CameTo(normal, outcome)) continue;
       (outcome.exit == 0 ? unnoticed : noticed) = true;
     }
   }

@@ -25,19 +25,18 @@ Bytes Unlisted(Bytes const& data) {
 }
 
 // A block whose checksum is right for its whole length and also for the part before its first 0xFF byte, so
-// that it is still readable once start-up has listed it: two bytes at its end are tried until it is.
+// that it is still readable once start-up has listed it: its last two bytes are tried until it is.
 Bytes Adoptable() {
   Bytes data = WithoutErasedBytes(Data(700, 8));
-  const Bytes wanted = StoreModel::Image(data);
+  const unsigned int wanted = StoreModel::Checksum(data);
   data.resize(Block - 4, 0xFF);
-  // The checksum of what follows depends on what went before only through the checksum of that.
-  const Bytes before = StoreModel::Image(data);
-  Bytes last(2);
-  for (unsigned int word = 0;
-       !std::equal(wanted.begin(), wanted.begin() + 2, StoreModel::Image(last).begin()); ++word) {
-    last = {static_cast<unsigned char>(word), static_cast<unsigned char>(word >> 8)};
+  const unsigned int before = StoreModel::Checksum(data);
+  unsigned char last[2] = {};
+  for (unsigned int word = 0; StoreModel::Checksum(last, before) != wanted; ++word) {
+    last[0] = static_cast<unsigned char>(word);
+    last[1] = static_cast<unsigned char>(word >> 8);
   }
-  for (std::size_t i = 0; i < 2; ++i) data.push_back(static_cast<unsigned char>(last[i] ^ ~before[i]));
+  for (const unsigned char byte : last) data.push_back(byte);
   return Unlisted(data);
 }
 
@@ -117,6 +116,15 @@ std::vector<Command> const& Writing() {
   return commands;
 }
 
+void MakeReadable(Bytes& memory, Entry const& entry) {
+  const auto at = [&](unsigned int i) -> unsigned char& { return memory[(entry.address + i) % ChipSize]; };
+  Bytes data;
+  for (unsigned int i = 2; i < entry.size; ++i) data.push_back(at(i));
+  const Bytes image = StoreModel::Image(data);
+  at(0) = image[0];
+  at(1) = image[1];
+}
+
 Bytes AnyMemory(Random const& below) {
   constexpr unsigned int Addresses[] = {0,      3,      4,      5,      8,      0x20,   0x40,   0x40,
                                         0x80,   0xC0,   0x141,  0x4040, 0x4100, 0x7000, 0x7FF0, 0x8008,
@@ -124,6 +132,7 @@ Bytes AnyMemory(Random const& below) {
   constexpr unsigned int Sizes[] = {0,      2,      3,      0x40,   0x41,   0x100,  0x1000, 0x3F00,
                                     0x4000, 0x7FC0, 0x8000, 0xFF00, 0xFF20, 0xFFFE, 0xFFFF};
   Bytes memory = Data(ChipSize, below(1000));
+  StoreModel::Table table{};
   unsigned int end = FileArea;
   for (unsigned int file = 0; file < Files; ++file) {
     Entry entry;
@@ -134,44 +143,29 @@ Bytes AnyMemory(Random const& below) {
     if (file == 0 && below(4) == 0) entry = {FileArea, Block};
     if (below(16) == 0) entry.size |= 0xFF00;  // torn
     if (below(4) != 0) end = (entry.address + entry.size + 63) / 64 * 64 % 0x10000;
-    const unsigned int values[] = {entry.address, entry.address >> 8, entry.size, entry.size >> 8};
-    for (unsigned int i = 0; i < 4; ++i) memory[4 + 4 * file + i] = static_cast<unsigned char>(values[i]);
+    table[file] = entry;
   }
-  const auto at = [&memory](std::size_t address) -> unsigned char& { return memory[address % ChipSize]; };
+  StoreModel::PutTable(memory, table);
   for (Entry const& entry : StoreModel(memory).table) {
-    if (entry.size < 3 || entry.size > ChipSize || below(4) == 0) continue;
-    Bytes data;
-    for (unsigned int i = 2; i < entry.size; ++i) data.push_back(at(entry.address + i));
-    const Bytes image = StoreModel::Image(data);
-    at(entry.address) = image[0];
-    at(entry.address + 1) = image[1];
+    if (entry.size >= 3 && entry.size <= ChipSize && below(4) != 0) MakeReadable(memory, entry);
   }
   return memory;
 }
 
-Command AnyWrite(Random const& below, Bytes const& memory) {
-  auto const& table = StoreModel(memory).table;
-  Entry const& entry = table[below(Files)];
-  unsigned int size = 0;
-  switch (below(4)) {
-    case 0:
-      size = entry.size;
-      break;
-    case 1:  // to the end of the chip, from the entry or from after it, or one byte further
-      size = (entry.address + below(2) * (entry.size + 63)) / 64 * 64;
-      size = (ChipSize - size) % 0x10000 + below(2);
-      break;
-    default:
-      size = below(1U << (4 + below(12)));
-  }
-  return Write(below(Files), std::clamp<std::size_t>(size, 2, ChipSize + 2) - 2, below(1000));
-}
-
-Command AnyCommand(Random const& below) {
+Command AnyCommand(Random const& below, Bytes const& memory) {
   const unsigned int number = below(40);
   if (number < Reading().size()) return Reading()[number];
   if (number < Reading().size() + 7) return Writing()[number - Reading().size()];
-  return Write(below(Files), below(1U << below(15)), below(1000));
+  auto const& [address, size] = StoreModel(memory).table[below(Files)];
+  std::size_t length = size;
+  const unsigned int kind = below(4);
+  if (kind == 1) {  // to the end of the chip, from the entry or from after it, or one byte further
+    length = (address + below(2) * (size + 63)) / 64 * 64;
+    length = (ChipSize - length) % 0x10000 + below(2);
+  } else if (kind > 1) {
+    length = below(1U << (4 + below(12)));
+  }
+  return Write(below(Files), std::clamp<std::size_t>(length, 2, ChipSize + 2) - 2, below(1000));
 }
 
 unsigned int Stride() {

@@ -27,6 +27,9 @@ Bytes After(std::vector<Command> const& commands);
 std::vector<Contents> const& Eeproms();
 Contents const& ThreeFiles();
 
+// Gives the image of this entry the right checksum.
+void MakeReadable(Bytes& memory, Entry const& entry);
+
 // Commands that only read, and commands that write.
 std::vector<Command> const& Reading();
 std::vector<Command> const& Writing();
@@ -38,10 +41,9 @@ using Random = std::function<unsigned int(unsigned int)>;
 // correct checksum, since only readable files can be lost.
 Bytes AnyMemory(Random const& below);
 
-// A write whose size is often that of an entry, or reaches just to the end of the chip or one byte beyond.
-Command AnyWrite(Random const& below, Bytes const& memory);
-
-Command AnyCommand(Random const& below);
+// Any command; a write has often the size of an entry, or reaches just to the end of the chip or one byte
+// beyond.
+Command AnyCommand(Random const& below, Bytes const& memory);
 
 // Only every so many-th case is run: 1 but under a sanitizer or an emulated processor, where the loops are
 // many times slower.

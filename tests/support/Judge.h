@@ -1,11 +1,13 @@
-// Whether a run without a fault did what it must: what the model says, or, where the rules leave a choice,
-// what holds for every choice.
+// What must hold: of a run without a fault, and of what is left by any other.
 #pragma once
 
 #include "support/Rig.h"
 
-// Runs `command` on a chip that holds `contents`. Returns what is wrong, empty when nothing is.
+// Runs `command` on a chip that holds `contents`. Returns what is wrong, empty when nothing is: the run comes
+// to what the model says or, where the rules leave a choice, to what holds for every choice. The bus keeps
+// its messages.
 std::string RunAndJudge(Rig& rig, Bytes const& contents, Command const& command);
 
-// The same for a run that has been made, with its messages recorded.
-std::string Judge(Rig& rig, Bytes const& contents, Command const& command, Outcome const& outcome);
+// Whether every byte of the chip is the one before a command, the one that its start-up leaves or the one
+// after it, `done`: so that nothing is lost but what the command writes, wherever it was cut short.
+bool HoldsNothingElse(Rig const& rig, Bytes const& contents, Bytes const& done);

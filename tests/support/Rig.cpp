@@ -7,12 +7,6 @@
 
 #include "cli/FrontEnd.h"
 
-namespace {
-
-constexpr std::uint64_t MessageTime = 100'000;  // ns; some bytes on a bus of 100 kHz
-
-}  // namespace
-
 bool Outcome::IsOrderly() const {
   return (exit == 0 && output == "EEPROM read/write complete.\n") ||
          (exit == 5 && output == "EEPROM read/write failed.\n") ||
@@ -27,6 +21,7 @@ Rig::Rig(ChipBus::Path path, unsigned int attempts, chip_kind kind, unsigned sho
 void Rig::Load(Bytes const& contents) {
   std::copy(contents.begin(), contents.end(), chip.Memory().begin());
   chip_model_init(&chip.Model(), chip.Model().kind, chip.Memory().data(), chip.Model().slave);
+  constexpr std::uint64_t MessageTime = 100'000;  // ns; some bytes on a bus of 100 kHz
   bus->onMessage = [] { VirtualClock::Advance(MessageTime); };
 }
 
@@ -37,6 +32,10 @@ void Rig::PowerOn() {
 
 bool Rig::Holds(Bytes const& contents) const {
   return std::equal(contents.begin(), contents.end(), chip.Memory().begin(), chip.Memory().end());
+}
+
+bool Rig::CameTo(Expectation const& expected, Outcome const& outcome) const {
+  return outcome.exit == expected.exit && outcome.host == expected.host && Holds(expected.memory);
 }
 
 std::string const& Rig::HostFile(Bytes const& content) {
@@ -61,12 +60,9 @@ Outcome Rig::Run(std::vector<std::string> const& words) {
   for (std::string const& word : words) argv.push_back(word.c_str());
   unlink(output.c_str());
   std::ostringstream console;
-  Outcome outcome;
-  outcome.exit = FrontEnd(static_cast<int>(argv.size()), argv.data(), console, [this] { return bus; });
-  outcome.output = console.str();
-  if (access(output.c_str(), F_OK) == 0) {
-    const std::string made = ContentOf(output);
-    outcome.host.emplace(made.begin(), made.end());
-  }
+  const int exit = FrontEnd(static_cast<int>(argv.size()), argv.data(), console, [this] { return bus; });
+  Outcome outcome = {exit, {}, console.str()};
+  const std::string made = ContentOf(output);
+  if (access(output.c_str(), F_OK) == 0) outcome.host.emplace(made.begin(), made.end());
   return outcome;
 }

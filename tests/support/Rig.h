@@ -42,6 +42,8 @@ struct Rig {
 
   [[nodiscard]] Bytes Memory() const { return {chip.Memory().begin(), chip.Memory().end()}; }
   [[nodiscard]] bool Holds(Bytes const& contents) const;
+  // Whether a run that ended so, and left the chip as it is, came to this.
+  [[nodiscard]] bool CameTo(Expectation const& expected, Outcome const& outcome) const;
 
   EmulatedChip chip;
   EmulatedChip goldcrest{CHIP_CAT24C256, 0x52};

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <span>
 #include <utility>
 
 namespace {
@@ -23,12 +22,6 @@ constexpr std::array<unsigned short, 256> Remainders = [] {
   }
   return remainders;
 }();
-
-unsigned int Checksum(std::span<unsigned char const> data) {
-  unsigned int sum = 0;
-  for (const unsigned int byte : data) sum = sum >> 8 ^ Remainders[(sum ^ byte) % 256];
-  return ~sum % 65536;
-}
 
 unsigned int RoundedUp(std::size_t address) {
   return static_cast<unsigned int>((address + 63) / 64 * 64);
@@ -90,12 +83,16 @@ StoreModel::StoreModel(Bytes chipMemory, Start start) : memory(std::move(chipMem
   for (unsigned int i = 0; i < Files; ++i) contents[i] = Content(table[i]);
 }
 
+unsigned int StoreModel::Checksum(std::span<unsigned char const> data, unsigned int before) {
+  unsigned int sum = before ^ 0xFFFF;
+  for (const unsigned int byte : data) sum = sum >> 8 ^ Remainders[(sum ^ byte) % 256];
+  return sum ^ 0xFFFF;
+}
+
 Bytes StoreModel::Image(Bytes const& data) {
   const unsigned int sum = Checksum(data);
-  Bytes image(2 + data.size());
-  image[0] = static_cast<unsigned char>(sum);
-  image[1] = static_cast<unsigned char>(sum >> 8);
-  std::copy(data.begin(), data.end(), image.begin() + 2);
+  Bytes image = {static_cast<unsigned char>(sum), static_cast<unsigned char>(sum >> 8)};
+  image.insert(image.end(), data.begin(), data.end());
   return image;
 }
 
@@ -103,17 +100,15 @@ std::optional<Bytes> StoreModel::Content(Entry const& entry) const {
   if (!entry.HasPlace() || entry.size < 3 || entry.size == 0xFFFF) return std::nullopt;
   Bytes image(entry.size);
   for (unsigned int i = 0; i < entry.size; ++i) image[i] = memory[(entry.address + i) % ChipSize];
-  Bytes data(image.begin() + 2, image.end());
-  if (Checksum(data) != image[0] + 256U * image[1]) return std::nullopt;
-  return data;
+  const Bytes data(image.begin() + 2, image.end());
+  return image == Image(data) ? std::optional(data) : std::nullopt;
 }
 
-void StoreModel::PutTable(Bytes& bytes, Table const& newTable) const {
-  auto* raw = &bytes[TablePlace.address];
-  for (Entry const& entry : newTable) {
-    for (const unsigned int value : {entry.address, entry.size}) {
-      *raw++ = static_cast<unsigned char>(value);
-      *raw++ = static_cast<unsigned char>(value >> 8);
+void StoreModel::PutTable(Bytes& memory, Table const& table) {
+  auto to = memory.begin() + TablePlace.address;
+  for (auto const& [address, size] : table) {
+    for (const unsigned int value : {address, address >> 8, size, size >> 8}) {
+      *to++ = static_cast<unsigned char>(value);
     }
   }
 }
@@ -136,17 +131,14 @@ std::optional<Expectation> StoreModel::ExpectWrite(Command const& command) const
     if (start < FileArea || start + image.size() > ChipSize) return std::nullopt;
     std::copy(image.begin(), image.end(), expected.memory.begin() + start);
   }
-  for (auto const& [placed, image] : images) {
-    for (unsigned int other = 0; other < Files; ++other) {
-      const bool isKept = other != placed && (other == file || contents[other]);
-      if (isKept && after[placed].Overlaps(after[other])) return std::nullopt;
-    }
-  }
-  if (keepsSize) return expected;
   for (unsigned int other = 0; other < Files; ++other) {
-    if (other != file && contents[other] && TablePlace.Overlaps(after[other])) return std::nullopt;
+    if (other != file && !contents[other]) continue;
+    for (auto const& [placed, image] : images) {
+      if (placed != other && after[placed].Overlaps(after[other])) return std::nullopt;
+    }
+    if (!keepsSize && TablePlace.Overlaps(after[other])) return std::nullopt;
   }
-  PutTable(expected.memory, after);
+  if (!keepsSize) PutTable(expected.memory, after);
   return expected;
 }
 

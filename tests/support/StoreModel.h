@@ -5,6 +5,7 @@
 
 #include <array>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,6 @@ struct Command {
   [[nodiscard]] bool Is(char const* other) const { return word == other; }
   [[nodiscard]] bool NamesFile() const { return Is("/R") || Is("/W") || Is("/V"); }
   [[nodiscard]] bool MakesHostFile() const { return Is("/R") || Is("/RA") || Is("/RBI"); }
-  [[nodiscard]] bool Writes() const { return Is("/W") || Is("/WA") || Is("/E") || Is("/BS") || Is("/DS"); }
   [[nodiscard]] std::string Name() const;  // for messages
 };
 
@@ -45,6 +45,8 @@ struct Expectation {
 
 class StoreModel {
  public:
+  using Table = std::array<Entry, Files>;
+
   // How the run begins: as it should; without having recognised an unlisted peripheral configuration file, or
   // without having listed it in the chip; or with a table that could not be read and counts as empty.
   enum class Start { Normal, NotRecognised, NotListed, NoTable };
@@ -58,16 +60,16 @@ class StoreModel {
   // enough for the new image and all readable ones.
   [[nodiscard]] bool HasAmpleRoom(Command const& write) const;
 
+  // The checksum of data that follows others, whose checksum is `before`.
+  static unsigned int Checksum(std::span<unsigned char const> data, unsigned int before = 0xFFFF);
   static Bytes Image(Bytes const& data);  // checksum and data
+  static void PutTable(Bytes& memory, Table const& table);
 
   Bytes memory;  // after start-up, which may have listed the peripheral configuration file
-  std::array<Entry, Files> table;
+  Table table;
   std::array<std::optional<Bytes>, Files> contents;  // no value for a file that is absent or damaged
 
  private:
-  using Table = std::array<Entry, Files>;
-
   [[nodiscard]] std::optional<Bytes> Content(Entry const& entry) const;
   [[nodiscard]] std::optional<Expectation> ExpectWrite(Command const& command) const;
-  void PutTable(Bytes& bytes, Table const& newTable) const;
 };

@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <ctime>
 
+#include "support/Wrap.h"
+
 namespace {
 
 constexpr std::uint64_t NanosecondsPerSecond = 1'000'000'000;
@@ -26,13 +28,7 @@ void Advance(std::uint64_t nanoseconds) {
 
 }  // namespace VirtualClock
 
-// The linker's names for a wrapped function and for the one that it wraps.
-// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
-extern "C" {
-
-int __real_clock_gettime(clockid_t clock, timespec* time);
-
-int __wrap_clock_gettime(clockid_t clock, timespec* time) {
+WRAP(int, clock_gettime, clockid_t clock, timespec* time) {
   if (clock != CLOCK_MONOTONIC) return __real_clock_gettime(clock, time);
   const std::uint64_t nanoseconds = now;
   *time = {static_cast<time_t>(nanoseconds / NanosecondsPerSecond),
@@ -40,8 +36,8 @@ int __wrap_clock_gettime(clockid_t clock, timespec* time) {
   return 0;
 }
 
-int __wrap_pthread_cond_timedwait(pthread_cond_t* /*condition*/, pthread_mutex_t* /*mutex*/,
-                                  timespec const* deadline) {
+WRAP(int, pthread_cond_timedwait, pthread_cond_t* /*condition*/, pthread_mutex_t* /*mutex*/,
+     timespec const* deadline) {
   const std::uint64_t end = static_cast<std::uint64_t>(deadline->tv_sec) * NanosecondsPerSecond +
                             static_cast<std::uint64_t>(deadline->tv_nsec);
   std::uint64_t before = now;
@@ -49,6 +45,3 @@ int __wrap_pthread_cond_timedwait(pthread_cond_t* /*condition*/, pthread_mutex_t
   }
   return ETIMEDOUT;
 }
-
-}  // extern "C"
-// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)

@@ -5,11 +5,11 @@
 
 #include <algorithm>
 #include <numeric>
-#include <set>
 
 #include "eeprom/Cat24c16Eeprom.h"
 #include "eeprom/Cat24c256Eeprom.h"
 #include "eeprom/EepromFinder.h"
+#include "support/Catalogue.h"
 #include "support/Rig.h"
 
 namespace {
@@ -18,9 +18,9 @@ using Type = Eeprom::EepromType;
 
 constexpr std::uint64_t Pause = 6'000'000;  // 5 ms, and the millisecond that every timed wait adds
 
-Bytes Counting(std::size_t length, int first = 1) {
+Bytes Counting(std::size_t length) {
   Bytes bytes(length);
-  std::iota(bytes.begin(), bytes.end(), static_cast<unsigned char>(first));
+  std::iota(bytes.begin(), bytes.end(), static_cast<unsigned char>(1));
   return bytes;
 }
 
@@ -69,9 +69,7 @@ struct Split {
 Split const Splits[] = {{Type::Cat24c256, 0x40, 64, {{0x40, 64}}},
                         {Type::Cat24c256, 0x20, 100, {{0x20, 32}, {0x40, 64}, {0x80, 4}}},
                         {Type::Cat24c256, 0x3F, 2, {{0x3F, 1}, {0x40, 1}}},
-                        {Type::Cat24c256, 0x1230, 16, {{0x1230, 16}}},
                         {Type::Cat24c256, 0x7FFE, 4, {{0x7FFE, 2}, {0x8000, 2}}},
-                        {Type::Cat24c16, 0x10, 16, {{0x10, 16}}},
                         {Type::Cat24c16, 0x0E, 4, {{0x0E, 2}, {0x10, 2}}},
                         {Type::Cat24c16, 0x1FF, 18, {{0x1FF, 1}, {0x200, 16}, {0x210, 1}}},
                         {Type::Cat24c16, 2040, 8, {{2040, 8}}}};
@@ -116,7 +114,6 @@ TEST_P(EveryDriver, ReadsInAddressedAndThenContinuedTransfers) {
   EXPECT_EQ(rig.Read(0x77, length).size(), static_cast<std::size_t>(length));
   auto const& messages = rig.bus->messages;
   ASSERT_EQ(messages.size(), 4U);
-  EXPECT_FALSE(messages[0].isRead);
   EXPECT_EQ(rig.AddressIn(messages[0]), 0x77U);
   const int reads[] = {messages[1].moved, messages[2].moved, messages[3].moved};
   EXPECT_THAT(reads, testing::ElementsAre(driver.largestRead, driver.largestRead, 1));
@@ -174,21 +171,14 @@ TEST(Cat24c16EepromTest, RefusesAWriteBeyondTheEndWhole) {
 TEST(Cat24c16EepromTest, ReachesEveryByteThroughTheEightSlaveAddressesOfItsChip) {
   for (const unsigned short own : std::initializer_list<unsigned short>{0x50, 0x53, 0x57}) {
     DriverRig rig(Type::Cat24c16, own);
-    Bytes data(2048);
-    for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<unsigned char>(i * 7 + i / 256);
+    const Bytes data = Catalogue::Data(2048, own);
     ASSERT_EQ(rig.Write(0, data), 2048);
-    EXPECT_EQ(rig.Read(0, 2048), data) << "no two addresses share a byte";
-    EXPECT_EQ(rig.Read(0x1FF, 300), Bytes(data.begin() + 0x1FF, data.begin() + 0x1FF + 300));
-    rig.Read(0x7FC, 0x300);
-    std::set<unsigned int> slaves;
-    for (auto const& message : rig.bus->messages) slaves.insert(message.slave);
-    EXPECT_EQ(slaves, (std::set<unsigned int>{0x50, 0x51, 0x52, 0x53, 0x54, 0x55, 0x56, 0x57}));
-    EXPECT_EQ(rig.bus->messages.front().slave, own);
     EXPECT_EQ(rig.bus->messages[15].slave, own);
     EXPECT_NE(rig.bus->messages[16].slave, own);
-    if (own == 0x50) {
-      EXPECT_TRUE(std::ranges::equal(rig.chip.Memory(), data));
-    }
+    EXPECT_EQ(rig.Read(0, 2048), data) << "no two addresses share a byte";
+    EXPECT_EQ(rig.Read(0x1FF, 300), Bytes(data.begin() + 0x1FF, data.begin() + 0x1FF + 300));
+    EXPECT_EQ(rig.Read(0x7FC, 0x300).size(), 0x300U) << "beyond the end";
+    EXPECT_EQ(rig.Holds(data), own == 0x50);
   }
 }
 

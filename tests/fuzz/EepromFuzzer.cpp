@@ -105,20 +105,11 @@ extern "C" int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t siz
     return input.ConsumeIntegralInRange(0U, limit - 1);
   };
   const Bytes memory = Catalogue::AnyMemory(below);
-  std::string fault;
-  switch (below(4)) {
-    case 0:
-      fault = InspectAnything(input, rig, memory);
-      break;
-    case 1:
-      fault = RecoverAnything(input, rig, memory);
-      break;
-    case 2:
-      fault = RunAnything(input, rig, memory);
-      break;
-    default:
-      fault = RunAndJudge(rig, memory, Catalogue::AnyCommand(below, memory));
-  }
+  const unsigned int kind = below(4);
+  const std::string fault = kind == 0   ? InspectAnything(input, rig, memory)
+                            : kind == 1 ? RecoverAnything(input, rig, memory)
+                            : kind == 2 ? RunAnything(input, rig, memory)
+                                        : RunAndJudge(rig, memory, Catalogue::AnyCommand(below, memory));
   if (fault.empty()) return 0;
   std::cerr << "FAULT: " << fault << std::endl;
   std::abort();

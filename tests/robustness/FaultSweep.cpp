@@ -18,13 +18,10 @@
 
 namespace {
 
-using Start = StoreModel::Start;
-
 constexpr char PagesNotErased[] = "/E is complete when any page was erased";
 constexpr char ZerosInInformation[] = "/RBI shows what it could not read as 00";
 constexpr char MovedFileLost[] = "a file that could not be moved drops out of the table";
-constexpr char TableTakenForEmpty[] = "a table that could not be read counts as empty";
-constexpr char NotListed[] = "an unlisted peripheral configuration file is not recognised, or not listed";
+constexpr char StartUpFailed[] = "a table that could not be read or extended at start-up is not as it was";
 constexpr char Deceived[] = "/RA, /VA and /RBI do not notice a shifted read";
 
 struct FaultKind {
@@ -61,11 +58,6 @@ class Case {
     rig.Load(old);
     const Outcome outcome = rig.Run(command);
     measure = {outcome.exit, outcome.host, rig.Memory()};
-    deviations.emplace_back(TableTakenForEmpty, StoreModel(old, Start::NoTable).Expect(command));
-    if (before.memory == old) return;
-    for (const Start start : {Start::NotRecognised, Start::NotListed}) {
-      deviations.emplace_back(NotListed, StoreModel(old, start).Expect(command));
-    }
   }
 
   [[nodiscard]] std::uint64_t Messages() const { return isWrite.size(); }
@@ -90,13 +82,11 @@ class Case {
       const bool unanswered = fault.first <= LastOfProbe && (!ends || fault.count >= AllAttempts);
       return unanswered && rig.Holds(old) ? "" : "said to be not accessible";
     }
-    for (auto const& [exception, result] : deviations) {
-      const bool isStruck = fault.first <= (exception == NotListed ? LastOfListing : LastOfTable);
-      if (isStruck && result && rig.CameTo(*result, outcome)) return Except(exception);
-    }
+    const bool lists = before.memory != old && fault.first <= LastOfListing;
+    const bool strikesStart = lists || fault.first <= LastOfTable;
+    if (strikesStart && KeepsToWhatItKnows(outcome)) return Except(StartUpFailed);
     if (outcome.exit == 0) return JudgeSuccess(outcome, fault);
-    const bool isListing = before.memory != old && fault.first > LastOfTable && fault.first <= LastOfListing;
-    if (isRefusal && ends && isListing) return "a failure to list shows";
+    if (isRefusal && ends && lists && fault.first > LastOfTable) return "a failure to list shows";
     if (outcome.host || command.Is("/RBI")) return "a failure that made a host file";
     return HoldsNothingElse(rig, old, measure.memory) ? "" : "something else was changed";
   }
@@ -104,6 +94,24 @@ class Case {
   static inline std::map<std::string, unsigned long> exceptions;
 
  private:
+  // The table may count as empty then, or an unlisted peripheral configuration file as unlisted, whose end
+  // nobody knows.
+  [[nodiscard]] bool KeepsToWhatItKnows(Outcome const& outcome) const {
+    if (command.Is("/W") && outcome.exit == 0) {
+      const bool isReadBack = !command.host.empty() && command.host.size() != 0x4000 - 2;
+      const auto stored = StoreModel(rig.Memory()).contents[command.file];
+      return stored == command.host || (!stored && !isReadBack);
+    }
+    if (outcome.exit != measure.exit || outcome.host.has_value() != measure.host.has_value()) return false;
+    const Bytes made = outcome.host.value_or(Bytes());
+    const Bytes wanted = measure.host.value_or(Bytes());
+    const bool beginsAlike = std::ranges::mismatch(made, wanted).in2 == wanted.end();
+    const bool isTrue = command.Is("/RA")    ? rig.Holds(made)  // with the table, as /RBI
+                        : command.Is("/RBI") ? made.size() == wanted.size()
+                                             : beginsAlike;
+    return isTrue && HoldsNothingElse(rig, old, measure.memory);
+  }
+
   [[nodiscard]] std::string JudgeSuccess(Outcome const& outcome, chip_fault const& fault) const {
     const bool isUnguarded = command.Is("/RA") || command.Is("/VA") || command.Is("/RBI");
     if (isUnguarded && (rig.Holds(measure.memory) || rig.Holds(old))) {
@@ -122,7 +130,8 @@ class Case {
     const StoreModel after(rig.Memory());
     const StoreModel whole(measure.memory);
     for (unsigned int file = 0; file < Files; ++file) {
-      const bool hasMoved = file != command.file && whole.table[file] != before.table[file];
+      const bool hasMoved =
+          file > command.file || before.table[file].address > before.table[command.file].address;
       const bool hasDropped = hasMoved && after.table[file] == Entry();
       if (after.contents[file] != whole.contents[file] && !hasDropped) return "a file is lost";
     }
@@ -139,8 +148,7 @@ class Case {
   const StoreModel before;
   Command const& command;
   Expectation measure;
-  std::vector<std::pair<char const*, std::optional<Expectation>>> deviations;  // of a start-up that fails
-  std::vector<bool> isWrite;                                                   // by message
+  std::vector<bool> isWrite;  // by message
 };
 
 class FaultSweep : public testing::Test {
@@ -197,12 +205,12 @@ class FaultSweep : public testing::Test {
 
 TEST_F(FaultSweep, ReadingCommandsTellTheTruthOrFail) {
   SweepAll(Catalogue::Reading());
-  Report(15'000, {ZerosInInformation, Deceived, NotListed});
+  Report(15'000, {ZerosInInformation, Deceived, StartUpFailed});
 }
 
 TEST_F(FaultSweep, WritingCommandsDoAsPromisedOrSpareTheRest) {
   SweepAll(Catalogue::Writing());
-  Report(100'000, {PagesNotErased, MovedFileLost, TableTakenForEmpty, NotListed});
+  Report(100'000, {PagesNotErased, MovedFileLost, StartUpFailed});
 }
 
 TEST_F(FaultSweep, HoldsAfterTheQueueAndWorkerToo) {

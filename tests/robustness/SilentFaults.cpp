@@ -1,5 +1,6 @@
 // Faults that the chip acknowledges all the same: which command notices them, and which cannot. The answers
 // are the table in docs/reliability.md, to which this test holds it.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "support/Catalogue.h"
@@ -54,20 +55,15 @@ TEST(SilentFaults, AreNoticedAsTheDocumentSays) {
                               {.word = "/DS", .value = "1"},
                               {.word = "/RBI"}};
   Rig rig;
-  std::string head = "| fault |";
-  std::string line = "|---|";
-  std::string rows;
-  for (Command const& command : commands) {
-    head += " " + command.word + " |";
-    line += "---|";
-  }
+  const std::string document = ContentOf(RELIABILITY_DOCUMENT);
+  std::string row = "| fault |";
+  for (Command const& command : commands) row += " " + command.word + " |";
+  EXPECT_THAT(document, testing::HasSubstr(row + "\n"));
   for (SilentFault const& fault : Faults) {
-    rows += std::string("| ") + fault.name + " |";
-    for (Command const& command : commands) rows += std::string(" ") + Answer(rig, command, fault) + " |";
-    rows += "\n";
+    row = std::string("| ") + fault.name + " |";
+    for (Command const& command : commands) row += std::string(" ") + Answer(rig, command, fault) + " |";
+    EXPECT_THAT(document, testing::HasSubstr(row + "\n"));
   }
-  const std::string table = head + "\n" + line + "\n" + rows;
-  EXPECT_NE(ContentOf(RELIABILITY_DOCUMENT).find(table), std::string::npos) << "the table is:\n" << table;
 }
 
 }  // namespace

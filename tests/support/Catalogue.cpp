@@ -31,12 +31,11 @@ Bytes Adoptable() {
   const unsigned int wanted = StoreModel::Checksum(data);
   data.resize(Block - 4, 0xFF);
   const unsigned int before = StoreModel::Checksum(data);
-  unsigned char last[2] = {};
+  Bytes last(2);
   for (unsigned int word = 0; StoreModel::Checksum(last, before) != wanted; ++word) {
-    last[0] = static_cast<unsigned char>(word);
-    last[1] = static_cast<unsigned char>(word >> 8);
+    last = {static_cast<unsigned char>(word), static_cast<unsigned char>(word >> 8)};
   }
-  for (const unsigned char byte : last) data.push_back(byte);
+  data.insert(data.end(), last.begin(), last.end());
   return Unlisted(data);
 }
 
@@ -156,7 +155,7 @@ Command AnyCommand(Random const& below, Bytes const& memory) {
   const unsigned int number = below(40);
   if (number < Reading().size()) return Reading()[number];
   if (number < Reading().size() + 7) return Writing()[number - Reading().size()];
-  auto const& [address, size] = StoreModel(memory).table[below(Files)];
+  const auto [address, size] = StoreModel(memory).table[below(Files)];
   std::size_t length = size;
   const unsigned int kind = below(4);
   if (kind == 1) {  // to the end of the chip, from the entry or from after it, or one byte further

@@ -12,6 +12,7 @@ std::string CheckPlace(StoreModel const& before, StoreModel const& after, unsign
   Entry const& entry = after.table[file];
   if (entry == before.table[file] && file != write.file) return "";
   if (entry.address < 0x40 || entry.address + entry.size > ChipSize) return "is outside of the file area";
+  if (entry.address != before.table[file].address && entry.address % 64 != 0) return "is not aligned";
   bool leadsThere = false;  // the end of another file
   for (unsigned int other = 0; other < Files; ++other) {
     if (other != file && (other == write.file || before.contents[other]) &&

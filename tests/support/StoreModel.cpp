@@ -60,11 +60,7 @@ bool Entry::Overlaps(Entry const& other) const {
   return size != 0 && other.size != 0 && (distance < size || ChipSize - distance < other.size);
 }
 
-StoreModel::StoreModel(Bytes chipMemory, Start start) : memory(std::move(chipMemory)), table() {
-  if (start == Start::NoTable) {
-    table.fill({0, 0});
-    return;
-  }
+StoreModel::StoreModel(Bytes chipMemory) : memory(std::move(chipMemory)), table() {
   for (unsigned int i = 0; i < Files; ++i) {
     unsigned char const* const raw = &memory[TablePlace.address + 4 * i];
     table[i] = {raw[0] + 256U * raw[1], raw[2] + 256U * raw[3]};
@@ -74,10 +70,9 @@ StoreModel::StoreModel(Bytes chipMemory, Start start) : memory(std::move(chipMem
     table[0] = Reserved;
     const auto block = memory.begin() + FileArea;
     const auto end = std::find(block, block + Reserved.size, 0xFF);
-    const bool ends = end != block && end != block + Reserved.size;
-    if (start != Start::NotRecognised && ends && Content(table[0])) {
+    if (end != block && end != block + Reserved.size && Content(table[0])) {
       table[0].size = static_cast<unsigned int>(end - block);
-      if (start != Start::NotListed) PutTable(memory, table);
+      PutTable(memory, table);
     }
   }
   for (unsigned int i = 0; i < Files; ++i) contents[i] = Content(table[i]);

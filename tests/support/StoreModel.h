@@ -47,11 +47,7 @@ class StoreModel {
  public:
   using Table = std::array<Entry, Files>;
 
-  // How the run begins: as it should; without having recognised an unlisted peripheral configuration file, or
-  // without having listed it in the chip; or with a table that could not be read and counts as empty.
-  enum class Start { Normal, NotRecognised, NotListed, NoTable };
-
-  explicit StoreModel(Bytes chipMemory, Start start = Start::Normal);
+  explicit StoreModel(Bytes chipMemory);
 
   // No value where a write in the usual place does not fit or would overwrite another readable file.
   [[nodiscard]] std::optional<Expectation> Expect(Command const& command) const;

@@ -86,8 +86,10 @@ unsigned int StoreModel::Checksum(std::span<unsigned char const> data, unsigned 
 
 Bytes StoreModel::Image(Bytes const& data) {
   const unsigned int sum = Checksum(data);
-  Bytes image = {static_cast<unsigned char>(sum), static_cast<unsigned char>(sum >> 8)};
-  image.insert(image.end(), data.begin(), data.end());
+  Bytes image(2 + data.size());
+  image[0] = static_cast<unsigned char>(sum);
+  image[1] = static_cast<unsigned char>(sum >> 8);
+  std::ranges::copy(data, image.begin() + 2);
   return image;
 }
 

@@ -79,5 +79,6 @@ std::vector<unsigned char> Apply(Changes const& changes, std::vector<unsigned ch
 }
 
 std::vector<unsigned char> ErasedImage() {
-  return Bytes(MemoryEeprom::Size, Eeprom::ErasedByte);
+  Bytes image(MemoryEeprom::Size, Eeprom::ErasedByte);
+  return image;
 }

@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include <array>
 #include <span>
 
 #include "platform/ByteBuffer.h"
@@ -19,8 +18,7 @@ constexpr unsigned char READ = FileStream::READ;
 constexpr unsigned char WRITE = FileStream::WRITE;
 constexpr unsigned char REPLACE = FileStream::WRITE | FileStream::TRUNCATE;
 
-class FileStreamTest : public testing::Test {
- protected:
+struct FileStreamTest : testing::Test {
   TempDirectory directory;
   unsigned char buffer[16] = {'a', 'b', 'c'};
 };
@@ -29,10 +27,7 @@ TEST_F(FileStreamTest, IsAStreamNumberedThroughoutTheProcess) {
   const unsigned int next = Stream::nextID;
   EXPECT_EQ(FileStream("/dev/null", READ).GetID(), next);
   FileStream stream("/dev/null", READ);
-  EXPECT_THAT(
-      (std::array{stream.GetID(), stream.GetType(), stream.GetStatus(), stream.GetConnectivitySource()}),
-      ElementsAre(next + 1, 0, 1, 0));
-  EXPECT_FALSE(stream.Connected());
+  EXPECT_EQ(stream.GetID(), next + 1);
   stream.Open();
   stream.Stream::Close();
   EXPECT_FALSE(stream.Connected());
@@ -126,18 +121,15 @@ TEST(ByteBuffer, MovesWhatFitsAndSaysHowMuch) {
   unsigned char const bytes[] = {1, 2, 3, 4, 5, 6};
   ByteBuffer source(4);
   ByteBuffer target(3);
-  EXPECT_EQ(source.GetCapacity(), 4U);
-  EXPECT_THAT((std::array{source.Write(bytes, 3), source.Write(bytes + 3, 3), source.Write(bytes, 1),
-                          source.FillBuffer(9, 1), target.FillBuffer(9, 1)}),
-              ElementsAre(3, 1, 0, 0, 1));
-  EXPECT_THAT((std::array{source.Read(target, 1), source.Read(target, 10), source.GetReadPosition()}),
-              ElementsAre(1, 1, 2));  // the target is full
-  EXPECT_THAT(std::span(target.GetBuffer(), target.GetWritePosition()), ElementsAre(9, 1, 2));
+  EXPECT_EQ(source.Write(bytes, 3), 3U);
+  EXPECT_EQ(source.Write(bytes + 3, 3), 1U);
+  EXPECT_EQ(source.FillBuffer(9, 1), 0U);
+  EXPECT_EQ(target.FillBuffer(9, 2), 2U);
+  EXPECT_EQ(source.Read(target, 10), 1U) << "the target is full";
+  EXPECT_THAT(std::span(target.GetBuffer(), target.GetWritePosition()), ElementsAre(9, 9, 1));
   target.Reset();
-  EXPECT_EQ(source.Read(target, 10), 2U);  // the source is empty
-  EXPECT_THAT(std::span(target.GetBuffer(), target.GetWritePosition()), ElementsAre(3, 4));
-  source.Reset();
-  EXPECT_EQ(source.FillBuffer(0xFF, 10), 4U);
+  EXPECT_EQ(source.Read(target, 10), 3U) << "the source is empty";
+  EXPECT_THAT(std::span(target.GetBuffer(), target.GetWritePosition()), ElementsAre(2, 3, 4));
 }
 
 }  // namespace

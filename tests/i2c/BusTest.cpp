@@ -111,13 +111,8 @@ class BusTest : public testing::Test {
 
 TEST_F(BusTest, MakesExactlyTheCallsOfItsAttempts) {
   using enum I2C::TransactionType;
-  struct {
-    I2C::TransactionType type;
-    unsigned int readLength, writeLength, delay;
-    Answers answers;
-    bool success;
-    char const* calls;
-  } const cases[] = {
+  using Number = unsigned int;
+  std::tuple<I2C::TransactionType, Number, Number, Number, Answers, bool, char const*> const cases[] = {
       {Read, 16, 0, 0, {}, true, "S86 T0 R16 "},
       {Write, 0, 4, 0, {}, true, "S86 T0 W4 "},
       {WriteThenRead, 16, 2, 0, {}, true, "S86 T0 W2 R16 "},
@@ -134,19 +129,18 @@ TEST_F(BusTest, MakesExactlyTheCallsOfItsAttempts) {
       {ReadMem, 16, 2, 0, {}, false, "S86 T0 S86 T0 S86 T0 "},
       {WriteMem, 16, 2, 0, {}, false, "S86 T0 S86 T0 S86 T0 "},
   };
-  for (auto const& row : cases) {
-    SCOPED_TRACE(&row - cases);
+  for (auto const& [type, readLength, writeLength, delay, answers, success, calls] : cases) {
+    SCOPED_TRACE(calls);
     MakeBus();
-    node.answers = row.answers;
+    node.answers = answers;
     PosixEvent done(true);
-    Transaction record = {
-        row.type, 0x56, AddressMode::SevenBit, row.readLength, in, row.writeLength, out, row.delay,
-        &done,    0x8};
+    Transaction record = {type,  0x56, AddressMode::SevenBit, readLength, in, writeLength, out, delay,
+                          &done, 8};
     record.success = true;
     EXPECT_TRUE(bus->Transact(&record));
-    EXPECT_EQ(done.WaitOr(0xFFFFFFFF), 0x8U);
-    EXPECT_EQ(record.success, row.success);
-    EXPECT_EQ(node.calls, row.calls);
+    EXPECT_EQ(done.WaitOr(0xFFFFFFFF), 8U);
+    EXPECT_EQ(record.success, success);
+    EXPECT_EQ(node.calls, calls);
   }
 }
 

@@ -116,12 +116,6 @@ TEST(Event, WakesEveryWaiterAtEverySignal) {
   EXPECT_TRUE(first.get() && second.get());
 }
 
-TEST(Event, IsUnlockedWhenAPredicateThrows) {
-  PosixEvent event(true);
-  EXPECT_THROW(event.Wait(Event::Predicate()), std::bad_function_call);
-  EXPECT_EQ(event.Signal(0x1), 0);
-}
-
 TEST(Event, OutlivesTheSignalThatEndsItsLastWait) {
   const unsigned int events = Event::numberOfEvents;
   auto event = EventFactory::GetUniqueEvent(true);

@@ -1,13 +1,10 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <span>
 
 #include "platform/ByteBuffer.h"
 #include "platform/DirectoryLock.h"
 #include "platform/FileStream.h"
-#include "platform/ProcessSetup.h"
 #include "support/TempDirectory.h"
 
 namespace {
@@ -61,10 +58,7 @@ TEST_F(FileStreamTest, ReadsUpToTheEnd) {
 }
 
 TEST_F(FileStreamTest, ReportsWhatCannotBeReadOrWritten) {
-  FileStream missing(directory / "missing", READ);
-  EXPECT_FALSE(missing.Good());
-  EXPECT_EQ(missing.Read(buffer, 1), -2);
-  EXPECT_EQ(missing.Write(buffer, 1), -4);
+  EXPECT_FALSE(FileStream(directory / "missing", READ).Good());
   EXPECT_EQ(FileStream("/dev/full", REPLACE).Write(buffer, 1), -2);
   FileStream atEnd(directory.File("kept", "kept"), READ | WRITE);
   EXPECT_EQ(atEnd.Read(buffer, 8), 4);
@@ -91,19 +85,6 @@ TEST_F(FileStreamTest, HandsEveryWriteToTheSystem) {
   EXPECT_TRUE(stream.Good());
   stream.Close();
   EXPECT_FALSE(stream.Good());
-}
-
-TEST(ProcessSetup, OpensClosedStandardDescriptors) {
-  for (int closed = 0; closed < 8; ++closed) {
-    const auto setUp = [closed] {
-      for (int fd = 0; fd < 3; ++fd) {
-        if ((closed >> fd & 1) != 0) close(fd);
-      }
-      PrepareProcess();
-      _exit(fcntl(0, F_GETFD) + fcntl(1, F_GETFD) + fcntl(2, F_GETFD));  // -1 for each that is closed
-    };
-    EXPECT_EXIT(setUp(), testing::ExitedWithCode(0), "") << closed;
-  }
 }
 
 TEST(DirectoryLock, IsHeldByOneAtATime) {

@@ -44,7 +44,7 @@ TEST_F(FrontEndTest, ChoosesTheBaseboardByItsExactName) {
   EXPECT_EQ(chip.Memory()[1], 5);
 }
 
-TEST_F(FrontEndTest, EndsInAnOrderlyWayWhereverItIsThrown) {
+TEST_F(FrontEndTest, EndsInAnOrderlyWayWhereverTheBusThrows) {
   // While the chip is probed, while the table is read, in the operation.
   for (auto const& [message, code] : {std::pair{1U, 19}, {3U, 19}, {2000U, 5}}) {
     bus->onMessage = [message = message, count = 0U]() mutable {

@@ -9,6 +9,7 @@ PATH=$PATH:/usr/sbin:/sbin # Debian has i2c-tools and chroot there, outside a us
 passed=0
 failed=0
 seed=0
+competitors=
 
 pass() {
   passed=$((passed + 1))
@@ -61,13 +62,8 @@ check() { # TITLE CONDITION...
   if "$@"; then pass "$title"; else fail "$title: $*"; fi
 }
 
-equal() { # TITLE FOUND WANTED
-  if [ "$2" = "$3" ]; then pass "$1"; else fail "$1: '$2' is not '$3'"; fi
-}
-
-same() { # FILE FILE
-  if cmp -s "$1" "$2"; then pass "$1 equals $2"; else fail "$1 differs from $2"; fi
-}
+equal() { check "$1" [ "$2" = "$3" ]; } # TITLE FOUND WANTED
+same() { check "$1 equals $2" cmp -s "$1" "$2"; } # FILE FILE
 
 # Waits until CONDITION, a command, succeeds: for a minute at least.
 await() { # CONDITION...
@@ -79,9 +75,14 @@ await() { # CONDITION...
   done
 }
 
-# COMMAND, a run that competes with others: repeats it whenever it ends because it got no turn for 30 seconds.
-patiently() { # COMMAND...
-  until "$@"; do [ $? -eq 19 ] || return; done
+# Starts COMMAND beside others, and repeats it whenever it ends because it got no turn for 30 seconds.
+compete() { # COMMAND...
+  until "$@" >/dev/null; do [ $? -eq 19 ] || exit 1; done &
+  competitors="$competitors $!"
+}
+
+all_succeed() {
+  for competitor in $competitors; do check "one of the runs at once succeeds" wait "$competitor"; done
 }
 
 # The process holds the board or waits for it. From then on Brindle holds signals back, except where it opens a window.

@@ -66,11 +66,11 @@ mkfifo pipe
 for path in folder missing/image pipe; do expect 5 brindlectl build $path; done
 check "the pipe stays one" [ -p pipe ]
 
-exec 9</sys/bus/i2c/devices
-flock 9
-{ brindlectl list >late || true; } 9<&- &
-sleep 0.2
-check "nothing is read while another process has the board" [ ! -s late ]
-exec 9<&-
-wait $!
+hold_board
+holder=$!
+brindlectl list >late &
+await at_board $!
+equal "what is read while another process has the board" "$(cat late)" ""
+kill $holder
+wait $! || true
 check "the board is read afterwards" [ -s late ]

@@ -9,14 +9,11 @@ for i in 0 1 2 3 4 5; do
 done
 brindle 0 /W 3 content0
 
-jobs=
 for i in 1 2 3 4 5; do
-  patiently Brindle /W 3 "content$i" >/dev/null &
-  jobs="$jobs $!"
-  patiently Brindle /RA "dump$i" >/dev/null &
-  jobs="$jobs $!"
+  compete Brindle /W 3 "content$i"
+  compete Brindle /RA "dump$i"
 done
-for job in $jobs; do check "one of ten runs at once succeeds" wait "$job"; done
+all_succeed
 
 is_a_state() { # FILE
   for state in state?; do cmp -s "$1" "$state" && return; done

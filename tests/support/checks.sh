@@ -139,11 +139,6 @@ bytes() { # COUNT
   seq $((seed * 1000)) 7 99999999 | head -c "$1"
 }
 
-# COUNT times the character with this octal number.
-fill() { # COUNT NUMBER
-  head -c "$1" /dev/zero | tr '\0' "\\$2"
-}
-
 # Bytes of a file as hexadecimal digits.
 hex() { # FILE [ADDRESS COUNT]
   od -An -v -tx1 ${2:+-j "$(($2))" -N "$3"} "$1" | tr -d ' \n'

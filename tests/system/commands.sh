@@ -24,7 +24,7 @@ holds 4 "4000 2e01 8001 6600 0002 0500"
 brindle 0 /W 003 board
 for file in "1 peripheral" "2 upgrade" "3 board"; do
   brindle 0 /V "${file% *}" "${file#* }"
-  fill 40000 101 >read
+  bytes 40000 >read
   brindle 0 /r "${file% *}" read
   same read "${file#* }"
 done

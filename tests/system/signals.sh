@@ -53,7 +53,7 @@ for command in /E "/WA image"; do
   await changed
   interrupt TERM
   equal "a signal during $command" "$ended" "143 $complete"
-  [ "$command" != /E ] || fill 32768 377 >image
+  [ "$command" != /E ] || tr '\0-\376' '\377' <before >image
   same image "$IMAGE"
 done
 

@@ -21,12 +21,6 @@ fail() {
   echo "FAILED  $*"
 }
 
-# Ends the script as one that CTest counts as skipped.
-skip() { # REASON
-  echo "SKIPPED: $*"
-  exit 77
-}
-
 summary() {
   echo "$passed passed, $failed failed"
   [ "$failed" -eq 0 ]

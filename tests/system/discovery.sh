@@ -34,9 +34,6 @@ ln -s /dev/null /dev/i2c-78
 named 0 "$name"
 rm "$adapter"
 brindle 19 /V 1 content
-mkfifo "$adapter"
-brindle 19 /V 1 content
-rm "$adapter"
 named 0 "$name"
 
 # Of two adapters with one address the first listed one counts. The other one here is no adapter.

@@ -23,22 +23,19 @@ brindle 0 /W 1 small
 brindle 0 /W 2 upgrade
 brindle 0 /W 3 board
 
-# A write that moves files is done when its line is out, and has not begun otherwise.
-current=small next=big
+# A write that moves files is done when its line is out, and has not begun otherwise. $1 is stored, $2 comes next.
+set -- small big
 for delay in $(awk 'BEGIN { srand(4711); for (i = 0; i < 12; ++i) printf "0.%03d ", rand() * 320 }'); do
   for signal in "INT 130" "QUIT 131" "TERM 143" "HUP 129"; do
-    start /W 1 "$next"
+    start /W 1 "$2"
     sleep "$delay"
     interrupt "${signal% *}"
     case $ended in
       "${signal#* } ") ;;
-      "0 $complete" | "${signal#* } $complete")
-        written=$next next=$current
-        current=$written
-        ;;
+      "0 $complete" | "${signal#* } $complete") set -- "$2" "$1" ;;
       *) fail "ended with '$ended' by a SIG$signal after $delay s" ;;
     esac
-    brindle 0 /V 1 "$current"
+    brindle 0 /V 1 "$1"
     brindle 0 /V 2 upgrade
     brindle 0 /V 3 board
   done

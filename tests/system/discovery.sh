@@ -18,7 +18,6 @@ named 0 "STM32F7 I2C( I2C(0x40150000)"
 named 19 "STM32F7 I2C(0x40150000"
 named 19 "words) I2C(0x40150000"
 named 19 "STM32F7 i2c(0x40150000)"
-named 19 "STM32F7 I2C(0x)"
 named 19 "STM32F7 I2C(0x40140000)"
 named 19 ""
 

@@ -3,6 +3,11 @@
 wrong_checksums='import json, sys, crcmod.predefined
 checksum = crcmod.predefined.mkCrcFun("crc-16-maxim")
 sys.exit(any(file["checksum"] != checksum(open(file["name"], "rb").read()) for file in json.load(sys.stdin)["files"]))'
+third_party_read='import sys, smbus2
+with smbus2.SMBus(5) as bus:
+    address, first_quarter = smbus2.i2c_msg.write(0x56, [0, 0]), smbus2.i2c_msg.read(0x56, 8192)
+    bus.i2c_rdwr(address, first_quarter)
+    sys.exit(bytes(first_quarter) != open("image", "rb").read(8192))'
 
 bytes 300 >peripheral
 bytes 1000 >upgrade
@@ -18,6 +23,7 @@ brindle 0 /DS 0
 expect 0 brindlectl build --file board=board --file 0x2=upgrade --file 001=peripheral \
   --revision 7 --revision 0X12C --developer off image
 same image "$IMAGE"
+check "what smbus2 reads" /usr/bin/python3 -c "$third_party_read"
 expect 0 brindlectl build --from board board-image
 same board-image "$IMAGE"
 expect 0 brindlectl extract board upgrade extracted

@@ -9,9 +9,10 @@ brindlectl build --file 2=upgrade --revision 5 first
 brindlectl build --file 2=other --revision 6 second
 
 cp "$IMAGE" before
-mkdir full
+mkdir full readonly
 mount -t tmpfs -o size=40k none full
-for folder in full missing; do
+mount -t tmpfs -o ro none readonly
+for folder in full readonly missing; do
   expect 5 brindlectl update first --journal $folder
   same before "$IMAGE"
 done

@@ -27,8 +27,7 @@ Bytes Counting(std::size_t length) {
 // A driver on a chip whose bus makes one attempt, so that a refused message is a failed transfer.
 struct DriverRig : Rig {
   explicit DriverRig(Type chipType, unsigned short slave = 0x50)
-      : Rig(ChipBus::Path::Direct, 1, chipType == Type::Cat24c16 ? CHIP_CAT24C16 : CHIP_CAT24C256, slave),
-        type(chipType) {
+      : Rig(1, chipType == Type::Cat24c16 ? CHIP_CAT24C16 : CHIP_CAT24C256, slave), type(chipType) {
     const auto device = std::make_shared<I2CDevice>(bus, slave);
     if (type == Type::Cat24c16) {
       eeprom = std::make_unique<Cat24c16Eeprom>(device);

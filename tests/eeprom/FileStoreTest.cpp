@@ -34,7 +34,7 @@ Bytes Contents(Table const& table, std::string const& readable) {
 // A refused message is a failed transfer.
 class FileStoreTest : public testing::Test, public Rig {
  protected:
-  FileStoreTest() : Rig(ChipBus::Path::Direct, 1) {}
+  FileStoreTest() : Rig(1) {}
   using Rig::Run;
 
   PosixEEpromHandler Open() const { return {EEPromHelper::EEPromLocation::BaseboardDefault, bus}; }

@@ -18,11 +18,7 @@ constexpr int NoChip = -6;  // -ENXIO
 
 }  // namespace
 
-ChipBus::ChipBus(std::initializer_list<EmulatedChip*> attachedChips, Path busPath, unsigned int maxAttempts)
-    : chips(attachedChips), path(busPath), attempts(maxAttempts) {}
-
 bool ChipBus::Transact(I2C::Transaction* transaction) {
-  if (path == Path::Queued) return TransactionalizedI2CBus::Transact(transaction);
   transaction->success = false;
   for (unsigned int i = 0; i < attempts && !transaction->success; ++i) HandleTransaction(transaction);
   if (transaction->event != nullptr) transaction->event->Signal(transaction->eventFlags);

@@ -1,7 +1,5 @@
-// The I2C bus of the tests: emulated chips on the product's own bus class.
-//
-// A direct bus performs transfers at once on the caller's thread; a queued one uses the product's queue and
-// worker. The chips must outlive the bus, and may be looked at whenever no transfer runs.
+// The I2C bus of the tests: emulated chips on the product's own bus class, without its queue and worker. The
+// caller's thread performs each transfer. The chips must outlive the bus.
 #pragma once
 
 #include <functional>
@@ -14,8 +12,6 @@
 
 class ChipBus final : public TransactionalizedI2CBus {
  public:
-  enum class Path { Direct, Queued };
-
   // One write or read as it went over the wire; an attempt at a WriteThenRead makes two of them.
   struct Message {
     unsigned short slave;
@@ -24,9 +20,9 @@ class ChipBus final : public TransactionalizedI2CBus {
     int moved;                         // of them, or the negative refusal
   };
 
-  // A direct bus makes up to `maxAttempts` attempts at a transfer.
-  explicit ChipBus(std::initializer_list<EmulatedChip*> attachedChips, Path busPath = Path::Direct,
-                   unsigned int maxAttempts = MaxAttempts);
+  // Makes up to `maxAttempts` attempts at a transfer.
+  ChipBus(std::initializer_list<EmulatedChip*> attachedChips, unsigned int maxAttempts)
+      : chips(attachedChips), attempts(maxAttempts) {}
 
   void SetBusSpeed(unsigned int /*speed*/) override {}
   [[nodiscard]] unsigned int GetBusSpeed() const override { return 0; }
@@ -39,7 +35,7 @@ class ChipBus final : public TransactionalizedI2CBus {
 
   bool records = false;  // whether messages are kept
   std::vector<Message> messages;
-  std::function<void()> onMessage = [] {};  // called before each message; may throw on a direct bus
+  std::function<void()> onMessage = [] {};  // called before each message; may throw
 
  protected:
   // As the Linux bus: an empty or short message fails, as do WriteDelayRead and the memory kinds.
@@ -50,7 +46,6 @@ class ChipBus final : public TransactionalizedI2CBus {
   bool Send(unsigned short slave, Byte* buffer, unsigned int length);
 
   std::vector<EmulatedChip*> chips;
-  Path path;
   unsigned int attempts;
   unsigned int locks = 0;
 };

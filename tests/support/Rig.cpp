@@ -13,10 +13,9 @@ bool Outcome::IsOrderly() const {
          (exit == 19 && output == "EEPROM not accessible\n");
 }
 
-Rig::Rig(ChipBus::Path path, unsigned int attempts, chip_kind kind, unsigned short slave)
+Rig::Rig(unsigned int attempts, chip_kind kind, unsigned short slave)
     : chip(kind, slave),
-      bus(std::make_shared<ChipBus>(std::initializer_list<EmulatedChip*>{&chip, &goldcrest}, path,
-                                    attempts)) {}
+      bus(std::make_shared<ChipBus>(std::initializer_list<EmulatedChip*>{&chip, &goldcrest}, attempts)) {}
 
 void Rig::Load(Bytes const& contents) {
   std::copy(contents.begin(), contents.end(), chip.Memory().begin());

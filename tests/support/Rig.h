@@ -25,8 +25,9 @@ struct Outcome {
 };
 
 struct Rig {
-  explicit Rig(ChipBus::Path path = ChipBus::Path::Direct, unsigned int attempts = ChipBus::MaxAttempts,
-               chip_kind kind = CHIP_CAT24C256, unsigned short slave = 0x56);
+  // The bus makes up to `attempts` attempts at a transfer.
+  explicit Rig(unsigned int attempts = ChipBus::MaxAttempts, chip_kind kind = CHIP_CAT24C256,
+               unsigned short slave = 0x56);
 
   // A chip that has just got power, with these contents, without faults, its counts at 0. From now on
   // messages take time, so that a chip that was left busy answers again.

@@ -49,6 +49,10 @@ through_pipe 5 /dev/null "/W 3"
 through_pipe 5 /dev/null "/V 3"
 through_pipe 5 /dev/zero "/W 3"
 through_pipe 5 image-1 /WA
+brindle 0 /RA whole
+through_pipe 0 whole /VA
+cat whole content >longer
+through_pipe 5 longer /VA
 brindle 0 /V 3 content
 expect 0 sh -c 'cat content | Brindle /V 3 /dev/stdin'
 timeout 60 cat pipe >piped &

@@ -39,6 +39,7 @@ class UpdateTest : public CtlTest {
 
   int Update() { return Ctl("update target --journal=."); }
   int Recover() { return Ctl("recover --journal=."); }
+  void AddCut(std::uint64_t page, chip_fault const& cut) { chip.Add(cut.kind, page, 1, cut.parameter); }
   void CutUpdate() {
     chip.Add(CHIP_FAULT_POWER_FIRST, 3, 1, 20);
     ASSERT_EQ(Update(), 5);
@@ -49,29 +50,18 @@ class UpdateTest : public CtlTest {
   static bool HasJournal() { return std::filesystem::exists("journal"); }
 };
 
-// The ways in which a page may be torn: its first bytes are stored, or one group of four, or all but one.
-constexpr unsigned int Forms = PageSize + 1 + 2 * PageSize / 4;
-
-void AddCut(EmulatedChip& chip, std::uint64_t page, unsigned int form) {
-  if (form <= PageSize) {
-    chip.Add(CHIP_FAULT_POWER_FIRST, page, 1, form);
-  } else {
-    const unsigned int other = form - PageSize - 1;
-    chip.Add(CHIP_FAULT_POWER_GROUPS, page, 1, 1U << other / 2 ^ (other % 2 == 0 ? 0 : 0xFFFFU));
-  }
-}
-
 TEST_F(UpdateTest, IsFinishedAfterAPowerCutAnywhereAndAfterASecondOne) {
+  auto const& cuts = Catalogue::PowerCuts();
   for (std::size_t page = 1; page <= pages.size(); ++page) {
-    for (unsigned int form = 0; form < Forms; ++form) {
+    for (std::size_t form = 0; form < cuts.size(); ++form) {
       SCOPED_TRACE(testing::Message() << "page write " << page << ", form " << form);
       Load(old);
-      AddCut(chip, page, form);
+      AddCut(page, cuts[form]);
       ASSERT_EQ(Update(), 5);
       PowerOn();
       // Every pair of page writes meets; the second one is torn in another form.
       const std::uint64_t second = page + 1 + form % pages.size();
-      AddCut(chip, second, (form + 37) % Forms);
+      AddCut(second, cuts[(form + 37) % cuts.size()]);
       const int code = Recover();
       ASSERT_EQ(code, PageWrites() < second ? 0 : 5) << messages;
       PowerOn();

@@ -1,5 +1,5 @@
-// The power goes at every page write of every writing command: nothing of the page is stored, or its first n
-// bytes, or some of its whole groups of four. Then the chip comes back, its address counter lost.
+// The power goes in every way at every page write of every writing command. Then the chip comes back, its
+// address counter lost.
 //
 // Every byte is as before or as the command makes it, so no file is lost but those that it writes or moves;
 // every next command ends as the chip's contents demand; repeating the command completes it, also when the
@@ -11,33 +11,13 @@
 
 namespace {
 
-struct Cut {
-  chip_fault_kind kind;
-  std::uint64_t parameter;
-};
-
-// The ways in which a page may be torn.
-std::vector<Cut> AllCuts() {
-  constexpr unsigned int PageSize = 64;
-  std::vector<Cut> cuts = {{CHIP_FAULT_POWER_NOTHING, 0}};
-  for (unsigned int first = 1; first <= PageSize; ++first) cuts.push_back({CHIP_FAULT_POWER_FIRST, first});
-  for (unsigned int group = 0; group < PageSize / 4; ++group) {
-    cuts.push_back({CHIP_FAULT_POWER_GROUPS, 1U << group});
-    cuts.push_back({CHIP_FAULT_POWER_GROUPS, 0xFFFFU ^ 1U << group});
-  }
-  for (const std::uint64_t mask : {0x5555U, 0xAAAAU, 0x00FFU, 0xFF00U, 0x0F0FU, 0xC3A5U}) {
-    cuts.push_back({CHIP_FAULT_POWER_GROUPS, mask});
-  }
-  return cuts;
-}
-
 constexpr unsigned int Shares = 4;
 
 // One of the equal shares into which the commands on all EEPROMs are dealt.
 class PowerCuts : public testing::TestWithParam<unsigned int> {
  protected:
   // Cuts a run of `command` that would have come to `done`; false when it ends without reaching that page.
-  bool CutAt(Bytes const& memory, Command const& command, std::uint64_t page, Cut const& cut,
+  bool CutAt(Bytes const& memory, Command const& command, std::uint64_t page, chip_fault const& cut,
              Bytes const& done) {
     rig.Load(memory);
     chip_fault const& fault = rig.chip.Add(cut.kind, page, 1, cut.parameter);
@@ -110,7 +90,7 @@ class PowerCuts : public testing::TestWithParam<unsigned int> {
   }
 
   Rig rig;
-  const std::vector<Cut> forms = AllCuts();
+  std::vector<chip_fault> const& forms = Catalogue::PowerCuts();
   const std::vector<Command> shortOnes = ShortOnes();
   unsigned long cuts = 0;
 };

@@ -39,38 +39,6 @@ Bytes Adoptable() {
   return Unlisted(data);
 }
 
-std::vector<Contents> MakeEeproms() {
-  Bytes damaged = After({Write(0, 300, 1), Write(1, 200, 2), Write(2, 100, 3)});
-  damaged[0x1C0 + 50] ^= 0x10;
-  return {
-      {"Erased", Bytes(ChipSize, 0xFF)},
-      {"OneFile", After({Write(2, 200, 3)})},
-      {"TwoFiles", After({Write(0, 500, 1), Write(1, 130, 2)})},
-      {"ThreeFiles", After({Write(0, 300, 1), Write(1, 200, 2), Write(2, 100, 3)})},
-      {"OutOfOrder", After({Write(0, 300, 1), Write(2, 200, 3), Write(1, 100, 2)})},
-      {"DamagedFile", damaged},
-      {"ListedAtStart", Adoptable()},
-      {"RecognisedAtStart", Unlisted(WithoutErasedBytes(Data(Block - 2, 9)))},
-      {"Full", After({Write(0, 12'000, 1), Write(1, 12'000, 2), Write(2, 8574, 3)})},
-  };
-}
-
-std::vector<Command> MakeWriting() {
-  std::vector<Command> commands = {{.word = "/BS", .value = "300"},
-                                   {.word = "/DS", .value = "1"},
-                                   {.word = "/E"},
-                                   {.word = "/WA", .host = ThreeFiles().memory},
-                                   {.word = "/WA", .host = Data(700, 3)},
-                                   Write(0, Block - 2),
-                                   {.word = "/W", .file = 0, .host = WithoutErasedBytes(Data(Block - 2, 1))}};
-  const std::vector<std::size_t> lengths[] = {
-      {1, 300, 420, 3000, 12'000}, {0, 90, 200, 700, 2000, 12'000, 20'000}, {1, 100, 200, 210, 3000, 16'318}};
-  for (unsigned int file = 0; file < Files; ++file) {
-    for (const std::size_t length : lengths[file]) commands.push_back(Write(file, length, file + 10));
-  }
-  return commands;
-}
-
 }  // namespace
 
 Bytes Data(std::size_t length, unsigned int seed) {
@@ -91,7 +59,22 @@ Bytes After(std::vector<Command> const& commands) {
 }
 
 std::vector<Contents> const& Eeproms() {
-  static const std::vector<Contents> eeproms = MakeEeproms();
+  static const std::vector<Contents> eeproms = [] {
+    const Bytes threeFiles = After({Write(0, 300, 1), Write(1, 200, 2), Write(2, 100, 3)});
+    Bytes damaged = threeFiles;
+    damaged[0x1C0 + 50] ^= 0x10;
+    return std::vector<Contents>{
+        {"Erased", Bytes(ChipSize, 0xFF)},
+        {"OneFile", After({Write(2, 200, 3)})},
+        {"TwoFiles", After({Write(0, 500, 1), Write(1, 130, 2)})},
+        {"ThreeFiles", threeFiles},
+        {"OutOfOrder", After({Write(0, 300, 1), Write(2, 200, 3), Write(1, 100, 2)})},
+        {"DamagedFile", damaged},
+        {"ListedAtStart", Adoptable()},
+        {"RecognisedAtStart", Unlisted(WithoutErasedBytes(Data(Block - 2, 9)))},
+        {"Full", After({Write(0, 12'000, 1), Write(1, 12'000, 2), Write(2, 8574, 3)})},
+    };
+  }();
   return eeproms;
 }
 
@@ -111,8 +94,39 @@ std::vector<Command> const& Reading() {
 }
 
 std::vector<Command> const& Writing() {
-  static const std::vector<Command> commands = MakeWriting();
+  static const std::vector<Command> commands = [] {
+    std::vector<Command> all = {{.word = "/BS", .value = "300"},
+                                {.word = "/DS", .value = "1"},
+                                {.word = "/E"},
+                                {.word = "/WA", .host = ThreeFiles().memory},
+                                {.word = "/WA", .host = Data(700, 3)},
+                                Write(0, Block - 2),
+                                {.word = "/W", .host = WithoutErasedBytes(Data(Block - 2, 1))}};
+    for (const unsigned int length : {1U, 300U, 420U, 3000U, 12'000U}) all.push_back(Write(0, length, 10));
+    for (const unsigned int length : {0U, 90U, 200U, 700U, 2000U, 12'000U, 20'000U})
+      all.push_back(Write(1, length, 11));
+    for (const unsigned int length : {1U, 100U, 200U, 210U, 3000U, 16'318U})
+      all.push_back(Write(2, length, 12));
+    return all;
+  }();
   return commands;
+}
+
+std::vector<chip_fault> const& PowerCuts() {
+  static const std::vector<chip_fault> cuts = [] {
+    constexpr unsigned int PageSize = 64;
+    std::vector<chip_fault> all = {{CHIP_FAULT_POWER_NOTHING, 1, 1, 0, 0}};
+    for (unsigned int first = 1; first <= PageSize; ++first) {
+      all.push_back({CHIP_FAULT_POWER_FIRST, 1, 1, first, 0});
+    }
+    std::vector<unsigned int> masks = {0x5555U, 0xAAAAU, 0x00FFU, 0xFF00U, 0x0F0FU, 0xC3A5U};
+    for (unsigned int group = 0; group < PageSize / 4; ++group) {
+      masks.insert(masks.end(), {1U << group, 0xFFFFU ^ 1U << group});
+    }
+    for (const unsigned int mask : masks) all.push_back({CHIP_FAULT_POWER_GROUPS, 1, 1, mask, 0});
+    return all;
+  }();
+  return cuts;
 }
 
 void MakeReadable(Bytes& memory, Entry const& entry) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "chip/chip_fault.h"
 #include "support/StoreModel.h"
 
 namespace Catalogue {
@@ -33,6 +34,10 @@ void MakeReadable(Bytes& memory, Entry const& entry);
 // Commands that only read, and commands that write.
 std::vector<Command> const& Reading();
 std::vector<Command> const& Writing();
+
+// The ways in which the power may go during a page write: nothing of the page is stored, or its first n
+// bytes, or some of its whole groups of four.
+std::vector<chip_fault> const& PowerCuts();
 
 // Returns a number below its argument.
 using Random = std::function<unsigned int(unsigned int)>;

@@ -34,7 +34,7 @@ constexpr std::chrono::milliseconds PagePause(6);  // Brindle's pauses round up 
 
 // What goes to the chip, then what comes from it; either may be empty.
 struct Transfer {
-  std::span<unsigned char const> out;
+  std::span<const unsigned char> out;
   std::span<unsigned char> in;
 };
 
@@ -51,7 +51,7 @@ void Check(ssize_t returned, std::size_t expected) {
   std::_Exit(1);
 }
 
-void MakeCalls(Transfer const& transfer) {
+void MakeCalls(const Transfer& transfer) {
   Check(ioctl(node, I2C_SLAVE, Slave), 0);
   Check(ioctl(node, I2C_TENBIT, 0UL), 0);
   if (!transfer.out.empty())
@@ -66,7 +66,7 @@ void Work() {
   }
 }
 
-void Perform(Transfer const& transfer) {
+void Perform(const Transfer& transfer) {
   if (!hasWorker) return MakeCalls(transfer);
   next = transfer;
   sem_post(&queued);
@@ -85,7 +85,7 @@ void Read(std::size_t address, std::span<unsigned char> bytes) {
   }
 }
 
-void Write(std::size_t address, std::span<unsigned char const> bytes) {
+void Write(std::size_t address, std::span<const unsigned char> bytes) {
   std::array<unsigned char, 2 + PageSize> message{};
   while (!bytes.empty()) {
     const std::span piece = bytes.first(std::min(PageSize - address % PageSize, bytes.size()));
@@ -99,7 +99,7 @@ void Write(std::size_t address, std::span<unsigned char const> bytes) {
 }
 
 // Appends what the step reads to `output`.
-bool RunStep(char const* step, Bytes& output) {
+bool RunStep(const char* step, Bytes& output) {
   std::array<char, 6> kind{};
   std::size_t address = 0;
   std::size_t length = 0;
@@ -128,7 +128,7 @@ int main(int argc, char* argv[]) {
   sem_init(&done, 0, 0);
   if (hasWorker) std::thread(Work).detach();
   Bytes output;
-  for (char const* step : words.subspan(1)) {
+  for (const char* step : words.subspan(1)) {
     if (!RunStep(step, output)) return 2;
   }
   Check(write(STDOUT_FILENO, output.data(), output.size()), output.size());

@@ -17,7 +17,7 @@ constexpr unsigned int SecondAddress = 0x52;
 // Opens the standard descriptors that are closed, so that no image gets their numbers and no error message
 // goes into an EEPROM. For the command they stay closed.
 void FillStandardDescriptors() {
-  for (int const descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
     if (fcntl(descriptor, F_GETFD) < 0) static_cast<void>(open("/dev/null", O_RDWR | O_CLOEXEC));
 }
 
@@ -25,28 +25,28 @@ void FillStandardDescriptors() {
 
 int Board::Main(int count, char** arguments) try {
   FillStandardDescriptors();
-  BoardOptions const options = BoardOptions::Parse(count, arguments);
+  const BoardOptions options = BoardOptions::Parse(count, arguments);
   if (options.help) {
     std::cout << BoardOptions::HelpText() << std::flush;
     return 0;
   }
   return Board(options).Run();
-} catch (BoardError const& error) {
+} catch (const BoardError& error) {
   std::cerr << "brindle-board: " << error.what() << std::endl;
   return static_cast<int>(error.Exit());
-} catch (std::exception const& error) {
+} catch (const std::exception& error) {
   std::cerr << "brindle-board: " << error.what() << std::endl;
   return static_cast<int>(BoardExit::Failed);
 }
 
-Board::Chip::Chip(std::string const& path, chip_kind kind, unsigned int address, BoardOptions const& options)
+Board::Chip::Chip(const std::string& path, chip_kind kind, unsigned int address, const BoardOptions& options)
     : image(path, chip_model_size(kind)) {
   chip_model_init(&model, kind, image.Memory(), address);
   model.refusal = options.refusal;
   model.write_cycle = options.writeCycle;
 }
 
-Board::Board(BoardOptions const& options)
+Board::Board(const BoardOptions& options)
     : commandLine(options.command),
       claimed(options.claimed),
       trace(options.trace),
@@ -57,7 +57,7 @@ Board::Board(BoardOptions const& options)
       throw BoardError("--second: the EEPROM itself answers at address 0x52; see --address");
     second.emplace(options.secondImage, CHIP_CAT24C256, SecondAddress, options);
   }
-  for (BoardTree::Adapter const& adapter : BoardTree::Adapters) {
+  for (const BoardTree::Adapter& adapter : BoardTree::Adapters) {
     EmulatedBus bus(options.clock, options.refusal, trace);
     if (adapter.number == BoardTree::EepromBus) {
       bus.Attach(eeprom.model);
@@ -72,11 +72,11 @@ int Board::Run() {
   BoardTree::Build(claimed);
   MountNodes();
   command.Start(commandLine, [this] {
-    for (auto const& node : nodes) node->MakeOwnerKnown();
+    for (const auto& node : nodes) node->MakeOwnerKnown();
   });
-  for (auto const& node : nodes) node->Start();
-  int const exitCode = command.Wait();
-  for (auto const& node : nodes) node->Stop();
+  for (const auto& node : nodes) node->Start();
+  const int exitCode = command.Wait();
+  for (const auto& node : nodes) node->Stop();
   FinishTrace();
   return exitCode;
 }

@@ -21,16 +21,16 @@ class Board final {
   static int Main(int count, char** arguments);
 
   // Opens the images and the trace. Throws BoardError.
-  explicit Board(BoardOptions const& options);
-  Board(Board const&) = delete;
-  Board& operator=(Board const&) = delete;
+  explicit Board(const BoardOptions& options);
+  Board(const Board&) = delete;
+  Board& operator=(const Board&) = delete;
 
   // Runs the command, once. Returns its exit code. Throws BoardError.
   int Run();
 
  private:
   struct Chip {
-    Chip(std::string const& path, chip_kind kind, unsigned int address, BoardOptions const& options);
+    Chip(const std::string& path, chip_kind kind, unsigned int address, const BoardOptions& options);
 
     ImageFile image;
     chip_model model{};

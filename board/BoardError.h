@@ -15,7 +15,7 @@ enum class BoardExit : int {
 // A failure of the board itself. The message is one line for the user.
 class BoardError final : public std::runtime_error {
  public:
-  explicit BoardError(std::string const& message, BoardExit exitCode = BoardExit::Failed)
+  explicit BoardError(const std::string& message, BoardExit exitCode = BoardExit::Failed)
       : std::runtime_error(message), exit(exitCode) {}
 
   [[nodiscard]] BoardExit Exit() const { return exit; }

@@ -58,24 +58,24 @@ lacks /dev/fuse or refuses the namespace, 125 on any other failure, 126 if COMMA
 if it does not exist.
 )";
 
-std::uint64_t ParseNumber(std::string const& what, std::string_view text, std::uint64_t most) {
-  bool const hexadecimal = text.starts_with("0x");
-  std::string_view const digits = hexadecimal ? text.substr(2) : text;
+std::uint64_t ParseNumber(const std::string& what, std::string_view text, std::uint64_t most) {
+  const bool hexadecimal = text.starts_with("0x");
+  const std::string_view digits = hexadecimal ? text.substr(2) : text;
   std::uint64_t value = 0;
-  auto const [end, error] =
+  const auto [end, error] =
       std::from_chars(digits.data(), digits.data() + digits.size(), value, hexadecimal ? 16 : 10);
   if (error != std::errc{} || end != digits.data() + digits.size() || value > most)
     throw BoardError(what + ": '" + std::string(text) + "' is no number from 0 to " + std::to_string(most));
   return value;
 }
 
-unsigned int ParseAddress(std::string const& what, std::string_view text) {
+unsigned int ParseAddress(const std::string& what, std::string_view text) {
   return static_cast<unsigned int>(ParseNumber(what, text, 0x7F));
 }
 
-chip_fault ParseFault(std::string const& text) {
+chip_fault ParseFault(const std::string& text) {
   chip_fault fault{};
-  char const* const rest = chip_fault_parse(text.c_str(), &fault);
+  const char* const rest = chip_fault_parse(text.c_str(), &fault);
   if (!rest || *rest != '\0')
     throw BoardError("--fault: '" + text + "' is no KIND:FIRST[:COUNT[:PARAMETER]]; see --help");
   return fault;
@@ -105,7 +105,7 @@ constexpr std::array<option, 11> LongOptions{{{"address", required_argument, nul
                                               {"help", no_argument, nullptr, 0},
                                               {}}};
 
-void Apply(BoardOptions& options, std::string_view name, std::string const& value) {
+void Apply(BoardOptions& options, std::string_view name, const std::string& value) {
   if (name == "address") options.address = ParseAddress("--address", value);
   if (name == "kind") options.kind = ParseKind(value);
   if (name == "second") options.secondImage = value;
@@ -120,7 +120,7 @@ void Apply(BoardOptions& options, std::string_view name, std::string const& valu
 
 }  // namespace
 
-char const* BoardOptions::HelpText() {
+const char* BoardOptions::HelpText() {
   return Help;
 }
 

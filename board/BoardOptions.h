@@ -12,7 +12,7 @@
 struct BoardOptions {
   // Throws BoardError if the arguments are wrong. `command` points into `arguments`.
   static BoardOptions Parse(int count, char** arguments);
-  static char const* HelpText();
+  static const char* HelpText();
 
   bool help = false;  // only the help text is wanted; nothing else is valid then
   std::string image;

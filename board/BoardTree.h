@@ -10,8 +10,8 @@ namespace BoardTree {
 
 struct Adapter {
   unsigned int number;
-  char const* parent;  // the device that it belongs to
-  char const* name;
+  const char* parent;  // the device that it belongs to
+  const char* name;
 };
 
 // The EEPROM is on the adapter of the controller at 0x40150000. Its number follows neither from the name I2C4
@@ -29,7 +29,7 @@ inline constexpr std::array<Adapter, 5> Adapters{{
 
 // Creates the files, in a private mount namespace, with an empty file for each node. On every bus a driver is
 // bound to the slave addresses in `claimed`. Throws BoardError.
-void Build(std::set<unsigned int> const& claimed);
+void Build(const std::set<unsigned int>& claimed);
 
 // Returns whether a driver is bound to the slave address. If the name of this device is the last that was
 // written to the driver's `unbind` file, unbinds it first.

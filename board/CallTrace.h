@@ -15,25 +15,25 @@
 class CallTrace final {
  public:
   // With an empty path nothing is written. Throws BoardError if the file cannot be opened.
-  explicit CallTrace(std::string const& path);
+  explicit CallTrace(const std::string& path);
 
   // Starts a call, to which the messages up to End belong.
   void Begin(pid_t pid, unsigned int bus, std::uint64_t open);
-  void End(std::string const& call, long result);
+  void End(const std::string& call, long result);
 
   // Writes a line for a message: `data` is what was to be sent, or what was received.
-  void Message(bool read, unsigned int address, std::size_t length, std::span<unsigned char const> data,
+  void Message(bool read, unsigned int address, std::size_t length, std::span<const unsigned char> data,
                int result);
 
   // Writes the chip's counts.
-  void Chip(chip_model const& chip);
+  void Chip(const chip_model& chip);
 
   // Returns whether a line could not be written, so that the trace is incomplete.
   [[nodiscard]] bool HasFailed() const { return failed; }
 
  private:
   [[nodiscard]] bool IsOn() const { return file.Get() >= 0; }
-  void Write(std::string const& line);
+  void Write(const std::string& line);
 
   Descriptor file;
   bool failed = false;

@@ -15,15 +15,15 @@ iovec RemotePart(std::uint64_t address, std::size_t length) {
 
 bool CallerMemory::Read(std::uint64_t address, std::span<unsigned char> bytes) const {
   if (bytes.empty()) return true;
-  iovec const local{bytes.data(), bytes.size()};
-  iovec const remote = RemotePart(address, bytes.size());
+  const iovec local{bytes.data(), bytes.size()};
+  const iovec remote = RemotePart(address, bytes.size());
   return process_vm_readv(caller, &local, 1, &remote, 1, 0) == static_cast<ssize_t>(bytes.size());
 }
 
-bool CallerMemory::Write(std::uint64_t address, std::span<unsigned char const> bytes) const {
+bool CallerMemory::Write(std::uint64_t address, std::span<const unsigned char> bytes) const {
   if (bytes.empty()) return true;
   std::vector<unsigned char> copy(bytes.begin(), bytes.end());  // the call takes no pointer to const
-  iovec const local{copy.data(), copy.size()};
-  iovec const remote = RemotePart(address, bytes.size());
+  const iovec local{copy.data(), copy.size()};
+  const iovec remote = RemotePart(address, bytes.size());
   return process_vm_writev(caller, &local, 1, &remote, 1, 0) == static_cast<ssize_t>(bytes.size());
 }

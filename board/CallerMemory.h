@@ -17,7 +17,7 @@ class CallerMemory final {
 
   // Copies all bytes or returns false.
   [[nodiscard]] bool Read(std::uint64_t address, std::span<unsigned char> bytes) const;
-  [[nodiscard]] bool Write(std::uint64_t address, std::span<unsigned char const> bytes) const;
+  [[nodiscard]] bool Write(std::uint64_t address, std::span<const unsigned char> bytes) const;
 
   template <typename Plain>
   [[nodiscard]] bool ReadObject(std::uint64_t address, Plain& object) const {
@@ -25,9 +25,9 @@ class CallerMemory final {
     return Read(address, {reinterpret_cast<unsigned char*>(&object), sizeof object});
   }
   template <typename Plain>
-  [[nodiscard]] bool WriteObject(std::uint64_t address, Plain const& object) const {
+  [[nodiscard]] bool WriteObject(std::uint64_t address, const Plain& object) const {
     static_assert(std::is_trivially_copyable_v<Plain>);
-    return Write(address, {reinterpret_cast<unsigned char const*>(&object), sizeof object});
+    return Write(address, {reinterpret_cast<const unsigned char*>(&object), sizeof object});
   }
 
  private:

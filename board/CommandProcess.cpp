@@ -11,7 +11,7 @@
 
 CommandProcess::CommandProcess() {
   sigemptyset(&handled);
-  for (int const signal : {SIGCHLD, SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2})
+  for (const int signal : {SIGCHLD, SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2})
     sigaddset(&handled, signal);
   sigprocmask(SIG_BLOCK, &handled, &before);
 }
@@ -22,14 +22,14 @@ CommandProcess::~CommandProcess() {
   waitpid(child, nullptr, 0);
 }
 
-void CommandProcess::Start(char** command, std::function<void()> const& prepare) {
+void CommandProcess::Start(char** command, const std::function<void()>& prepare) {
   child = fork();
   if (child < 0) throw BoardError(std::string("fork: ") + std::strerror(errno));
   if (child > 0) return;
   prepare();
   sigprocmask(SIG_SETMASK, &before, nullptr);
   execvp(command[0], command);
-  int const error = errno;
+  const int error = errno;
   std::cerr << "brindle-board: " << command[0] << ": " << std::strerror(error) << std::endl;
   _exit(static_cast<int>(error == ENOENT ? BoardExit::CommandNotFound : BoardExit::CannotExecute));
 }
@@ -38,7 +38,7 @@ int CommandProcess::Wait() {
   int status = 0;
   while (waitpid(child, &status, WNOHANG) != child) {
     siginfo_t signal{};
-    int const number = sigwaitinfo(&handled, &signal);
+    const int number = sigwaitinfo(&handled, &signal);
     // The kernel sends the terminal's signals to the command as well.
     if (number > 0 && number != SIGCHLD && signal.si_code <= 0) kill(child, number);
   }

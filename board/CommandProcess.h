@@ -13,8 +13,8 @@ class CommandProcess final {
  public:
   // Blocks these signals, also for threads that are started later.
   CommandProcess();
-  CommandProcess(CommandProcess const&) = delete;
-  CommandProcess& operator=(CommandProcess const&) = delete;
+  CommandProcess(const CommandProcess&) = delete;
+  CommandProcess& operator=(const CommandProcess&) = delete;
 
   // Kills a command that nobody has waited for.
   ~CommandProcess();
@@ -22,7 +22,7 @@ class CommandProcess final {
   // Starts `command` (looked up in PATH, ends with a null pointer) with the signal mask that the board had,
   // after `prepare` has run in the new process. If it cannot be executed, that process prints why and ends
   // with a code of BoardExit. The calling process must have a single thread. Throws BoardError.
-  void Start(char** command, std::function<void()> const& prepare);
+  void Start(char** command, const std::function<void()>& prepare);
 
   // Passes signals on until the command ends. Returns its exit code.
   [[nodiscard]] int Wait();

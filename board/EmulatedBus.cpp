@@ -6,30 +6,30 @@
 
 namespace {
 
-int MoveTo(chip_model& chip, EmulatedBus::Message const& message, std::uint64_t time) {
-  auto const length = static_cast<unsigned int>(message.data.size());
+int MoveTo(chip_model& chip, const EmulatedBus::Message& message, std::uint64_t time) {
+  const auto length = static_cast<unsigned int>(message.data.size());
   return message.read ? chip_model_read(&chip, message.address, message.data.data(), length, time)
                       : chip_model_write(&chip, message.address, message.data.data(), length, time);
 }
 
 }  // namespace
 
-int EmulatedBus::Move(Message const& message) {
-  std::uint64_t const start = MonotonicClock::Now();
-  std::uint64_t const end = start + WireTime(message.data.size());
+int EmulatedBus::Move(const Message& message) {
+  const std::uint64_t start = MonotonicClock::Now();
+  const std::uint64_t end = start + WireTime(message.data.size());
   chip_model* const chip = FindChip(message);
   // A chip acknowledges its address at the start of a message, but its write cycle begins at the end.
-  int const result = chip ? MoveTo(*chip, message, start < chip->busy_until ? start : end) : refusal;
+  const int result = chip ? MoveTo(*chip, message, start < chip->busy_until ? start : end) : refusal;
   MonotonicClock::SpinUntil(result < 0 ? start + WireTime(0) : end);
 
-  std::size_t const shown =
+  const std::size_t shown =
       message.read ? static_cast<std::size_t>(std::max(result, 0)) : message.data.size();
   trace.Message(message.read, message.address, message.data.size(), message.data.first(shown), result);
   return result;
 }
 
-chip_model* EmulatedBus::FindChip(Message const& message) const {
-  auto const found = std::find_if(chips.begin(), chips.end(), [&](chip_model const* chip) {
+chip_model* EmulatedBus::FindChip(const Message& message) const {
+  const auto found = std::find_if(chips.begin(), chips.end(), [&](const chip_model* chip) {
     return !message.tenBit && chip_model_answers_at(chip, message.address) != 0;
   });
   return found == chips.end() ? nullptr : *found;

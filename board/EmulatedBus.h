@@ -28,10 +28,10 @@ class EmulatedBus final {
   void Attach(chip_model& chip) { chips.push_back(&chip); }
 
   // Transfers one message. Returns how many of its bytes were transferred, or a negative error.
-  int Move(Message const& message);
+  int Move(const Message& message);
 
  private:
-  [[nodiscard]] chip_model* FindChip(Message const& message) const;
+  [[nodiscard]] chip_model* FindChip(const Message& message) const;
   [[nodiscard]] std::uint64_t WireTime(std::size_t bytes) const;
 
   std::uint64_t clock;

@@ -46,7 +46,7 @@ bool TakesPointer(unsigned int request) {
 }
 
 std::string DescribeRequest(unsigned int request, std::uint64_t argument) {
-  constexpr std::array<std::pair<unsigned int, char const*>, 9> Names{{{I2C_RETRIES, "I2C_RETRIES"},
+  constexpr std::array<std::pair<unsigned int, const char*>, 9> Names{{{I2C_RETRIES, "I2C_RETRIES"},
                                                                        {I2C_TIMEOUT, "I2C_TIMEOUT"},
                                                                        {I2C_SLAVE, "I2C_SLAVE"},
                                                                        {I2C_SLAVE_FORCE, "I2C_SLAVE_FORCE"},
@@ -57,7 +57,7 @@ std::string DescribeRequest(unsigned int request, std::uint64_t argument) {
                                                                        {I2C_SMBUS, "I2C_SMBUS"}}};
   std::array<char, 64> text{};
   std::snprintf(text.data(), text.size(), "ioctl 0x%x -", request);
-  for (auto const& [number, name] : Names)
+  for (const auto& [number, name] : Names)
     if (number == request && TakesPointer(request))
       std::snprintf(text.data(), text.size(), "ioctl %s -", name);
     else if (number == request)
@@ -73,7 +73,7 @@ class Call final {
       : lock(boardLock), trace(callTrace) {
     trace.Begin(fuse_req_ctx(request)->pid, bus, open);
   }
-  void End(std::string const& text, int result) { trace.End(text, result); }
+  void End(const std::string& text, int result) { trace.End(text, result); }
 
  private:
   std::lock_guard<std::mutex> lock;
@@ -85,17 +85,17 @@ class Call final {
 struct FuseNode::Calls {
   static FuseNode& NodeOf(fuse_req_t request) { return *static_cast<FuseNode*>(fuse_req_userdata(request)); }
 
-  static I2CDevFile& FileOf(fuse_req_t request, fuse_file_info const* info) {
+  static I2CDevFile& FileOf(fuse_req_t request, const fuse_file_info* info) {
     return NodeOf(request).files.at(info->fh);
   }
 
-  static Call Begin(fuse_req_t request, fuse_file_info const* info) {
-    FuseNode const& node = NodeOf(request);
+  static Call Begin(fuse_req_t request, const fuse_file_info* info) {
+    const FuseNode& node = NodeOf(request);
     return {node.trace, node.lock, request, node.adapter.Number(), info->fh};
   }
 
   static void GetAttributes(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* /*info*/) {
-    struct stat const attributes = Attributes();
+    const struct stat attributes = Attributes();
     fuse_reply_attr(request, &attributes, 3600);
   }
 
@@ -108,7 +108,7 @@ struct FuseNode::Calls {
   // Stop calls it to learn that all earlier requests are answered.
   static void GetFileSystem(fuse_req_t request, fuse_ino_t /*inode*/) {
     if (fuse_req_ctx(request)->pid == getpid()) NodeOf(request).served = false;
-    struct statvfs const status{};
+    const struct statvfs status {};
     fuse_reply_statfs(request, &status);
   }
 
@@ -134,19 +134,19 @@ struct FuseNode::Calls {
                    fuse_file_info* info) {
     Call call = Begin(request, info);
     std::vector<unsigned char> data(std::min(length, I2CDevFile::MaxTransfer));
-    int const result = FileOf(request, info).Read(data);
+    const int result = FileOf(request, info).Read(data);
     call.End("read " + std::to_string(length), result);
     if (result < 0)
       fuse_reply_err(request, -result);
     else
-      fuse_reply_buf(request, reinterpret_cast<char const*>(data.data()), static_cast<std::size_t>(result));
+      fuse_reply_buf(request, reinterpret_cast<const char*>(data.data()), static_cast<std::size_t>(result));
   }
 
-  static void Write(fuse_req_t request, fuse_ino_t /*inode*/, char const* bytes, std::size_t length,
+  static void Write(fuse_req_t request, fuse_ino_t /*inode*/, const char* bytes, std::size_t length,
                     off_t /*offset*/, fuse_file_info* info) {
     Call call = Begin(request, info);
-    std::span const data(reinterpret_cast<unsigned char const*>(bytes), length);
-    int const result = FileOf(request, info).Write(data.first(std::min(length, I2CDevFile::MaxTransfer)));
+    const std::span data(reinterpret_cast<const unsigned char*>(bytes), length);
+    const int result = FileOf(request, info).Write(data.first(std::min(length, I2CDevFile::MaxTransfer)));
     call.End("write " + std::to_string(length), result);
     if (result < 0)
       fuse_reply_err(request, -result);
@@ -155,13 +155,13 @@ struct FuseNode::Calls {
   }
 
   static void Ioctl(fuse_req_t request, fuse_ino_t /*inode*/, unsigned int number, void* argument,
-                    fuse_file_info* info, unsigned int flags, void const* /*input*/,
+                    fuse_file_info* info, unsigned int flags, const void* /*input*/,
                     std::size_t /*inputSize*/, std::size_t /*outputSize*/) {
     Call call = Begin(request, info);
-    auto const value = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(argument));
-    bool const refused = (flags & FUSE_IOCTL_COMPAT) != 0 && TakesPointer(number);
-    CallerMemory const caller(fuse_req_ctx(request)->pid);
-    int const result = refused ? -ENOTTY : FileOf(request, info).Ioctl(number, value, caller);
+    const auto value = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(argument));
+    const bool refused = (flags & FUSE_IOCTL_COMPAT) != 0 && TakesPointer(number);
+    const CallerMemory caller(fuse_req_ctx(request)->pid);
+    const int result = refused ? -ENOTTY : FileOf(request, info).Ioctl(number, value, caller);
     call.End(DescribeRequest(number, value), result);
     if (result < 0)
       fuse_reply_err(request, -result);
@@ -183,12 +183,12 @@ struct FuseNode::Calls {
   }
 };
 
-FuseNode::FuseNode(std::string const& path, I2CAdapter& servedAdapter, CallTrace& callTrace,
+FuseNode::FuseNode(const std::string& path, I2CAdapter& servedAdapter, CallTrace& callTrace,
                    std::mutex& boardLock)
     : adapter(servedAdapter), trace(callTrace), lock(boardLock), session(nullptr, fuse_session_destroy) {
   Descriptor fuse = OpenFuse();
   // allow_other: the command may change its user.
-  std::string const options = "fd=" + std::to_string(fuse.Get()) +
+  const std::string options = "fd=" + std::to_string(fuse.Get()) +
                               ",rootmode=100000,user_id=" + std::to_string(getuid()) +
                               ",group_id=" + std::to_string(getgid()) + ",allow_other";
   if (mount("brindle-board", path.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0)
@@ -201,11 +201,11 @@ FuseNode::FuseNode(std::string const& path, I2CAdapter& servedAdapter, CallTrace
   std::string name = "brindle-board";
   std::array<char*, 1> arguments{name.data()};
   fuse_args all = FUSE_ARGS_INIT(static_cast<int>(arguments.size()), arguments.data());
-  fuse_lowlevel_ops const table = Calls::Table();
+  const fuse_lowlevel_ops table = Calls::Table();
   session.reset(fuse_session_new(&all, &table, sizeof table, this));
   fuse_opt_free_args(&all);
   // This name tells libfuse that the descriptor is mounted already.
-  std::string const mounted = "/dev/fd/" + std::to_string(fuse.Get());
+  const std::string mounted = "/dev/fd/" + std::to_string(fuse.Get());
   if (!session || fuse_session_mount(session.get(), mounted.c_str()) != 0)
     throw BoardError("libfuse refuses to serve " + path);
   static_cast<void>(fuse.Release());  // the session closes it

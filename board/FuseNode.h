@@ -27,9 +27,9 @@ class FuseNode final {
  public:
   // Mounts the node over `path`, an existing file, until the mount namespace ends. Calls wait until Start.
   // Borrows the adapter, the trace and the lock, which guards both. Throws BoardError.
-  FuseNode(std::string const& path, I2CAdapter& servedAdapter, CallTrace& callTrace, std::mutex& boardLock);
-  FuseNode(FuseNode const&) = delete;
-  FuseNode& operator=(FuseNode const&) = delete;
+  FuseNode(const std::string& path, I2CAdapter& servedAdapter, CallTrace& callTrace, std::mutex& boardLock);
+  FuseNode(const FuseNode&) = delete;
+  FuseNode& operator=(const FuseNode&) = delete;
   ~FuseNode();
 
   // Makes the kernel ask for the node's owner. Until then it takes root for the owner, and in a user

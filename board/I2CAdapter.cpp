@@ -3,10 +3,10 @@
 #include <cerrno>
 #include <vector>
 
-int I2CAdapter::Transfer(std::span<EmulatedBus::Message const> messages) {
+int I2CAdapter::Transfer(std::span<const EmulatedBus::Message> messages) {
   int transferred = 0;
-  for (EmulatedBus::Message const& message : messages) {
-    int const result = bus.Move(message);
+  for (const EmulatedBus::Message& message : messages) {
+    const int result = bus.Move(message);
     if (result < 0) return result;
     if (static_cast<std::size_t>(result) < message.data.size()) break;
     ++transferred;
@@ -43,7 +43,7 @@ int I2CAdapter::TransferSmbus(unsigned int address, bool tenBit, bool read, unsi
   std::vector<EmulatedBus::Message> messages;
   if (!read || !sent.empty()) messages.push_back({address, tenBit, false, sent});
   if (read) messages.push_back({address, tenBit, true, payload});
-  int const transferred = Transfer(messages);
+  const int transferred = Transfer(messages);
   if (transferred < 0) return transferred;
   return static_cast<std::size_t>(transferred) == messages.size() ? 0 : -EIO;
 }

@@ -23,7 +23,7 @@ class I2CAdapter final {
 
   // Performs one transfer of several messages, as the kernel's i2c_transfer(): stops at the first that fails.
   // Returns its negative error, or how many messages were transferred in full.
-  int Transfer(std::span<EmulatedBus::Message const> messages);
+  int Transfer(std::span<const EmulatedBus::Message> messages);
 
   // Performs an SMBus transaction of this size (I2C_SMBUS_QUICK and so on) with the same messages as the
   // kernel's i2c_smbus_xfer_emulated(). `data` is what to send, or where to put what is received. Returns 0

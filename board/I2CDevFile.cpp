@@ -14,12 +14,12 @@ namespace {
 class UserMessages final {
  public:
   // Copies them from the caller. Returns 0 or a negative error.
-  int Fetch(i2c_rdwr_ioctl_data const& request, CallerMemory const& caller);
+  int Fetch(const i2c_rdwr_ioctl_data& request, const CallerMemory& caller);
 
   // Copies what was received to the caller. Returns whether that was possible.
-  [[nodiscard]] bool ReturnReceived(CallerMemory const& caller) const;
+  [[nodiscard]] bool ReturnReceived(const CallerMemory& caller) const;
 
-  [[nodiscard]] std::span<EmulatedBus::Message const> Get() const { return messages; }
+  [[nodiscard]] std::span<const EmulatedBus::Message> Get() const { return messages; }
 
  private:
   std::vector<i2c_msg> userMessages;
@@ -27,16 +27,16 @@ class UserMessages final {
   std::vector<EmulatedBus::Message> messages;
 };
 
-std::uint64_t AddressOf(void const* pointer) {
+std::uint64_t AddressOf(const void* pointer) {
   return reinterpret_cast<std::uintptr_t>(pointer);
 }
 
-int UserMessages::Fetch(i2c_rdwr_ioctl_data const& request, CallerMemory const& caller) {
+int UserMessages::Fetch(const i2c_rdwr_ioctl_data& request, const CallerMemory& caller) {
   userMessages.resize(request.nmsgs);
-  std::span<i2c_msg> const all(userMessages);
+  const std::span<i2c_msg> all(userMessages);
   if (!caller.Read(AddressOf(request.msgs), {reinterpret_cast<unsigned char*>(all.data()), all.size_bytes()}))
     return -EFAULT;
-  for (i2c_msg const& message : userMessages) {
+  for (const i2c_msg& message : userMessages) {
     if (message.len > I2CDevFile::MaxTransfer || (message.flags & I2C_M_RECV_LEN) != 0) return -EINVAL;
     auto& buffer = buffers.emplace_back(message.len);
     if (!caller.Read(AddressOf(message.buf), buffer)) return -EFAULT;
@@ -46,7 +46,7 @@ int UserMessages::Fetch(i2c_rdwr_ioctl_data const& request, CallerMemory const& 
   return 0;
 }
 
-bool UserMessages::ReturnReceived(CallerMemory const& caller) const {
+bool UserMessages::ReturnReceived(const CallerMemory& caller) const {
   for (std::size_t i = 0; i < messages.size(); ++i)
     if (messages[i].read && !caller.Write(AddressOf(userMessages[i].buf), buffers[i])) return false;
   return true;
@@ -61,7 +61,7 @@ std::size_t SmbusDataSize(std::uint32_t size) {
 
 }  // namespace
 
-int I2CDevFile::Write(std::span<unsigned char const> data) {
+int I2CDevFile::Write(std::span<const unsigned char> data) {
   std::vector<unsigned char> copy(data.begin(), data.end());
   return adapter->Bus().Move(MessageOf(false, copy));
 }
@@ -70,7 +70,7 @@ int I2CDevFile::Read(std::span<unsigned char> data) {
   return adapter->Bus().Move(MessageOf(true, data));
 }
 
-int I2CDevFile::Ioctl(unsigned int request, std::uint64_t argument, CallerMemory const& caller) {
+int I2CDevFile::Ioctl(unsigned int request, std::uint64_t argument, const CallerMemory& caller) {
   switch (request) {
     case I2C_SLAVE:
       return SetAddress(argument, false);
@@ -101,28 +101,28 @@ EmulatedBus::Message I2CDevFile::MessageOf(bool read, std::span<unsigned char> d
 
 int I2CDevFile::SetAddress(std::uint64_t newAddress, bool force) {
   if (newAddress > (tenBit ? 0x3FFU : 0x7FU)) return -EINVAL;
-  auto const slave = static_cast<unsigned int>(newAddress);
+  const auto slave = static_cast<unsigned int>(newAddress);
   if (!force && BoardTree::IsClaimed(adapter->Number(), slave)) return -EBUSY;
   address = slave;
   return 0;
 }
 
-int I2CDevFile::TransferMessages(std::uint64_t argument, CallerMemory const& caller) {
+int I2CDevFile::TransferMessages(std::uint64_t argument, const CallerMemory& caller) {
   i2c_rdwr_ioctl_data request{};
   if (!caller.ReadObject(argument, request)) return -EFAULT;
   if (!request.msgs || request.nmsgs == 0 || request.nmsgs > I2C_RDWR_IOCTL_MAX_MSGS) return -EINVAL;
   UserMessages messages;
-  int const fetched = messages.Fetch(request, caller);
+  const int fetched = messages.Fetch(request, caller);
   if (fetched < 0) return fetched;
-  int const result = adapter->Transfer(messages.Get());
+  const int result = adapter->Transfer(messages.Get());
   return result < 0 || messages.ReturnReceived(caller) ? result : -EFAULT;
 }
 
-int I2CDevFile::TransferSmbus(std::uint64_t argument, CallerMemory const& caller) {
+int I2CDevFile::TransferSmbus(std::uint64_t argument, const CallerMemory& caller) {
   i2c_smbus_ioctl_data request{};
   if (!caller.ReadObject(argument, request)) return -EFAULT;
   std::uint32_t size = request.size;
-  bool const read = request.read_write == I2C_SMBUS_READ;
+  const bool read = request.read_write == I2C_SMBUS_READ;
   if (size > I2C_SMBUS_I2C_BLOCK_DATA || (!read && request.read_write != I2C_SMBUS_WRITE)) return -EINVAL;
 
   i2c_smbus_data data{};
@@ -131,13 +131,13 @@ int I2CDevFile::TransferSmbus(std::uint64_t argument, CallerMemory const& caller
     if (!request.data) return -EINVAL;
     buffer = std::span(data.block).first(SmbusDataSize(size));
   }
-  std::uint64_t const userData = AddressOf(request.data);
+  const std::uint64_t userData = AddressOf(request.data);
   if ((!read || size == I2C_SMBUS_I2C_BLOCK_DATA) && !caller.Read(userData, buffer)) return -EFAULT;
   if (size == I2C_SMBUS_I2C_BLOCK_BROKEN) {  // the old convention, in which a read is always of 32 bytes
     size = I2C_SMBUS_I2C_BLOCK_DATA;
     if (read) data.block[0] = I2C_SMBUS_BLOCK_MAX;
   }
-  int const result = adapter->TransferSmbus(address, tenBit, read, request.command, size, data);
+  const int result = adapter->TransferSmbus(address, tenBit, read, request.command, size, data);
   if (result < 0 || !read) return result;
   return caller.Write(userData, buffer) ? 0 : -EFAULT;
 }

@@ -21,17 +21,17 @@ class I2CDevFile final {
   static constexpr std::size_t MaxTransfer = 8192;
 
   // For at most MaxTransfer bytes. The count is short if a fault ends the message early.
-  int Write(std::span<unsigned char const> data);
+  int Write(std::span<const unsigned char> data);
   int Read(std::span<unsigned char> data);
 
   // `argument` is what the caller passed; if that is a pointer, it points into `caller`.
-  int Ioctl(unsigned int request, std::uint64_t argument, CallerMemory const& caller);
+  int Ioctl(unsigned int request, std::uint64_t argument, const CallerMemory& caller);
 
  private:
   [[nodiscard]] EmulatedBus::Message MessageOf(bool read, std::span<unsigned char> data) const;
   int SetAddress(std::uint64_t newAddress, bool force);
-  int TransferMessages(std::uint64_t argument, CallerMemory const& caller);
-  int TransferSmbus(std::uint64_t argument, CallerMemory const& caller);
+  int TransferMessages(std::uint64_t argument, const CallerMemory& caller);
+  int TransferSmbus(std::uint64_t argument, const CallerMemory& caller);
 
   I2CAdapter* adapter;
   unsigned int address = 0;

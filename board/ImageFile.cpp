@@ -11,7 +11,7 @@
 
 #include "board/BoardError.h"
 
-ImageFile::ImageFile(std::string const& path, std::size_t bytes)
+ImageFile::ImageFile(const std::string& path, std::size_t bytes)
     : size(bytes), file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666)) {
   if (file.Get() < 0) throw BoardError(path + ": " + std::strerror(errno));
   struct stat status {};
@@ -34,12 +34,12 @@ ImageFile::~ImageFile() {
   munmap(memory, size);
 }
 
-void ImageFile::Erase(std::string const& path) const {
-  std::vector<unsigned char> const erased(size, 0xFF);
+void ImageFile::Erase(const std::string& path) const {
+  const std::vector<unsigned char> erased(size, 0xFF);
   for (std::size_t done = 0; done < size;) {
-    ssize_t const written = pwrite(file.Get(), erased.data() + done, size - done, static_cast<off_t>(done));
+    const ssize_t written = pwrite(file.Get(), erased.data() + done, size - done, static_cast<off_t>(done));
     if (written < 0) {
-      int const error = errno;
+      const int error = errno;
       static_cast<void>(ftruncate(file.Get(), 0));  // an empty file can be filled by the next attempt
       throw BoardError(path + ": cannot be filled: " + std::strerror(error));
     }

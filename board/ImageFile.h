@@ -14,16 +14,16 @@ class ImageFile final {
   // Opens a file of exactly `bytes` bytes; if it is missing or empty, it is filled with 0xFF. Throws
   // BoardError if it cannot be opened or filled, has another size, is no regular file or is used by another
   // board.
-  ImageFile(std::string const& path, std::size_t bytes);
-  ImageFile(ImageFile const&) = delete;
-  ImageFile& operator=(ImageFile const&) = delete;
+  ImageFile(const std::string& path, std::size_t bytes);
+  ImageFile(const ImageFile&) = delete;
+  ImageFile& operator=(const ImageFile&) = delete;
   ~ImageFile();
 
   // Valid during the object's lifetime.
   [[nodiscard]] unsigned char* Memory() const { return memory; }
 
  private:
-  void Erase(std::string const& path) const;
+  void Erase(const std::string& path) const;
 
   std::size_t size;
   Descriptor file;

@@ -8,7 +8,7 @@ class MonotonicClock final {
  public:
   // CLOCK_MONOTONIC, on which programs wait too.
   [[nodiscard]] static std::uint64_t Now() {
-    auto const now = std::chrono::steady_clock::now().time_since_epoch();
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
     return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count());
   }
 

@@ -18,8 +18,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-[[noreturn]] void ThrowRefused(std::string const& what) {
-  std::string const reason = std::strerror(errno);
+[[noreturn]] void ThrowRefused(const std::string& what) {
+  const std::string reason = std::strerror(errno);
   throw BoardError(
       what + " is refused (" + reason +
           "): run as root, or allow user namespaces ('sysctl kernel.unprivileged_userns_clone=1'; "
@@ -27,15 +27,15 @@ namespace {
       BoardExit::NotPossibleHere);
 }
 
-void WriteMap(char const* file, std::string const& text) {
+void WriteMap(const char* file, const std::string& text) {
   std::ofstream stream(file);
   stream << text << std::flush;
   if (!stream) ThrowRefused(std::string("writing ") + file);
 }
 
 void EnterUserNamespace() {
-  std::string const user = std::to_string(getuid());
-  std::string const group = std::to_string(getgid());
+  const std::string user = std::to_string(getuid());
+  const std::string group = std::to_string(getgid());
   if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) ThrowRefused("a private mount namespace");
   WriteMap("/proc/self/setgroups", "deny");
   WriteMap("/proc/self/uid_map", user + " " + user + " 1");
@@ -46,8 +46,8 @@ void EnterUserNamespace() {
 // After chroot(2) that root is above "/", so it is entered for the call: a process may go up from a directory
 // that is not below its own root.
 bool MakePrivateFromTrueRoot() {
-  Descriptor const root(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
-  Descriptor const here(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor root(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor here(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (chroot("/proc") != 0 || fchdir(root.Get()) != 0) return false;
   for (int depth = 0; depth < PATH_MAX / 2; ++depth)
     if (chdir("..") != 0) return false;
@@ -55,19 +55,19 @@ bool MakePrivateFromTrueRoot() {
          fchdir(root.Get()) == 0 && chroot(".") == 0 && fchdir(here.Get()) == 0;
 }
 
-void MountEmpty(fs::path const& directory) {
+void MountEmpty(const fs::path& directory) {
   if (mount("brindle-board", directory.c_str(), "tmpfs", MS_NOSUID, "mode=755") != 0)
     ThrowRefused("mounting on " + directory.string());
 }
 
-void MakeFile(fs::path const& path) {
-  Descriptor const file(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+void MakeFile(const fs::path& path) {
+  const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
   if (file.Get() < 0) throw BoardError(path.string() + ": " + std::strerror(errno));
 }
 
 // Binds a file or directory to a new one of its kind; copies a link.
-void Restore(fs::path const& old, fs::path const& place) {
-  fs::file_status const status = fs::symlink_status(old);
+void Restore(const fs::path& old, const fs::path& place) {
+  const fs::file_status status = fs::symlink_status(old);
   if (fs::is_symlink(status)) {
     fs::create_symlink(fs::read_symlink(old), place);
     return;
@@ -81,7 +81,7 @@ void Restore(fs::path const& old, fs::path const& place) {
     ThrowRefused("binding " + place.string());
 }
 
-bool DropsNothing(std::string const& /*name*/) {
+bool DropsNothing(const std::string& /*name*/) {
   return false;
 }
 
@@ -93,23 +93,23 @@ void PrivateMounts::Enter() {
   if (errno != EINVAL || !MakePrivateFromTrueRoot()) ThrowRefused("a private mount tree");
 }
 
-void PrivateMounts::CoverKeeping(fs::path const& directory,
-                                 std::function<bool(std::string const&)> const& drops) try {
+void PrivateMounts::CoverKeeping(const fs::path& directory,
+                                 const std::function<bool(const std::string&)>& drops) try {
   std::vector<std::string> names;
-  for (fs::directory_entry const& entry : fs::directory_iterator(directory))
-    if (std::string const name = entry.path().filename(); !drops(name)) names.push_back(name);
+  for (const fs::directory_entry& entry : fs::directory_iterator(directory))
+    if (const std::string name = entry.path().filename(); !drops(name)) names.push_back(name);
 
   // The descriptor keeps the old directory within reach once it is covered.
-  Descriptor const old(open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor old(open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (old.Get() < 0) throw BoardError(directory.string() + ": " + std::strerror(errno));
-  fs::path const oldPath = "/proc/self/fd/" + std::to_string(old.Get());
+  const fs::path oldPath = "/proc/self/fd/" + std::to_string(old.Get());
   MountEmpty(directory);
-  for (std::string const& name : names) Restore(oldPath / name, directory / name);
-} catch (fs::filesystem_error const& error) {
+  for (const std::string& name : names) Restore(oldPath / name, directory / name);
+} catch (const fs::filesystem_error& error) {
   throw BoardError(error.what());
 }
 
-void PrivateMounts::MakeEmptyDirectory(fs::path const& directory) {
+void PrivateMounts::MakeEmptyDirectory(const fs::path& directory) {
   std::error_code error;
   if (fs::is_directory(directory, error)) return MountEmpty(directory);
   fs::path existing = directory.parent_path();

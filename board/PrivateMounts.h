@@ -15,10 +15,10 @@ void Enter();
 
 // Mounts a new directory over an existing one. The new one holds the old entries, except for those for which
 // `drops` returns true. Throws BoardError.
-void CoverKeeping(std::filesystem::path const& directory,
-                  std::function<bool(std::string const&)> const& drops);
+void CoverKeeping(const std::filesystem::path& directory,
+                  const std::function<bool(const std::string&)>& drops);
 
 // Makes `directory` an empty directory, whether it exists or not. Throws BoardError.
-void MakeEmptyDirectory(std::filesystem::path const& directory);
+void MakeEmptyDirectory(const std::filesystem::path& directory);
 
 }  // namespace PrivateMounts

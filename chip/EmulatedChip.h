@@ -16,20 +16,20 @@ class EmulatedChip final {
       : memory(chip_model_size(kind), 0xFF) {
     chip_model_init(&model, kind, memory.data(), slave);
   }
-  EmulatedChip(EmulatedChip const&) = delete;
-  EmulatedChip& operator=(EmulatedChip const&) = delete;
+  EmulatedChip(const EmulatedChip&) = delete;
+  EmulatedChip& operator=(const EmulatedChip&) = delete;
 
   [[nodiscard]] chip_model& Model() { return model; }
-  [[nodiscard]] chip_model const& Model() const { return model; }
+  [[nodiscard]] const chip_model& Model() const { return model; }
   [[nodiscard]] std::span<unsigned char> Memory() { return memory; }
-  [[nodiscard]] std::span<unsigned char const> Memory() const { return memory; }
+  [[nodiscard]] std::span<const unsigned char> Memory() const { return memory; }
 
   [[nodiscard]] bool AnswersAt(unsigned int slave) const { return chip_model_answers_at(&model, slave) != 0; }
 
   // As chip_model_write and chip_model_read at the chip's own slave address or at `slave`; `now` in
   // nanoseconds.
-  int Write(std::span<unsigned char const> data, std::uint64_t now) { return Write(model.slave, data, now); }
-  int Write(unsigned int slave, std::span<unsigned char const> data, std::uint64_t now) {
+  int Write(std::span<const unsigned char> data, std::uint64_t now) { return Write(model.slave, data, now); }
+  int Write(unsigned int slave, std::span<const unsigned char> data, std::uint64_t now) {
     return chip_model_write(&model, slave, data.data(), static_cast<unsigned int>(data.size()), now);
   }
   int Read(std::span<unsigned char> data, std::uint64_t now) { return Read(model.slave, data, now); }
@@ -42,7 +42,7 @@ class EmulatedChip final {
   chip_fault& Add(chip_fault_kind kind, std::uint64_t first, std::uint64_t count = 1,
                   std::uint64_t parameter = 0) {
     auto* const free = std::find_if(std::begin(model.faults), std::end(model.faults),
-                                    [](chip_fault const& fault) { return fault.kind == CHIP_FAULT_NONE; });
+                                    [](const chip_fault& fault) { return fault.kind == CHIP_FAULT_NONE; });
     if (free == std::end(model.faults)) throw std::length_error("too many faults");
     *free = {kind, first, count, parameter, 0};
     return *free;
@@ -50,11 +50,11 @@ class EmulatedChip final {
 
   // Adds a fault as `brindle-board --fault` takes it, KIND:FIRST[:COUNT[:PARAMETER]]. FIRST counts from now
   // on: 1 is the next message or page write. Throws std::invalid_argument for any other text.
-  chip_fault& Add(std::string const& text) {
+  chip_fault& Add(const std::string& text) {
     chip_fault fault{};
-    char const* const rest = chip_fault_parse(text.c_str(), &fault);
+    const char* const rest = chip_fault_parse(text.c_str(), &fault);
     if (!rest || *rest != '\0') throw std::invalid_argument(text);
-    std::uint64_t const past = fault.kind < CHIP_FAULT_POWER_NOTHING ? model.messages : model.page_writes;
+    const std::uint64_t past = fault.kind < CHIP_FAULT_POWER_NOTHING ? model.messages : model.page_writes;
     return Add(fault.kind, past + fault.first, fault.count, fault.parameter);
   }
 

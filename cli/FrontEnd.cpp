@@ -49,14 +49,14 @@ constexpr unsigned short FlagAddress = EEPromHelper::DeveloperByteSetAddress;
 struct Request {
   File file = File::PeripheralConfig;
   Location location = Location::BaseboardDefault;
-  char const* value = "";  // host path or value text, as typed
+  const char* value = "";  // host path or value text, as typed
 };
 
 struct Command {
   std::string_view word;
   std::size_t expectedCount;  // 4: takes a file type before the path
   bool writes;                // into the EEPROM
-  bool (*run)(PosixEEpromHandler& store, Request const& request);
+  bool (*run)(PosixEEpromHandler& store, const Request& request);
 };
 
 // The run functions take the store and the request.
@@ -114,7 +114,7 @@ int RefuseArguments(std::ostream& output, std::size_t expected, std::size_t rece
   return InvalidArguments;
 }
 
-int RefuseValue(std::ostream& output, char const* name) {
+int RefuseValue(std::ostream& output, const char* name) {
   output << name << " is incorrect. Exiting...\n\n";
   PrintUsage(output);
   return InvalidArguments;
@@ -130,12 +130,12 @@ int ReportResult(std::ostream& output, bool succeeded) {
   return succeeded ? Success : OperationFailed;
 }
 
-Command const* FindCommand(std::string_view typed) {
+const Command* FindCommand(std::string_view typed) {
   const auto matches = [](char character, char expected) {
     return std::toupper(static_cast<unsigned char>(character)) == expected;
   };
   const auto* const found =
-      std::find_if(std::begin(Commands), std::end(Commands), [&](Command const& command) {
+      std::find_if(std::begin(Commands), std::end(Commands), [&](const Command& command) {
         return std::equal(typed.begin(), typed.end(), command.word.begin(), command.word.end(), matches);
       });
   return found == std::end(Commands) ? nullptr : found;
@@ -151,7 +151,7 @@ std::optional<File> ParseFileType(std::string_view text) {
 }
 
 // No value when the file type is none.
-std::optional<Request> ParseRequest(Command const& command, std::span<char const* const> arguments) {
+std::optional<Request> ParseRequest(const Command& command, std::span<const char* const> arguments) {
   Request request;
   if (command.expectedCount > FilePathArgument) {
     const auto file = ParseFileType(arguments[ValueArgument]);
@@ -169,19 +169,19 @@ std::optional<Request> ParseRequest(Command const& command, std::span<char const
 }
 
 // Empty when the store has no EEPROM or could not be built.
-std::unique_ptr<PosixEEpromHandler> OpenStore(Location location, BusSource const& getBus) try {
+std::unique_ptr<PosixEEpromHandler> OpenStore(Location location, const BusSource& getBus) try {
   auto store = std::make_unique<PosixEEpromHandler>(location, getBus());
   return store->IsEEPromAccessible() ? std::move(store) : nullptr;
 } catch (...) {
   return nullptr;
 }
 
-int RunOperation(Command const& command, Request const& request, PosixEEpromHandler& store,
+int RunOperation(const Command& command, const Request& request, PosixEEpromHandler& store,
                  std::ostream& output) try {
   std::optional<SignalWindow> window;
   if (!command.writes) window.emplace();
   return ReportResult(output, command.run(store, request));
-} catch (std::logic_error const&) {
+} catch (const std::logic_error&) {
   if (command.word == BoardSetFlag) return RefuseValue(output, "BaseboardRev#");
   return ReportResult(output, false);
 } catch (...) {
@@ -190,10 +190,10 @@ int RunOperation(Command const& command, Request const& request, PosixEEpromHand
 
 }  // namespace
 
-int FrontEnd(int argc, char const* const* argv, std::ostream& output, BusSource const& getBus) {
+int FrontEnd(int argc, const char* const* argv, std::ostream& output, const BusSource& getBus) {
   const std::span arguments(argv, static_cast<std::size_t>(argc));
   if (arguments.size() < SmallestCount) return RefuseMissingCommand(output);
-  Command const* const command = FindCommand(arguments[CommandArgument]);
+  const Command* const command = FindCommand(arguments[CommandArgument]);
   const std::size_t expected = command != nullptr ? command->expectedCount : SmallestCount;
   if (command == nullptr || arguments.size() < expected) {
     return RefuseArguments(output, expected, arguments.size());

@@ -20,4 +20,4 @@
 using BusSource = std::function<std::shared_ptr<I2CBus>()>;
 
 // `argc` and `argv` as main receives them. Returns the exit code.
-int FrontEnd(int argc, char const* const* argv, std::ostream& output, BusSource const& getBus);
+int FrontEnd(int argc, const char* const* argv, std::ostream& output, const BusSource& getBus);

@@ -15,7 +15,7 @@
 namespace {
 
 // The file that a symbolic link leads to; the path itself when there is none yet.
-std::string Resolved(std::string const& path) {
+std::string Resolved(const std::string& path) {
   char* const resolved = realpath(path.c_str(), nullptr);
   std::string result = resolved == nullptr ? path : resolved;
   std::free(resolved);
@@ -28,7 +28,7 @@ mode_t NewFileMode() {
   return 0666 & ~mask;
 }
 
-bool WriteFully(int fd, std::span<unsigned char const> data) {
+bool WriteFully(int fd, std::span<const unsigned char> data) {
   while (!data.empty()) {
     const ssize_t count = write(fd, data.data(), data.size());
     if (count < 0 && errno != EINTR) return false;
@@ -37,7 +37,7 @@ bool WriteFully(int fd, std::span<unsigned char const> data) {
   return true;
 }
 
-bool FlushFolder(std::string const& path) {
+bool FlushFolder(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
   const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -48,13 +48,13 @@ bool FlushFolder(std::string const& path) {
 }
 
 // Throws what the last system call says.
-[[noreturn]] void Fail(std::string const& path) {
+[[noreturn]] void Fail(const std::string& path) {
   throw Failure(ExitCode::Failed, path + ": " + std::strerror(errno));
 }
 
 }  // namespace
 
-void WriteAtomically(std::string const& path, std::span<unsigned char const> data) {
+void WriteAtomically(const std::string& path, std::span<const unsigned char> data) {
   const std::string target = Resolved(path);
   struct stat existing {};
   const bool exists = stat(target.c_str(), &existing) == 0;
@@ -76,6 +76,6 @@ void WriteAtomically(std::string const& path, std::span<unsigned char const> dat
   if (!FlushFolder(target)) Fail(path);
 }
 
-void RemoveDurably(std::string const& path) {
+void RemoveDurably(const std::string& path) {
   if (unlink(path.c_str()) != 0 || !FlushFolder(path)) Fail(path);
 }

@@ -8,7 +8,7 @@
 // renames it and flushes the folder. Follows symbolic links, keeps the mode of an existing file, and refuses
 // anything but regular files. Throws Failure (5); unless it was the folder that could not be flushed, the
 // file is then as it was. Signals that ask the process to end wait until it is done.
-void WriteAtomically(std::string const& path, std::span<unsigned char const> data);
+void WriteAtomically(const std::string& path, std::span<const unsigned char> data);
 
 // Removes the file at `path` and flushes its folder. Throws Failure (5).
-void RemoveDurably(std::string const& path);
+void RemoveDurably(const std::string& path);

@@ -12,7 +12,7 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-bool ParseSwitch(std::string const& text) {
+bool ParseSwitch(const std::string& text) {
   if (text != "on" && text != "off") throw Failure(ExitCode::InvalidArguments, "neither on nor off: " + text);
   return text == "on";
 }
@@ -24,7 +24,7 @@ PosixEEpromHandler OpenStore(Bytes& image) {
 
 }  // namespace
 
-Changes ReadChanges(Arguments const& arguments, Environment const& environment) {
+Changes ReadChanges(const Arguments& arguments, const Environment& environment) {
   constexpr unsigned long LargestRevision = 0xFFFF;
   Changes changes;
   if (const auto revision = arguments.Value("revision")) {
@@ -32,7 +32,7 @@ Changes ReadChanges(Arguments const& arguments, Environment const& environment) 
   }
   if (const auto developer = arguments.Value("developer")) changes.developer = ParseSwitch(*developer);
   std::array<std::string, 3> paths;
-  for (auto const& [option, value] : arguments.options) {
+  for (const auto& [option, value] : arguments.options) {
     if (option != "file") continue;
     const std::size_t equals = value.find('=');
     if (equals == std::string::npos) throw Failure(ExitCode::InvalidArguments, "not TYPE=PATH: " + value);
@@ -47,11 +47,11 @@ Changes ReadChanges(Arguments const& arguments, Environment const& environment) 
   return changes;
 }
 
-std::vector<unsigned char> Apply(Changes const& changes, std::vector<unsigned char> base) {
+std::vector<unsigned char> Apply(const Changes& changes, std::vector<unsigned char> base) {
   std::array<std::optional<Bytes>, 3> expected = changes.files;
   const EepromContent before = Inspect(base);
   for (std::size_t file = 0; file < expected.size(); ++file) {
-    FileContent const& old = before.files[file];
+    const FileContent& old = before.files[file];
     if (!expected[file] && old.state == FileState::Stored) expected[file] = old.data;
   }
 

@@ -4,22 +4,22 @@
 
 #include "ctl/EepromContent.h"
 
-void PrintMessage(Environment const& environment, std::string const& message) {
+void PrintMessage(const Environment& environment, const std::string& message) {
   environment.messages << ProgramName << ": " << message << std::endl;
 }
 
-std::optional<std::string> Arguments::Value(std::string const& option) const {
+std::optional<std::string> Arguments::Value(const std::string& option) const {
   std::optional<std::string> last;
-  for (auto const& [name, value] : options) {
+  for (const auto& [name, value] : options) {
     if (name == option) last = value;
   }
   return last;
 }
 
-unsigned long ParseNumber(std::string const& text, unsigned long largest) {
+unsigned long ParseNumber(const std::string& text, unsigned long largest) {
   const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
-  char const* const begin = text.data() + (isHexadecimal ? 2 : 0);
-  char const* const end = text.data() + text.size();
+  const char* const begin = text.data() + (isHexadecimal ? 2 : 0);
+  const char* const end = text.data() + text.size();
   unsigned long number = 0;
   const auto [stop, error] = std::from_chars(begin, end, number, isHexadecimal ? 16 : 10);
   if (error != std::errc() || stop != end || number > largest) {
@@ -28,7 +28,7 @@ unsigned long ParseNumber(std::string const& text, unsigned long largest) {
   return number;
 }
 
-std::size_t ParseFileType(std::string const& text) {
+std::size_t ParseFileType(const std::string& text) {
   for (std::size_t file = 0; file < 3; ++file) {
     if (text == FileName(file)) return file;
   }

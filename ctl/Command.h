@@ -39,12 +39,12 @@ struct Environment {
 };
 
 // Prints one line: the program's name and `message`.
-void PrintMessage(Environment const& environment, std::string const& message);
+void PrintMessage(const Environment& environment, const std::string& message);
 
 // Ends a command with `exitCode` and a message; the message names what failed and why.
 class Failure : public std::runtime_error {
  public:
-  Failure(ExitCode code, std::string const& message) : std::runtime_error(message), exitCode(code) {}
+  Failure(ExitCode code, const std::string& message) : std::runtime_error(message), exitCode(code) {}
 
   const ExitCode exitCode;
 };
@@ -54,14 +54,14 @@ struct Arguments {
   std::vector<std::string> operands;
   std::vector<std::pair<std::string, std::string>> options;  // the name without its dashes, and the value
 
-  [[nodiscard]] bool Has(std::string const& option) const { return Value(option).has_value(); }
+  [[nodiscard]] bool Has(const std::string& option) const { return Value(option).has_value(); }
   // The value of the option's last occurrence; empty text for an option that takes none.
-  [[nodiscard]] std::optional<std::string> Value(std::string const& option) const;
+  [[nodiscard]] std::optional<std::string> Value(const std::string& option) const;
 };
 
 // The number that `text` is, decimal or hexadecimal (0x...). Throws Failure (22) when it is none, not
 // entirely one, or larger than `largest`.
-[[nodiscard]] unsigned long ParseNumber(std::string const& text, unsigned long largest);
+[[nodiscard]] unsigned long ParseNumber(const std::string& text, unsigned long largest);
 
 // The index of the file that `text` names: 1, 2, 3 or peripheral, upgrade, board. Throws Failure (22).
-[[nodiscard]] std::size_t ParseFileType(std::string const& text);
+[[nodiscard]] std::size_t ParseFileType(const std::string& text);

@@ -11,18 +11,18 @@ namespace {
 
 // An option of a command. `value` names its value in the help, null when it takes none.
 struct Option {
-  char const* name;
-  char const* value;
-  char const* help;
+  const char* name;
+  const char* value;
+  const char* help;
 };
 
 struct Command {
-  char const* name;
-  char const* operands;  // as the help shows them: [optional], repeated...
-  char const* help;
+  const char* name;
+  const char* operands;  // as the help shows them: [optional], repeated...
+  const char* help;
   std::vector<Option> options;
   // Returns the exit code, or throws Failure.
-  ExitCode (*run)(Arguments const& arguments, Environment const& environment);
+  ExitCode (*run)(const Arguments& arguments, const Environment& environment);
 };
 
 constexpr Option GoldcrestOption = {"goldcrest", nullptr, "the board's chip is the one at 0x52, not 0x56"};
@@ -76,7 +76,7 @@ const Command Commands[] = {
 
 void PrintUsage(std::ostream& output) {
   output << "Usage: " << ProgramName << " COMMAND [OPTION...] [ARGUMENT...]\n\n";
-  for (Command const& command : Commands) {
+  for (const Command& command : Commands) {
     const std::string help = command.help;
     output << "  " << command.name << std::string(10 - std::string(command.name).size(), ' ')
            << help.substr(0, help.find('\n')) << '\n';
@@ -87,14 +87,14 @@ void PrintUsage(std::ostream& output) {
          "Exit codes: 0 done, 1 differences or problems found, 5 failed, 19 no EEPROM, 22 bad arguments.\n";
 }
 
-std::string Synopsis(Command const& command) {
+std::string Synopsis(const Command& command) {
   return std::string(ProgramName) + ' ' + command.name + " [OPTION...] " + command.operands;
 }
 
-void PrintHelp(Command const& command, std::ostream& output) {
+void PrintHelp(const Command& command, std::ostream& output) {
   constexpr std::size_t Column = 24;
   output << "Usage: " << Synopsis(command) << "\n\n" << command.help << "\n\n";
-  for (Option const& option : command.options) {
+  for (const Option& option : command.options) {
     std::string left = std::string("  --") + option.name;
     if (option.value != nullptr) left += std::string("=") + option.value;
     left.resize(std::max(left.size() + 1, Column), ' ');
@@ -102,7 +102,7 @@ void PrintHelp(Command const& command, std::ostream& output) {
   }
 }
 
-bool Takes(Command const& command, std::size_t count) {
+bool Takes(const Command& command, std::size_t count) {
   const std::string text = command.operands;
   const auto most =
       static_cast<std::size_t>(text.empty() ? 0 : 1 + std::count(text.begin(), text.end(), ' '));
@@ -111,9 +111,9 @@ bool Takes(Command const& command, std::size_t count) {
 }
 
 // `words` begins with the program's name. getopt_long itself says what it does not know.
-Arguments Parse(Command const& command, std::vector<std::string> words) {
+Arguments Parse(const Command& command, std::vector<std::string> words) {
   std::vector<option> known;
-  for (Option const& each : command.options) {
+  for (const Option& each : command.options) {
     known.push_back({each.name, each.value == nullptr ? no_argument : required_argument, nullptr, 0});
   }
   known.push_back({"help", no_argument, nullptr, 0});
@@ -138,9 +138,9 @@ Arguments Parse(Command const& command, std::vector<std::string> words) {
   return arguments;
 }
 
-Command const& FindCommand(std::string const& name) {
+const Command& FindCommand(const std::string& name) {
   const auto* const found = std::find_if(std::begin(Commands), std::end(Commands),
-                                         [&name](Command const& command) { return command.name == name; });
+                                         [&name](const Command& command) { return command.name == name; });
   if (found == std::end(Commands)) {
     throw Failure(ExitCode::InvalidArguments, "no command \"" + name + "\"; see " + ProgramName + " --help");
   }
@@ -148,7 +148,7 @@ Command const& FindCommand(std::string const& name) {
 }
 
 // `words` begins with the program's name.
-ExitCode Dispatch(std::vector<std::string> words, Environment const& environment) {
+ExitCode Dispatch(std::vector<std::string> words, const Environment& environment) {
   if (words.size() < 2) {
     PrintUsage(environment.messages);
     return ExitCode::InvalidArguments;
@@ -161,7 +161,7 @@ ExitCode Dispatch(std::vector<std::string> words, Environment const& environment
     environment.output << ProgramName << ' ' << BRINDLE_VERSION << '\n';
     return ExitCode::Success;
   }
-  Command const& command = FindCommand(words[1]);
+  const Command& command = FindCommand(words[1]);
   words.erase(words.begin());
   words.front() = ProgramName;
   const Arguments arguments = Parse(command, std::move(words));
@@ -175,20 +175,20 @@ ExitCode Dispatch(std::vector<std::string> words, Environment const& environment
   return command.run(arguments, environment);
 }
 
-ExitCode Run(std::vector<std::string> words, Environment const& environment) try {
+ExitCode Run(std::vector<std::string> words, const Environment& environment) try {
   const ExitCode code = Dispatch(std::move(words), environment);
   if (environment.output.flush()) return code;
   throw Failure(ExitCode::Failed, "standard output: cannot be written");
-} catch (Failure const& failure) {
+} catch (const Failure& failure) {
   PrintMessage(environment, failure.what());
   return failure.exitCode;
-} catch (std::exception const& exception) {
+} catch (const std::exception& exception) {
   PrintMessage(environment, exception.what());
   return ExitCode::Failed;
 }
 
 }  // namespace
 
-int RunCommandLine(int argc, char const* const* argv, Environment const& environment) {
+int RunCommandLine(int argc, const char* const* argv, const Environment& environment) {
   return static_cast<int>(Run({argv, argv + argc}, environment));
 }

@@ -5,4 +5,4 @@
 
 // `argc` and `argv` as main receives them. Returns the exit code; throws nothing. Results that the output
 // stream does not take make the exit code 5.
-int RunCommandLine(int argc, char const* const* argv, Environment const& environment);
+int RunCommandLine(int argc, const char* const* argv, const Environment& environment);

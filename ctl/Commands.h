@@ -3,11 +3,11 @@
 
 #include "ctl/Command.h"
 
-ExitCode List(Arguments const& arguments, Environment const& environment);
-ExitCode Check(Arguments const& arguments, Environment const& environment);
-ExitCode Extract(Arguments const& arguments, Environment const& environment);
-ExitCode Diff(Arguments const& arguments, Environment const& environment);
-ExitCode Build(Arguments const& arguments, Environment const& environment);
-ExitCode Update(Arguments const& arguments, Environment const& environment);
-ExitCode Recover(Arguments const& arguments, Environment const& environment);
-ExitCode Doctor(Arguments const& arguments, Environment const& environment);
+ExitCode List(const Arguments& arguments, const Environment& environment);
+ExitCode Check(const Arguments& arguments, const Environment& environment);
+ExitCode Extract(const Arguments& arguments, const Environment& environment);
+ExitCode Diff(const Arguments& arguments, const Environment& environment);
+ExitCode Build(const Arguments& arguments, const Environment& environment);
+ExitCode Update(const Arguments& arguments, const Environment& environment);
+ExitCode Recover(const Arguments& arguments, const Environment& environment);
+ExitCode Doctor(const Arguments& arguments, const Environment& environment);

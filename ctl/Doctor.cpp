@@ -26,17 +26,17 @@ namespace {
 namespace fs = std::filesystem;
 
 struct Finding {
-  char const* id;
+  const char* id;
   std::string text;
   std::string remedy;  // a command line or an advice; empty when nothing is wrong
 };
 
-bool IsWell(std::vector<Finding> const& findings) {
+bool IsWell(const std::vector<Finding>& findings) {
   return std::all_of(findings.begin(), findings.end(),
-                     [](Finding const& finding) { return finding.remedy.empty(); });
+                     [](const Finding& finding) { return finding.remedy.empty(); });
 }
 
-std::string FirstLine(fs::path const& path) {
+std::string FirstLine(const fs::path& path) {
   std::ifstream file(path);
   std::string line;
   std::getline(file, line);
@@ -55,7 +55,7 @@ std::string GroupName(gid_t group) {
 
 // The process that took a lock (flock) on the directory; empty when the kernel does not tell, or when only a
 // child that inherited the lock is left.
-std::string LockHolder(fs::path const& directory) {
+std::string LockHolder(const fs::path& directory) {
   struct stat status {};
   char place[64];
   if (stat(directory.c_str(), &status) != 0) return {};
@@ -90,8 +90,8 @@ class Examination {
   }
 
  private:
-  void Ok(char const* id, std::string const& text) { findings.push_back({id, text, ""}); }
-  void Cause(char const* id, std::string const& text, std::string const& remedy) {
+  void Ok(const char* id, const std::string& text) { findings.push_back({id, text, ""}); }
+  void Cause(const char* id, const std::string& text, const std::string& remedy) {
     findings.push_back({id, text, remedy});
   }
 
@@ -100,7 +100,7 @@ class Examination {
     const unsigned long controller = *I2C::GetBusAddress(I2C::Bus::I2C4);
     std::string others;
     std::error_code error;
-    for (auto const& entry : fs::directory_iterator(LinuxI2CFactory::DevicesDirectory(), error)) {
+    for (const auto& entry : fs::directory_iterator(LinuxI2CFactory::DevicesDirectory(), error)) {
       std::string adapter = entry.path().filename();
       if (!adapter.starts_with("i2c-")) continue;
       const std::string text = FirstLine(entry.path() / "name");
@@ -117,7 +117,7 @@ class Examination {
     return {};
   }
 
-  void ExamineNode(std::string const& node) {
+  void ExamineNode(const std::string& node) {
     struct stat status {};
     if (stat(node.c_str(), &status) != 0) {
       return Cause("node", "the adapter has no " + node + ": i2c-dev is not loaded", "modprobe i2c-dev");
@@ -142,7 +142,7 @@ class Examination {
                          node);
   }
 
-  void ExamineDriver(std::string const& bus) {
+  void ExamineDriver(const std::string& bus) {
     const std::string device = bus + "-" + Hex(slave).substr(2);
     const fs::path link = LinuxI2CFactory::DevicesDirectory() / device / "driver";
     std::error_code error;
@@ -154,7 +154,7 @@ class Examination {
 
   // As long as the examination lasts, so that the chip is not asked in the middle of another process's read.
   void ReserveBoard() {
-    fs::path const& devices = LinuxI2CFactory::DevicesDirectory();
+    const fs::path& devices = LinuxI2CFactory::DevicesDirectory();
     if (reservation.Acquire(devices, 0)) return Ok("lock", "no other process holds the board");
     const std::string process = LockHolder(devices);
     if (process.empty()) return Cause("lock", "another process holds the board", "wait until it has ended");
@@ -168,7 +168,7 @@ class Examination {
     try {
       const auto chip = OpenChip(EepromBus::Get(), slave);
       Ok("chip", "the EEPROM at " + name + " answers");
-    } catch (Failure const&) {
+    } catch (const Failure&) {
       Cause("chip", "no EEPROM answers at " + name,
             "check the chip's supply and address pins, and the lines of the bus");
     }
@@ -178,7 +178,7 @@ class Examination {
     const JournalFile journal(JournalFile::DefaultFolder);
     if (!journal.Read()) return Ok("journal", "no update was cut off");
     Cause("journal", "an update was cut off; its journal is " + journal.Path(), "brindlectl recover");
-  } catch (Failure const& failure) {
+  } catch (const Failure& failure) {
     Cause("journal", failure.what(), "update the EEPROM anew: brindlectl update --force IMAGE");
   }
 
@@ -188,16 +188,16 @@ class Examination {
   std::vector<Finding> findings;
 };
 
-void PrintText(std::vector<Finding> const& findings, std::ostream& output) {
-  for (Finding const& finding : findings) {
+void PrintText(const std::vector<Finding>& findings, std::ostream& output) {
+  for (const Finding& finding : findings) {
     output << (finding.remedy.empty() ? "ok: " : "cause: ") << finding.text << '\n';
     if (!finding.remedy.empty()) output << "  do: " << finding.remedy << '\n';
   }
 }
 
-Json ToJson(std::vector<Finding> const& findings) {
+Json ToJson(const std::vector<Finding>& findings) {
   Json list = Json::array();
-  for (Finding const& finding : findings) {
+  for (const Finding& finding : findings) {
     const bool isOk = finding.remedy.empty();
     list.push_back({{"id", finding.id},
                     {"ok", isOk},
@@ -209,7 +209,7 @@ Json ToJson(std::vector<Finding> const& findings) {
 
 }  // namespace
 
-ExitCode Doctor(Arguments const& arguments, Environment const& environment) {
+ExitCode Doctor(const Arguments& arguments, const Environment& environment) {
   const std::vector<Finding> findings = Examination(ChipAddress(arguments)).Run();
   const bool isWell = IsWell(findings);
   if (arguments.Has("json")) {

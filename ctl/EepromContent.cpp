@@ -22,7 +22,7 @@ constexpr Entry Reservation = {EEPromHelper::FilesInEEPromStartOffset,
 // file that it recognises in the reserved place into the table.
 class Inspection {
  public:
-  explicit Inspection(std::span<unsigned char const> image)
+  explicit Inspection(std::span<const unsigned char> image)
       : memory(image.begin(), image.end()),
         store(std::make_unique<MemoryEeprom>(memory)),
         table(FileAllocationTable::Decode(
@@ -39,7 +39,7 @@ class Inspection {
   }
 
  private:
-  void AddProblem(char const* id, std::vector<std::size_t> files, std::string const& text) {
+  void AddProblem(const char* id, std::vector<std::size_t> files, const std::string& text) {
     content.problems.push_back({id, text, std::move(files)});
   }
 
@@ -99,8 +99,8 @@ class Inspection {
   }
 
   void InspectPlace(std::size_t index) {
-    FileContent const& file = content.files[index];
-    const auto add = [&](char const* id, std::string const& where) {
+    const FileContent& file = content.files[index];
+    const auto add = [&](const char* id, const std::string& where) {
       AddProblem(id, {index},
                  "the image of " + FileTitle(index) + ", " + std::to_string(*file.size) + " bytes at " +
                      Hex(*file.address) + ", " + where);
@@ -145,7 +145,7 @@ class Inspection {
 
 }  // namespace
 
-EepromContent Inspect(std::span<unsigned char const> image) {
+EepromContent Inspect(std::span<const unsigned char> image) {
   if (image.size() == MemoryEeprom::Size) return Inspection(image).Run();
   const std::string size =
       image.size() > MemoryEeprom::Size ? "more than 32768" : std::to_string(image.size());
@@ -154,7 +154,7 @@ EepromContent Inspect(std::span<unsigned char const> image) {
   return content;
 }
 
-char const* FileName(std::size_t file) {
+const char* FileName(std::size_t file) {
   constexpr std::array Names = {"peripheral", "upgrade", "board"};
   return Names.at(file);
 }
@@ -163,7 +163,7 @@ std::string FileTitle(std::size_t file) {
   return "file " + std::to_string(file + 1) + " (" + FileName(file) + ")";
 }
 
-char const* StateName(FileState state) {
+const char* StateName(FileState state) {
   constexpr std::array Names = {"stored", "empty", "damaged", "reserved", "absent"};
   return Names.at(static_cast<std::size_t>(state));
 }

@@ -30,7 +30,7 @@ struct FileContent {
 // Something that Brindle never leaves behind. `id` is fixed, `text` is a sentence; `files` are the indices of
 // the files that it concerns.
 struct Problem {
-  char const* id;
+  const char* id;
   std::string text;
   std::vector<std::size_t> files;
 };
@@ -44,13 +44,13 @@ struct EepromContent {
 };
 
 // Of an image that has not the size of the EEPROM only that problem is told; nothing else has a value.
-[[nodiscard]] EepromContent Inspect(std::span<unsigned char const> image);
+[[nodiscard]] EepromContent Inspect(std::span<const unsigned char> image);
 
 // "peripheral", "upgrade", "board".
-[[nodiscard]] char const* FileName(std::size_t file);
+[[nodiscard]] const char* FileName(std::size_t file);
 
 // As it is called in texts: "file 2 (upgrade)".
 [[nodiscard]] std::string FileTitle(std::size_t file);
 
 // "stored", "empty", "damaged", "reserved", "absent".
-[[nodiscard]] char const* StateName(FileState state);
+[[nodiscard]] const char* StateName(FileState state);

@@ -12,34 +12,34 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-std::string FirstOperand(Arguments const& arguments) {
+std::string FirstOperand(const Arguments& arguments) {
   return arguments.operands.empty() ? "board" : arguments.operands.front();
 }
 
-void Output(Bytes const& data, std::ostream& output) {
-  output.write(reinterpret_cast<char const*>(data.data()), static_cast<std::streamsize>(data.size()));
+void Output(const Bytes& data, std::ostream& output) {
+  output.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
 }
 
 // What a file reads as: its data when it is stored, the damaged image, or nothing.
-std::string ContentText(FileContent const& file) {
+std::string ContentText(const FileContent& file) {
   if (file.state == FileState::Stored) {
     return std::to_string(file.data.size()) + " bytes, checksum " + Hex(*file.checksum);
   }
   return file.state == FileState::Damaged ? "damaged" : "no file";
 }
 
-bool HaveSameContent(FileContent const& left, FileContent const& right) {
-  const auto isFile = [](FileContent const& file) {
+bool HaveSameContent(const FileContent& left, const FileContent& right) {
+  const auto isFile = [](const FileContent& file) {
     return file.state == FileState::Stored || file.state == FileState::Damaged;
   };
   if (!isFile(left) && !isFile(right)) return true;
   return left.state == right.state && left.checksum == right.checksum && left.data == right.data;
 }
 
-std::vector<Problem> Differences(EepromContent const& left, EepromContent const& right) {
+std::vector<Problem> Differences(const EepromContent& left, const EepromContent& right) {
   std::vector<Problem> differences;
-  const auto add = [&](char const* id, std::string const& what, std::string const& one,
-                       std::string const& other, std::vector<std::size_t> files) {
+  const auto add = [&](const char* id, const std::string& what, const std::string& one,
+                       const std::string& other, std::vector<std::size_t> files) {
     differences.push_back({id, what + ": " + one + " and " + other, std::move(files)});
   };
   if (left.revision != right.revision) {
@@ -56,16 +56,16 @@ std::vector<Problem> Differences(EepromContent const& left, EepromContent const&
 }
 
 // Appends what the source holds to `contents`, null when it cannot be read.
-ExitCode CheckOne(std::string const& source, Arguments const& arguments, Environment const& environment,
+ExitCode CheckOne(const std::string& source, const Arguments& arguments, const Environment& environment,
                   Json& contents) try {
   const EepromContent content = Inspect(ReadSource(source, arguments, environment));
   contents.push_back(ToJson(content));
   if (content.problems.empty()) return ExitCode::Success;
-  for (Problem const& problem : content.problems) {
+  for (const Problem& problem : content.problems) {
     if (!arguments.Has("json")) environment.output << source << ": " << problem.text << '\n';
   }
   return ExitCode::Found;
-} catch (Failure const& failure) {
+} catch (const Failure& failure) {
   PrintMessage(environment, failure.what());
   contents.push_back(nullptr);
   return failure.exitCode;
@@ -73,7 +73,7 @@ ExitCode CheckOne(std::string const& source, Arguments const& arguments, Environ
 
 }  // namespace
 
-ExitCode List(Arguments const& arguments, Environment const& environment) {
+ExitCode List(const Arguments& arguments, const Environment& environment) {
   const EepromContent content = Inspect(ReadSource(FirstOperand(arguments), arguments, environment));
   if (arguments.Has("json")) {
     Print(ToJson(content), environment.output);
@@ -83,20 +83,20 @@ ExitCode List(Arguments const& arguments, Environment const& environment) {
   return content.problems.empty() ? ExitCode::Success : ExitCode::Found;
 }
 
-ExitCode Check(Arguments const& arguments, Environment const& environment) {
+ExitCode Check(const Arguments& arguments, const Environment& environment) {
   std::vector<std::string> sources = arguments.operands;
   if (sources.empty()) sources.emplace_back("board");
   ExitCode code = ExitCode::Success;
   Json contents = Json::array();
-  for (std::string const& source : sources) {
+  for (const std::string& source : sources) {
     code = std::max(code, CheckOne(source, arguments, environment, contents));
   }
   if (arguments.Has("json")) Print(sources.size() == 1 ? contents.front() : contents, environment.output);
   return code;
 }
 
-ExitCode Extract(Arguments const& arguments, Environment const& environment) {
-  std::string const& path = arguments.operands[2];
+ExitCode Extract(const Arguments& arguments, const Environment& environment) {
+  const std::string& path = arguments.operands[2];
   const std::size_t index = ParseFileType(arguments.operands[1]);
   const Bytes image = ReadImage(arguments.operands[0], arguments, environment);
   const FileContent file = Inspect(image).files[index];
@@ -111,7 +111,7 @@ ExitCode Extract(Arguments const& arguments, Environment const& environment) {
   return ExitCode::Success;
 }
 
-ExitCode Diff(Arguments const& arguments, Environment const& environment) {
+ExitCode Diff(const Arguments& arguments, const Environment& environment) {
   const Bytes left = ReadImage(arguments.operands[0], arguments, environment);
   const Bytes right = ReadImage(arguments.operands[1], arguments, environment);
   const std::vector<Problem> differences = Differences(Inspect(left), Inspect(right));
@@ -120,13 +120,13 @@ ExitCode Diff(Arguments const& arguments, Environment const& environment) {
   } else if (left != right && differences.empty()) {
     environment.output << "same content, different layout\n";
   } else {
-    for (Problem const& difference : differences) environment.output << difference.text << '\n';
+    for (const Problem& difference : differences) environment.output << difference.text << '\n';
   }
   return differences.empty() ? ExitCode::Success : ExitCode::Found;
 }
 
-ExitCode Build(Arguments const& arguments, Environment const& environment) {
-  std::string const& path = arguments.operands.front();
+ExitCode Build(const Arguments& arguments, const Environment& environment) {
+  const std::string& path = arguments.operands.front();
   const auto from = arguments.Value("from");
   const Changes changes = ReadChanges(arguments, environment);
   const Bytes image = Apply(changes, from ? ReadImage(*from, arguments, environment) : ErasedImage());

@@ -23,7 +23,7 @@ void Append(Bytes& bytes, unsigned long number, int width) {
   for (int i = 0; i < width; ++i) bytes.push_back(static_cast<unsigned char>(number >> 8 * i));
 }
 
-unsigned int Checksum(std::span<unsigned char const> bytes) {
+unsigned int Checksum(std::span<const unsigned char> bytes) {
   constexpr unsigned int Polynomial = 0xEDB88320;
   unsigned int remainder = 0xFFFFFFFF;
   for (const unsigned char byte : bytes) {
@@ -46,7 +46,7 @@ Bytes Journal::Encode() const {
   return bytes;
 }
 
-std::optional<Journal> Journal::Decode(std::span<unsigned char const> bytes) {
+std::optional<Journal> Journal::Decode(std::span<const unsigned char> bytes) {
   if (bytes.size() != JournalSize) return std::nullopt;
   const auto part = [bytes](std::size_t offset) {
     const auto content = bytes.subspan(offset, MemoryEeprom::Size);
@@ -61,7 +61,7 @@ std::optional<Journal> Journal::Decode(std::span<unsigned char const> bytes) {
   return journal;
 }
 
-JournalFile::JournalFile(std::filesystem::path const& folder) : path(folder / "journal") {}
+JournalFile::JournalFile(const std::filesystem::path& folder) : path(folder / "journal") {}
 
 bool JournalFile::Exists() const {
   std::error_code error;
@@ -76,12 +76,12 @@ std::optional<Journal> JournalFile::Read() const {
   return journal;
 }
 
-void JournalFile::Write(Journal const& journal) const {
+void JournalFile::Write(const Journal& journal) const {
   const bool replaces = Exists();
   RemoveLeftovers();
   try {
     WriteAtomically(Path(), journal.Encode());
-  } catch (Failure const&) {
+  } catch (const Failure&) {
     std::error_code error;
     if (!replaces) std::filesystem::remove(path, error);
     throw;
@@ -91,7 +91,7 @@ void JournalFile::Write(Journal const& journal) const {
 // What a process that was killed while it wrote a journal has left beside it.
 void JournalFile::RemoveLeftovers() const {
   std::error_code error;
-  for (auto const& entry : std::filesystem::directory_iterator(path.parent_path(), error)) {
+  for (const auto& entry : std::filesystem::directory_iterator(path.parent_path(), error)) {
     if (entry.path().stem() == path.filename() && entry.path() != path) remove(entry.path(), error);
   }
 }

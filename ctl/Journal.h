@@ -23,7 +23,7 @@ struct Journal {
 
   [[nodiscard]] std::vector<unsigned char> Encode() const;
   // No value when the size, the version or the checksum is wrong.
-  [[nodiscard]] static std::optional<Journal> Decode(std::span<unsigned char const> bytes);
+  [[nodiscard]] static std::optional<Journal> Decode(std::span<const unsigned char> bytes);
 };
 
 // The file of the journal, which is there while an update is under way or was cut off.
@@ -32,7 +32,7 @@ class JournalFile {
   // Made by the package.
   static constexpr char DefaultFolder[] = "/var/lib/brindle";
 
-  explicit JournalFile(std::filesystem::path const& folder);
+  explicit JournalFile(const std::filesystem::path& folder);
 
   [[nodiscard]] std::string Path() const { return path.string(); }
 
@@ -44,7 +44,7 @@ class JournalFile {
 
   // Each is on the disk when it returns. Write replaces an older file at once; to remove no file succeeds.
   // Throw Failure (5); a failed Write leaves no journal where there was none.
-  void Write(Journal const& journal) const;
+  void Write(const Journal& journal) const;
   void Remove() const;
 
  private:

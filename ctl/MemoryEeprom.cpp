@@ -7,7 +7,7 @@ int MemoryEeprom::Read(unsigned short address, unsigned char* buffer, int length
   return length;
 }
 
-int MemoryEeprom::Write(unsigned short address, unsigned char const* data, int length) {
+int MemoryEeprom::Write(unsigned short address, const unsigned char* data, int length) {
   for (int i = 0; i < length; ++i) memory[(address + static_cast<unsigned int>(i)) % Size] = data[i];
   return length;
 }

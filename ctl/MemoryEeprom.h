@@ -15,7 +15,7 @@ class MemoryEeprom final : public Eeprom {
   explicit MemoryEeprom(std::vector<unsigned char>& image);
 
   int Read(unsigned short address, unsigned char* buffer, int length) override;
-  int Write(unsigned short address, unsigned char const* data, int length) override;
+  int Write(unsigned short address, const unsigned char* data, int length) override;
   [[nodiscard]] unsigned long GetSizeInBytes() const override { return Size; }
 
  private:

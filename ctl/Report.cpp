@@ -7,13 +7,13 @@
 
 namespace {
 
-std::optional<bool> IsDeveloperBoard(EepromContent const& content) {
+std::optional<bool> IsDeveloperBoard(const EepromContent& content) {
   if (content.developerByte == EEPromHelper::DeveloperBoardEnabled) return true;
   if (content.developerByte == EEPromHelper::DeveloperBoardDisabled) return false;
   return std::nullopt;
 }
 
-void PrintFile(FileContent const& file, std::ostream& output) {
+void PrintFile(const FileContent& file, std::ostream& output) {
   output << StateName(file.state);
   if (file.address) output << ", " << *file.size << " bytes at " << Hex(*file.address);
   if (file.checksum) output << ", " << file.data.size() << " of data, checksum " << Hex(*file.checksum);
@@ -21,7 +21,7 @@ void PrintFile(FileContent const& file, std::ostream& output) {
   output << '\n';
 }
 
-Json ToJson(FileContent const& file, std::size_t index) {
+Json ToJson(const FileContent& file, std::size_t index) {
   return {{"type", index + 1},
           {"name", FileName(index)},
           {"state", StateName(file.state)},
@@ -40,16 +40,16 @@ std::string Hex(unsigned int value) {
   return text;
 }
 
-std::string RevisionText(EepromContent const& content) {
+std::string RevisionText(const EepromContent& content) {
   return content.revision ? std::to_string(*content.revision) : "erased";
 }
 
-std::string DeveloperText(EepromContent const& content) {
+std::string DeveloperText(const EepromContent& content) {
   if (const auto isSet = IsDeveloperBoard(content)) return *isSet ? "on" : "off";
   return content.developerByte == Eeprom::ErasedByte ? "erased" : Hex(*content.developerByte);
 }
 
-void PrintText(EepromContent const& content, std::ostream& output) {
+void PrintText(const EepromContent& content, std::ostream& output) {
   if (content.developerByte) {
     output << "revision: " << RevisionText(content) << '\n'
            << "developer board: " << DeveloperText(content) << '\n';
@@ -59,10 +59,10 @@ void PrintText(EepromContent const& content, std::ostream& output) {
     }
     output << "free: " << *content.freeBytes << " bytes\n";
   }
-  for (Problem const& problem : content.problems) output << "problem: " << problem.text << '\n';
+  for (const Problem& problem : content.problems) output << "problem: " << problem.text << '\n';
 }
 
-Json ToJson(EepromContent const& content) {
+Json ToJson(const EepromContent& content) {
   Json files = Json::array();
   for (std::size_t file = 0; file < content.files.size(); ++file) {
     files.push_back(ToJson(content.files[file], file));
@@ -72,9 +72,9 @@ Json ToJson(EepromContent const& content) {
           {"freeBytes", OrNull(content.freeBytes)},         {"problems", ToJson(content.problems)}};
 }
 
-Json ToJson(std::vector<Problem> const& problems) {
+Json ToJson(const std::vector<Problem>& problems) {
   Json list = Json::array();
-  for (Problem const& problem : problems) {
+  for (const Problem& problem : problems) {
     Json types = Json::array();
     for (const std::size_t file : problem.files) types.push_back(file + 1);
     list.push_back({{"id", problem.id}, {"text", problem.text}, {"files", types}});

@@ -11,11 +11,11 @@
 [[nodiscard]] std::string Hex(unsigned int value);
 
 // The settings as texts; an image of the right size has them.
-[[nodiscard]] std::string RevisionText(EepromContent const& content);
-[[nodiscard]] std::string DeveloperText(EepromContent const& content);
+[[nodiscard]] std::string RevisionText(const EepromContent& content);
+[[nodiscard]] std::string DeveloperText(const EepromContent& content);
 
-void PrintText(EepromContent const& content, std::ostream& output);
+void PrintText(const EepromContent& content, std::ostream& output);
 
 // The objects that the manual describes.
-[[nodiscard]] Json ToJson(EepromContent const& content);
-[[nodiscard]] Json ToJson(std::vector<Problem> const& problems);
+[[nodiscard]] Json ToJson(const EepromContent& content);
+[[nodiscard]] Json ToJson(const std::vector<Problem>& problems);

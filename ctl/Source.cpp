@@ -9,7 +9,7 @@
 #include "eeprom/EEPromHelper.h"
 #include "eeprom/EepromFinder.h"
 
-unsigned short ChipAddress(Arguments const& arguments) {
+unsigned short ChipAddress(const Arguments& arguments) {
   using EEPromHelper::EEPromLocation;
   return EEPromHelper::SlaveAddress(arguments.Has("goldcrest") ? EEPromLocation::GoldcrestBaseboard
                                                                : EEPromLocation::BaseboardDefault);
@@ -22,7 +22,7 @@ std::unique_ptr<Eeprom> OpenChip(std::shared_ptr<I2CBus> bus, unsigned short sla
   return chip;
 }
 
-std::unique_ptr<Eeprom> OpenBoard(Arguments const& arguments, Environment const& environment) {
+std::unique_ptr<Eeprom> OpenBoard(const Arguments& arguments, const Environment& environment) {
   return OpenChip(environment.getBus(), ChipAddress(arguments));
 }
 
@@ -34,7 +34,7 @@ std::vector<unsigned char> ReadChip(Eeprom& chip) {
   return content;
 }
 
-std::vector<unsigned char> ReadHostFile(std::string const& path, Environment const& environment) {
+std::vector<unsigned char> ReadHostFile(const std::string& path, const Environment& environment) {
   std::ifstream file;
   if (path != "-") file.open(path, std::ios::binary);
   std::istream& input = path == "-" ? environment.input : file;
@@ -45,14 +45,14 @@ std::vector<unsigned char> ReadHostFile(std::string const& path, Environment con
   return content;
 }
 
-std::vector<unsigned char> ReadSource(std::string const& source, Arguments const& arguments,
-                                      Environment const& environment) {
+std::vector<unsigned char> ReadSource(const std::string& source, const Arguments& arguments,
+                                      const Environment& environment) {
   if (!source.empty() && source != "board") return ReadHostFile(source, environment);
   return ReadChip(*OpenBoard(arguments, environment));
 }
 
-std::vector<unsigned char> ReadImage(std::string const& source, Arguments const& arguments,
-                                     Environment const& environment) {
+std::vector<unsigned char> ReadImage(const std::string& source, const Arguments& arguments,
+                                     const Environment& environment) {
   std::vector<unsigned char> image = ReadSource(source, arguments, environment);
   if (image.size() != MemoryEeprom::Size) throw Failure(ExitCode::Failed, source + ": not 32768 bytes long");
   return image;

@@ -10,27 +10,27 @@
 #include "eeprom/Eeprom.h"
 
 // The I2C address of the board's chip: 0x52 with the option "goldcrest", else 0x56.
-[[nodiscard]] unsigned short ChipAddress(Arguments const& arguments);
+[[nodiscard]] unsigned short ChipAddress(const Arguments& arguments);
 
 // The chip at `slave`, with a share of the bus. Throws Failure (19) when there is no bus or no chip.
 [[nodiscard]] std::unique_ptr<Eeprom> OpenChip(std::shared_ptr<I2CBus> bus, unsigned short slave);
 
 // The chip of the board, at ChipAddress. The board is reserved for this
 // process as long as the result is kept. Throws Failure (19) when there is none.
-[[nodiscard]] std::unique_ptr<Eeprom> OpenBoard(Arguments const& arguments, Environment const& environment);
+[[nodiscard]] std::unique_ptr<Eeprom> OpenBoard(const Arguments& arguments, const Environment& environment);
 
 // The whole content of the chip. Throws Failure (5) when it cannot be read.
 [[nodiscard]] std::vector<unsigned char> ReadChip(Eeprom& chip);
 
 // The content of the file at `path`, or of standard input ("-"); of a larger one, the size of the EEPROM and
 // one byte more. Throws Failure (5) when it cannot be read.
-[[nodiscard]] std::vector<unsigned char> ReadHostFile(std::string const& path,
-                                                      Environment const& environment);
+[[nodiscard]] std::vector<unsigned char> ReadHostFile(const std::string& path,
+                                                      const Environment& environment);
 
 // The content of a source; one that is no board can be of the wrong size, and is cut as by ReadHostFile.
-[[nodiscard]] std::vector<unsigned char> ReadSource(std::string const& source, Arguments const& arguments,
-                                                    Environment const& environment);
+[[nodiscard]] std::vector<unsigned char> ReadSource(const std::string& source, const Arguments& arguments,
+                                                    const Environment& environment);
 
 // As ReadSource, but throws Failure (5) when the size is wrong.
-[[nodiscard]] std::vector<unsigned char> ReadImage(std::string const& source, Arguments const& arguments,
-                                                   Environment const& environment);
+[[nodiscard]] std::vector<unsigned char> ReadImage(const std::string& source, const Arguments& arguments,
+                                                   const Environment& environment);

@@ -12,22 +12,22 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-void CheckOptions(Arguments const& arguments) {
+void CheckOptions(const Arguments& arguments) {
   const bool changes = arguments.Has("file") || arguments.Has("revision") || arguments.Has("developer");
   const bool image = !arguments.operands.empty();
-  const auto refuse = [](char const* what) { throw Failure(ExitCode::InvalidArguments, what); };
+  const auto refuse = [](const char* what) { throw Failure(ExitCode::InvalidArguments, what); };
   if (image == changes) refuse("either an image or changes (--file, --revision, --developer)");
   if (arguments.Has("keep-settings") && !image) refuse("--keep-settings needs an image");
   if (arguments.Has("journal") && arguments.Has("no-journal")) refuse("either --journal or --no-journal");
 }
 
 // The image to store, empty when changes are asked for. Throws Failure (1) when it has problems.
-Bytes ReadNewImage(Arguments const& arguments, Environment const& environment) {
+Bytes ReadNewImage(const Arguments& arguments, const Environment& environment) {
   if (arguments.operands.empty()) return {};
-  std::string const& path = arguments.operands.front();
+  const std::string& path = arguments.operands.front();
   Bytes image = ReadHostFile(path, environment);
   const EepromContent content = Inspect(image);
-  for (Problem const& problem : content.problems) PrintMessage(environment, path + ": " + problem.text);
+  for (const Problem& problem : content.problems) PrintMessage(environment, path + ": " + problem.text);
   if (!content.problems.empty() && !arguments.Has("force")) {
     throw Failure(ExitCode::Found, path + ": not stored; --force stores it all the same");
   }
@@ -36,7 +36,7 @@ Bytes ReadNewImage(Arguments const& arguments, Environment const& environment) {
 }
 
 // The content that the chip is to have.
-Bytes Target(Bytes const& image, Changes const& changes, Bytes const& content, bool keepsSettings) {
+Bytes Target(const Bytes& image, const Changes& changes, const Bytes& content, bool keepsSettings) {
   if (image.empty()) return Apply(changes, content);
   constexpr std::ptrdiff_t SettingsSize = EEPromHelper::FileAllocationTableEntryOffset;
   Bytes target = image;
@@ -45,7 +45,7 @@ Bytes Target(Bytes const& image, Changes const& changes, Bytes const& content, b
 }
 
 // "1-5, 64, 0"
-std::string Ranges(std::vector<std::size_t> const& pages) {
+std::string Ranges(const std::vector<std::size_t>& pages) {
   std::string text;
   for (std::size_t i = 0; i < pages.size();) {
     const std::size_t first = i++;
@@ -56,7 +56,7 @@ std::string Ranges(std::vector<std::size_t> const& pages) {
   return text;
 }
 
-void PrintPlan(Updater const& updater, std::vector<std::size_t> const& pages, std::ostream& output) {
+void PrintPlan(const Updater& updater, const std::vector<std::size_t>& pages, std::ostream& output) {
   if (pages.empty()) {
     output << "up to date\n";
   } else {
@@ -65,12 +65,12 @@ void PrintPlan(Updater const& updater, std::vector<std::size_t> const& pages, st
   }
 }
 
-JournalFile JournalOf(Arguments const& arguments) {
+JournalFile JournalOf(const Arguments& arguments) {
   return JournalFile(arguments.Value("journal").value_or(JournalFile::DefaultFolder));
 }
 
 // On a terminal, one line that shows how far the writing is, and that goes when it is done.
-Updater::Progress ShowProgress(Updater const& updater, Environment const& environment) {
+Updater::Progress ShowProgress(const Updater& updater, const Environment& environment) {
   if (!environment.onTerminal) return [](std::size_t, std::size_t) {};
   return [&](std::size_t written, std::size_t pages) {
     const std::size_t percent = 100 * written / pages;
@@ -85,12 +85,12 @@ Updater::Progress ShowProgress(Updater const& updater, Environment const& enviro
 }
 
 // Brings the chip to the target. The journal, when there is one, goes when that is done.
-ExitCode Finish(Updater& updater, Bytes const& target, JournalFile const& journal,
-                Environment const& environment) {
+ExitCode Finish(Updater& updater, const Bytes& target, const JournalFile& journal,
+                const Environment& environment) {
   const std::size_t pages = DifferingPages(updater.Content(), target).size();
   try {
     updater.Run(target, ShowProgress(updater, environment));
-  } catch (Failure const& failure) {
+  } catch (const Failure& failure) {
     if (!journal.Exists()) throw;
     throw Failure(failure.exitCode, std::string(failure.what()) +
                                         "; \"brindlectl recover\" finishes the update by its journal " +
@@ -108,7 +108,7 @@ ExitCode Finish(Updater& updater, Bytes const& target, JournalFile const& journa
 
 }  // namespace
 
-ExitCode Update(Arguments const& arguments, Environment const& environment) {
+ExitCode Update(const Arguments& arguments, const Environment& environment) {
   CheckOptions(arguments);
   const Bytes image = ReadNewImage(arguments, environment);
   const Changes changes = ReadChanges(arguments, environment);
@@ -134,7 +134,7 @@ ExitCode Update(Arguments const& arguments, Environment const& environment) {
   return Finish(updater, target, journal, environment);
 }
 
-ExitCode Recover(Arguments const& arguments, Environment const& environment) {
+ExitCode Recover(const Arguments& arguments, const Environment& environment) {
   const JournalFile file = JournalOf(arguments);
   if (!file.Read()) return ExitCode::Success;
 

@@ -10,13 +10,13 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-bool IsSamePage(std::size_t page, Bytes const& left, Bytes const& right) {
+bool IsSamePage(std::size_t page, const Bytes& left, const Bytes& right) {
   const auto offset = static_cast<std::ptrdiff_t>(page * Updater::PageSize);
   return std::equal(left.begin() + offset, left.begin() + offset + Updater::PageSize, right.begin() + offset);
 }
 
 // The pages of `content` that are neither the old nor the target's ones.
-std::vector<std::size_t> ForeignPages(Bytes const& content, Journal const& journal) {
+std::vector<std::size_t> ForeignPages(const Bytes& content, const Journal& journal) {
   std::vector<std::size_t> pages = DifferingPages(content, journal.target);
   std::erase_if(pages, [&](std::size_t page) { return IsSamePage(page, content, journal.old); });
   return pages;
@@ -24,7 +24,7 @@ std::vector<std::size_t> ForeignPages(Bytes const& content, Journal const& journ
 
 }  // namespace
 
-std::vector<std::size_t> DifferingPages(Bytes const& content, Bytes const& target) {
+std::vector<std::size_t> DifferingPages(const Bytes& content, const Bytes& target) {
   std::vector<std::size_t> pages;
   for (std::size_t i = 1; i <= Updater::Pages; ++i) {
     const std::size_t page = i % Updater::Pages;
@@ -45,14 +45,14 @@ unsigned long Updater::Seconds(std::size_t pages) const {
   return static_cast<unsigned long>(seconds) + 1;
 }
 
-bool Updater::IsCutOff(Journal const& journal) {
+bool Updater::IsCutOff(const Journal& journal) {
   ReadAgain(ForeignPages(content, journal));
   const std::vector<std::size_t> foreign = ForeignPages(content, journal);
   if (foreign.empty()) return true;
   return foreign.size() == 1 && !IsSamePage(foreign.front(), journal.old, journal.target);
 }
 
-void Updater::Run(Bytes const& target, Progress const& progress) {
+void Updater::Run(const Bytes& target, const Progress& progress) {
   if (content == target) return;
   constexpr int Rounds = 3;
   for (int round = 0; round < Rounds; ++round) {
@@ -72,7 +72,7 @@ void Updater::Run(Bytes const& target, Progress const& progress) {
 }
 
 // One bad transfer shifts what is read after it, so a page is not taken for different by one reading.
-void Updater::ReadAgain(std::vector<std::size_t> const& pages) {
+void Updater::ReadAgain(const std::vector<std::size_t>& pages) {
   for (const std::size_t page : pages) {
     const std::size_t offset = page * PageSize;
     if (chip.Read(static_cast<unsigned short>(offset), content.data() + offset, PageSize) != PageSize)

@@ -10,8 +10,8 @@
 
 // The numbers of the pages of 64 bytes in which two contents differ, in the order in which they are written:
 // increasing, but page 0 with settings and table last.
-[[nodiscard]] std::vector<std::size_t> DifferingPages(std::vector<unsigned char> const& content,
-                                                      std::vector<unsigned char> const& target);
+[[nodiscard]] std::vector<std::size_t> DifferingPages(const std::vector<unsigned char>& content,
+                                                      const std::vector<unsigned char>& target);
 
 class Updater {
  public:
@@ -25,7 +25,7 @@ class Updater {
   explicit Updater(Eeprom& borrowedChip);
 
   // What the chip held when it was last read.
-  [[nodiscard]] std::vector<unsigned char> const& Content() const { return content; }
+  [[nodiscard]] const std::vector<unsigned char>& Content() const { return content; }
 
   // How long it takes to write as many pages and to read the chip back, by how long it took to read it; whole
   // seconds, rounded up.
@@ -34,14 +34,14 @@ class Updater {
   // Whether the chip holds what a cut leaves of the journal's update, so that nothing was stored since: every
   // page is the old or the target's one, but for one page at most that the update writes. Pages that seem not
   // to be are read a second time. Throws Failure (5).
-  [[nodiscard]] bool IsCutOff(Journal const& journal);
+  [[nodiscard]] bool IsCutOff(const Journal& journal);
 
   // Returns when the chip, read back, equals the target; throws Failure (5) when it does not after three
   // rounds, or cannot be read.
-  void Run(std::vector<unsigned char> const& target, Progress const& progress);
+  void Run(const std::vector<unsigned char>& target, const Progress& progress);
 
  private:
-  void ReadAgain(std::vector<std::size_t> const& pages);
+  void ReadAgain(const std::vector<std::size_t>& pages);
 
   Eeprom& chip;
   std::vector<unsigned char> content;

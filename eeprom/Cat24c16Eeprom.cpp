@@ -4,7 +4,7 @@ int Cat24c16Eeprom::Read(unsigned short address, unsigned char* buffer, int leng
   return ReadInTransfers(Chip, address, buffer, length);
 }
 
-int Cat24c16Eeprom::Write(unsigned short address, unsigned char const* data, int length) {
+int Cat24c16Eeprom::Write(unsigned short address, const unsigned char* data, int length) {
   return length > Size - address ? 0 : WriteInPages(Chip, address, data, length);
 }
 

@@ -4,7 +4,7 @@ int Cat24c256Eeprom::Read(unsigned short address, unsigned char* buffer, int len
   return ReadInTransfers(Chip, address, buffer, length);
 }
 
-int Cat24c256Eeprom::Write(unsigned short address, unsigned char const* data, int length) {
+int Cat24c256Eeprom::Write(unsigned short address, const unsigned char* data, int length) {
   return WriteInPages(Chip, address, data, length);
 }
 

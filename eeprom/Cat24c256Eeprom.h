@@ -12,7 +12,7 @@ class Cat24c256Eeprom : public Eeprom {
   using Eeprom::Eeprom;
 
   int Read(unsigned short address, unsigned char* buffer, int length) override;
-  int Write(unsigned short address, unsigned char const* data, int length) override;
+  int Write(unsigned short address, const unsigned char* data, int length) override;
   [[nodiscard]] unsigned long GetSizeInBytes() const override;
 
  private:

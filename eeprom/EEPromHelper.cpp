@@ -16,13 +16,13 @@ unsigned short SlaveAddress(EEPromLocation location) {
   return location == EEPromLocation::GoldcrestBaseboard ? 0x52 : 0x56;
 }
 
-void ParseFileMetaData(std::vector<unsigned char> const& buffer, unsigned short& address,
+void ParseFileMetaData(const std::vector<unsigned char>& buffer, unsigned short& address,
                        unsigned short& size) {
   address = FromLittleEndian(buffer[0], buffer[1]);
   size = FromLittleEndian(buffer[2], buffer[3]);
 }
 
-std::vector<unsigned char> ConstructFileMetaDataBuffer(unsigned short address, unsigned short const& size) {
+std::vector<unsigned char> ConstructFileMetaDataBuffer(unsigned short address, const unsigned short& size) {
   return {static_cast<unsigned char>(address), static_cast<unsigned char>(address >> 8),
           static_cast<unsigned char>(size), static_cast<unsigned char>(size >> 8)};
 }

@@ -18,7 +18,7 @@ struct FileAllocationTableEntry {
   unsigned short Address;  // NOLINT(readability-identifier-naming): the field names of the layout
   unsigned short Size;     // NOLINT(readability-identifier-naming)
 
-  bool operator==(FileAllocationTableEntry const&) const = default;
+  bool operator==(const FileAllocationTableEntry&) const = default;
 };
 
 namespace EEPromHelper {
@@ -45,11 +45,11 @@ inline constexpr unsigned short FileAllocationTableEntryOffset = 4;
 inline constexpr unsigned short EEPromStartAddressOffset = 0;
 
 // Decodes an entry from the first 4 bytes of `buffer`, which must have them.
-void ParseFileMetaData(std::vector<unsigned char> const& buffer, unsigned short& address,
+void ParseFileMetaData(const std::vector<unsigned char>& buffer, unsigned short& address,
                        unsigned short& size);
 
 // Encodes an entry into exactly 4 bytes.
-std::vector<unsigned char> ConstructFileMetaDataBuffer(unsigned short address, unsigned short const& size);
+std::vector<unsigned char> ConstructFileMetaDataBuffer(unsigned short address, const unsigned short& size);
 
 // Return whether an entry may have this address or size: 4 to 0xFFFE, and 1 to 0xFFFE.
 bool IsAddressValid(unsigned short address);

@@ -26,7 +26,7 @@ void PauseForWriteCycle() {
 }
 
 // Returns how many bytes of the message the chip acknowledged in the last attempt.
-long Send(I2CDevice& device, ByteBuffer const& message, unsigned int attempts) {
+long Send(I2CDevice& device, const ByteBuffer& message, unsigned int attempts) {
   const auto length = static_cast<long>(message.GetWritePosition());
   long result = 0;
   for (unsigned int attempt = 0; attempt < attempts && result < length; ++attempt) {
@@ -47,7 +47,7 @@ bool Eeprom::EraseAll() {
   return WriteErased(0, GetSizeInBytes());
 }
 
-int Eeprom::ReadInTransfers(Protocol const& protocol, unsigned short address, unsigned char* buffer,
+int Eeprom::ReadInTransfers(const Protocol& protocol, unsigned short address, unsigned char* buffer,
                             int length) {
   if (length <= 0) return 0;
   const DeviceLock lock(*device);
@@ -72,7 +72,7 @@ int Eeprom::ReadInTransfers(Protocol const& protocol, unsigned short address, un
   }
 }
 
-int Eeprom::WriteInPages(Protocol const& protocol, unsigned short address, unsigned char const* data,
+int Eeprom::WriteInPages(const Protocol& protocol, unsigned short address, const unsigned char* data,
                          int length) {
   if (length <= 0) return 0;
   ByteBuffer message(protocol.addressSize + protocol.pageSize);
@@ -98,7 +98,7 @@ bool Eeprom::WriteErased(unsigned short address, unsigned long length) {
   return Write(address, erased.GetBuffer(), static_cast<int>(length)) != 0;
 }
 
-std::shared_ptr<I2CDevice> Eeprom::DeviceFor(Protocol const& protocol, unsigned int address) const {
+std::shared_ptr<I2CDevice> Eeprom::DeviceFor(const Protocol& protocol, unsigned int address) const {
   const unsigned int own = device->GetAddress();
   const unsigned int above = address >> 8 * protocol.addressSize;
   const unsigned int selected = (own & ~protocol.slaveMask) | ((own + above) & protocol.slaveMask);

@@ -17,8 +17,8 @@ class Eeprom {
 
   explicit Eeprom(std::shared_ptr<I2CDevice> sharedDevice);
   virtual ~Eeprom() = default;
-  Eeprom(Eeprom const&) = delete;
-  Eeprom& operator=(Eeprom const&) = delete;
+  Eeprom(const Eeprom&) = delete;
+  Eeprom& operator=(const Eeprom&) = delete;
 
   // Returns how many leading bytes of `buffer` are valid, 0 to `length`. Nothing is sent for a length of 0 or
   // less.
@@ -26,7 +26,7 @@ class Eeprom {
 
   // Returns how many data bytes the chip acknowledged, 0 to `length`. A refused piece is skipped, so a short
   // count does not tell which bytes are missing. On return the chip has finished its write cycle.
-  virtual int Write(unsigned short address, unsigned char const* data, int length) = 0;
+  virtual int Write(unsigned short address, const unsigned char* data, int length) = 0;
 
   // Write ErasedByte, by Write. True when any byte was written: an erase with a refused piece counts as done.
   virtual bool Erase(unsigned short address, unsigned short length);
@@ -48,15 +48,15 @@ class Eeprom {
   // Reads in transfers: the first one is addressed, the chip's own address counter carries on the others, so
   // nobody else may use the chip in between. The first one may fall short once: it is repeated, or carried on
   // if it delivered bytes. Any later one that falls short ends the read.
-  int ReadInTransfers(Protocol const& protocol, unsigned short address, unsigned char* buffer, int length);
+  int ReadInTransfers(const Protocol& protocol, unsigned short address, unsigned char* buffer, int length);
 
   // Writes page by page and waits for the end of each write cycle: t_WR is 5 ms at most for both chips (data
   // sheets).
-  int WriteInPages(Protocol const& protocol, unsigned short address, unsigned char const* data, int length);
+  int WriteInPages(const Protocol& protocol, unsigned short address, const unsigned char* data, int length);
 
   std::shared_ptr<I2CDevice> device;
 
  private:
   bool WriteErased(unsigned short address, unsigned long length);
-  [[nodiscard]] std::shared_ptr<I2CDevice> DeviceFor(Protocol const& protocol, unsigned int address) const;
+  [[nodiscard]] std::shared_ptr<I2CDevice> DeviceFor(const Protocol& protocol, unsigned int address) const;
 };

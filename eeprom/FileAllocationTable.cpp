@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-FileAllocationTable FileAllocationTable::Decode(std::span<unsigned char const, EncodedSize> bytes) {
+FileAllocationTable FileAllocationTable::Decode(std::span<const unsigned char, EncodedSize> bytes) {
   FileAllocationTable table;
   auto from = bytes.begin();
   for (auto& [address, size] : table.entries) {
@@ -17,7 +17,7 @@ FileAllocationTable FileAllocationTable::Decode(std::span<unsigned char const, E
 std::array<unsigned char, FileAllocationTable::EncodedSize> FileAllocationTable::Encode() const {
   std::array<unsigned char, EncodedSize> bytes{};
   auto to = bytes.begin();
-  for (auto const& [address, size] : entries) {
+  for (const auto& [address, size] : entries) {
     const auto encoded = EEPromHelper::ConstructFileMetaDataBuffer(address, size);
     to = std::copy(encoded.begin(), encoded.end(), to);
   }
@@ -51,8 +51,8 @@ FileAllocationTable FileAllocationTable::WithoutTornEntries() const {
 
 unsigned short FileAllocationTable::StartAddress(File file) const {
   if (HasPlace(file)) return (*this)[file].Address;
-  Entry const* highest = nullptr;
-  for (Entry const& entry : entries) {
+  const Entry* highest = nullptr;
+  for (const Entry& entry : entries) {
     if (!EEPromHelper::IsAddressValid(entry.Address)) continue;
     if (highest == nullptr || entry.Address > highest->Address) highest = &entry;
   }

@@ -23,14 +23,14 @@ class FileAllocationTable {
   static constexpr Entry Erased = {EEPromHelper::FreshEEPromValue, EEPromHelper::FreshEEPromValue};
 
   // The coding in the EEPROM, at EEPromHelper::FileAllocationTableEntryOffset. Any bytes can be decoded.
-  static FileAllocationTable Decode(std::span<unsigned char const, EncodedSize> bytes);
+  static FileAllocationTable Decode(std::span<const unsigned char, EncodedSize> bytes);
   [[nodiscard]] std::array<unsigned char, EncodedSize> Encode() const;
 
   // Returns whether there is an entry for `file`. Operator[] must not be called without one; what else is
   // asked about such a file is answered as for an invalid entry.
   [[nodiscard]] static bool HasEntry(File file);
   [[nodiscard]] Entry& operator[](File file) { return entries[static_cast<std::size_t>(file)]; }
-  [[nodiscard]] Entry const& operator[](File file) const { return entries[static_cast<std::size_t>(file)]; }
+  [[nodiscard]] const Entry& operator[](File file) const { return entries[static_cast<std::size_t>(file)]; }
 
   // Returns whether the file's address is valid: it is written there, whatever the size says.
   [[nodiscard]] bool HasPlace(File file) const;
@@ -52,7 +52,7 @@ class FileAllocationTable {
   // Returns the next multiple of Alignment; `address` itself if it is one.
   [[nodiscard]] static unsigned long Align(unsigned long address);
 
-  bool operator==(FileAllocationTable const&) const = default;
+  bool operator==(const FileAllocationTable&) const = default;
 
  private:
   std::array<Entry, Files.size()> entries{};

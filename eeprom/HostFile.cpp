@@ -27,7 +27,7 @@ Content ReadToEnd(FileStream& file, unsigned long limit) {
 
 }  // namespace
 
-Content Read(std::string const& path, unsigned long limit, Kind kind) {
+Content Read(const std::string& path, unsigned long limit, Kind kind) {
   const SignalWindow window;
   FileStream file(path, FileStream::READ);
   if (!file.Good()) return std::nullopt;
@@ -37,7 +37,7 @@ Content Read(std::string const& path, unsigned long limit, Kind kind) {
   return ReadMeasured(file, size);
 }
 
-bool Write(std::string const& path, std::span<unsigned char const> data) {
+bool Write(const std::string& path, std::span<const unsigned char> data) {
   FileStream file(path, FileStream::WRITE | FileStream::TRUNCATE);
   if (!file.Good()) return false;
   const auto length = static_cast<long>(data.size());

@@ -18,11 +18,11 @@ enum class Kind { Any, Measurable };
 // Returns the whole content of the file at `path`, up to `limit` bytes. No value when it cannot be opened, is
 // not of the kind, cannot be read to its end, or is longer than `limit`; at most one byte beyond that is
 // read.
-[[nodiscard]] std::optional<std::vector<unsigned char>> Read(std::string const& path, unsigned long limit,
+[[nodiscard]] std::optional<std::vector<unsigned char>> Read(const std::string& path, unsigned long limit,
                                                              Kind kind);
 
 // Creates or truncates the file at `path` and writes `data`. Returns whether the operating system took all of
 // it; if not, the file may hold a part.
-[[nodiscard]] bool Write(std::string const& path, std::span<unsigned char const> data);
+[[nodiscard]] bool Write(const std::string& path, std::span<const unsigned char> data);
 
 }  // namespace HostFile

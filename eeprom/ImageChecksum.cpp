@@ -24,7 +24,7 @@ constexpr Table ByteTable = MakeTable();
 
 }  // namespace
 
-unsigned short ImageChecksum(std::span<unsigned char const> data) {
+unsigned short ImageChecksum(std::span<const unsigned char> data) {
   unsigned int checksum = 0;
   for (const unsigned char byte : data) checksum = (checksum >> 8) ^ ByteTable[(checksum ^ byte) & 0xFF];
   return static_cast<unsigned short>(checksum ^ 0xFFFF);

@@ -4,4 +4,4 @@
 
 #include <span>
 
-[[nodiscard]] unsigned short ImageChecksum(std::span<unsigned char const> data);
+[[nodiscard]] unsigned short ImageChecksum(std::span<const unsigned char> data);

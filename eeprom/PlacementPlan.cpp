@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-std::optional<PlacementPlan> PlacementPlan::Make(FileAllocationTable const& table, File file,
+std::optional<PlacementPlan> PlacementPlan::Make(const FileAllocationTable& table, File file,
                                                  unsigned long length, unsigned long deviceSize,
                                                  StoredFiles& files) {
   const PlacementPlan start(table, file, deviceSize, files);
@@ -38,7 +38,7 @@ void PlacementPlan::Place(File which, unsigned long start, unsigned long length)
   table[which] = {static_cast<unsigned short>(start), static_cast<unsigned short>(length)};
 }
 
-PlacementPlan::PlacementPlan(FileAllocationTable const& currentTable, File newFile,
+PlacementPlan::PlacementPlan(const FileAllocationTable& currentTable, File newFile,
                              unsigned long sizeOfDevice, StoredFiles& storedFiles)
     : before(currentTable),
       table(currentTable),
@@ -48,7 +48,7 @@ PlacementPlan::PlacementPlan(FileAllocationTable const& currentTable, File newFi
 
 // Erases the entries of the readable files that meet the condition.
 template <typename Condition>
-void PlacementPlan::Relocate(Condition const& condition) {
+void PlacementPlan::Relocate(const Condition& condition) {
   for (const File other : FileAllocationTable::Files) {
     if (other == file || !condition(other) || !files->IsReadable(other)) continue;
     relocated.push_back(other);

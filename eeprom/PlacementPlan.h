@@ -25,15 +25,15 @@ class PlacementPlan {
   // Plans for an image of `length` bytes as `file`. Borrows `files`, and asks it which of the other files are
   // readable as far as that matters, which reads the chip. There is no plan when an image would exceed 0xFFFE
   // bytes, start below 0x0040 or end beyond the device.
-  static std::optional<PlacementPlan> Make(FileAllocationTable const& table, File file, unsigned long length,
+  static std::optional<PlacementPlan> Make(const FileAllocationTable& table, File file, unsigned long length,
                                            unsigned long deviceSize, StoredFiles& files);
 
   // The table with the new image entered and the entries of the relocated files erased, but for those that
   // have been placed since.
-  [[nodiscard]] FileAllocationTable const& Table() const { return table; }
+  [[nodiscard]] const FileAllocationTable& Table() const { return table; }
 
   // The files to be relocated, in the order of writing.
-  [[nodiscard]] std::vector<File> const& Relocated() const { return relocated; }
+  [[nodiscard]] const std::vector<File>& Relocated() const { return relocated; }
 
   // Returns where an image of `length` bytes is appended for a file whose entry is erased: at the table's
   // StartAddress or, where it does not fit there, at that of the table without its torn entries. If it would
@@ -46,11 +46,11 @@ class PlacementPlan {
  private:
   enum class Result { Fits, Overlaps, HasNoRoom };
 
-  PlacementPlan(FileAllocationTable const& currentTable, File newFile, unsigned long sizeOfDevice,
+  PlacementPlan(const FileAllocationTable& currentTable, File newFile, unsigned long sizeOfDevice,
                 StoredFiles& storedFiles);
 
   template <typename Condition>
-  void Relocate(Condition const& condition);
+  void Relocate(const Condition& condition);
   Result Try(unsigned long start, unsigned long length);
   [[nodiscard]] bool Fits(unsigned long start, unsigned long length) const;
   [[nodiscard]] bool OverlapsAnother(File which, unsigned long start, unsigned long length) const;

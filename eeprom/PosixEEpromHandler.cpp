@@ -28,7 +28,7 @@ bool IsWordOfBoardBytes(unsigned short address) {
          EEPromHelper::ValidByteSetAddress(static_cast<unsigned short>(address + 1));
 }
 
-std::string InformationText(std::array<unsigned char, InformationBytes> const& bytes) {
+std::string InformationText(const std::array<unsigned char, InformationBytes>& bytes) {
   constexpr char Digits[] = "0123456789abcdef";
   std::string text;
   for (std::size_t i = 0; i < bytes.size(); ++i) {
@@ -104,12 +104,12 @@ std::vector<unsigned char> PosixEEpromHandler::ReadCurrentFile(FilesInEEProm fil
   return ReadFile(file).value_or(StoredImage()).Bytes();
 }
 
-bool PosixEEpromHandler::WriteBytes(unsigned short address, std::vector<unsigned char> const& bytes) {
+bool PosixEEpromHandler::WriteBytes(unsigned short address, const std::vector<unsigned char>& bytes) {
   const int length = static_cast<int>(bytes.size());
   return device->Write(address, bytes.data(), length) == length;
 }
 
-bool PosixEEpromHandler::Write(FilesInEEProm file, std::vector<unsigned char> const& data) {
+bool PosixEEpromHandler::Write(FilesInEEProm file, const std::vector<unsigned char>& data) {
   if (!FileAllocationTable::HasEntry(file)) return false;
   const Bytes image = StoredImage::Of(data).Bytes();
   StoredFiles files(*device, table);
@@ -119,7 +119,7 @@ bool PosixEEpromHandler::Write(FilesInEEProm file, std::vector<unsigned char> co
   if (!WriteBytes(plan->Table()[file].Address, image)) return false;
   if (plan->Table() == table) return true;
   for (const File other : plan->Relocated()) {
-    Bytes const& moved = files.Image(other).Bytes();
+    const Bytes& moved = files.Image(other).Bytes();
     const auto start = plan->AppendAddress(other, moved.size());
     if (start && WriteBytes(*start, moved)) plan->Place(other, *start, moved.size());
   }
@@ -127,17 +127,17 @@ bool PosixEEpromHandler::Write(FilesInEEProm file, std::vector<unsigned char> co
   return WriteFileAllocationTable();
 }
 
-bool PosixEEpromHandler::Write(FilesInEEProm file, std::string const& path) {
+bool PosixEEpromHandler::Write(FilesInEEProm file, const std::string& path) {
   const auto content = HostFile::Read(path, device->GetSizeInBytes(), HostFile::Kind::Any);
   return content && Write(file, *content);
 }
 
-bool PosixEEpromHandler::Read(FilesInEEProm file, std::string const& path) {
+bool PosixEEpromHandler::Read(FilesInEEProm file, const std::string& path) {
   const auto image = ReadFile(file);
   return image && HostFile::Write(path, image->Data());
 }
 
-bool PosixEEpromHandler::Verify(FilesInEEProm file, std::string const& path) {
+bool PosixEEpromHandler::Verify(FilesInEEProm file, const std::string& path) {
   constexpr unsigned long LongestFile = EEPromHelper::FreshEEPromValue - 1 - StoredImage::ChecksumSize;
   const auto expected = HostFile::Read(path, LongestFile, HostFile::Kind::Any);
   if (!expected) return false;
@@ -152,12 +152,12 @@ std::optional<Bytes> PosixEEpromHandler::ReadDevice() const {
   return bytes;
 }
 
-bool PosixEEpromHandler::ReadAll(std::string const& path) {
+bool PosixEEpromHandler::ReadAll(const std::string& path) {
   const auto image = ReadDevice();
   return image && HostFile::Write(path, *image);
 }
 
-bool PosixEEpromHandler::WriteAll(std::string const& path) {
+bool PosixEEpromHandler::WriteAll(const std::string& path) {
   const unsigned long size = device->GetSizeInBytes();
   auto image = HostFile::Read(path, size, HostFile::Kind::Measurable);
   if (!image) return false;
@@ -165,7 +165,7 @@ bool PosixEEpromHandler::WriteAll(std::string const& path) {
   return WriteBytes(EEPromHelper::EEPromStartAddressOffset, *image);
 }
 
-bool PosixEEpromHandler::VerifyAll(std::string const& path) {
+bool PosixEEpromHandler::VerifyAll(const std::string& path) {
   const auto expected = HostFile::Read(path, device->GetSizeInBytes(), HostFile::Kind::Any);
   if (!expected) return false;
   const auto image = ReadDevice();
@@ -186,7 +186,7 @@ bool PosixEEpromHandler::ByteSet(unsigned short address, unsigned char value) {
   return EEPromHelper::ValidByteSetAddress(address) && device->Write(address, &value, 1) == 1;
 }
 
-bool PosixEEpromHandler::ByteSet(unsigned short address, std::string const& text, unsigned char base) {
+bool PosixEEpromHandler::ByteSet(unsigned short address, const std::string& text, unsigned char base) {
   const int value = std::stoi(text, nullptr, base);
   return ByteSet(address, static_cast<unsigned char>(value));
 }
@@ -202,24 +202,24 @@ bool PosixEEpromHandler::WordSet(unsigned short address, unsigned short value) {
   return IsWordOfBoardBytes(address) && device->Write(address, bytes.data(), bytes.size()) == bytes.size();
 }
 
-bool PosixEEpromHandler::WordSet(unsigned short address, std::string const& text, unsigned char base) {
+bool PosixEEpromHandler::WordSet(unsigned short address, const std::string& text, unsigned char base) {
   const int value = std::stoi(text, nullptr, base);
   return WordSet(address, static_cast<unsigned short>(value));
 }
 
-bool PosixEEpromHandler::BaseboardIdSet(unsigned short address, std::string const& text) {
+bool PosixEEpromHandler::BaseboardIdSet(unsigned short address, const std::string& text) {
   constexpr unsigned char Decimal = 10;
   return WordSet(address, text, Decimal);
 }
 
-bool PosixEEpromHandler::DeveloperBoardSet(unsigned short address, std::string const& text) {
+bool PosixEEpromHandler::DeveloperBoardSet(unsigned short address, const std::string& text) {
   return ByteSet(address, text == ApiCommandEnableDeveloperBit ? EEPromHelper::DeveloperBoardEnabled
                                                                : EEPromHelper::DeveloperBoardDisabled);
 }
 
-bool PosixEEpromHandler::ReadBoardInformation(std::string const& path) {
+bool PosixEEpromHandler::ReadBoardInformation(const std::string& path) {
   std::array<unsigned char, InformationBytes> bytes{};
   device->Read(EEPromHelper::EEPromStartAddressOffset, bytes.data(), bytes.size());
   const std::string text = InformationText(bytes);
-  return HostFile::Write(path, {reinterpret_cast<unsigned char const*>(text.data()), text.size()});
+  return HostFile::Write(path, {reinterpret_cast<const unsigned char*>(text.data()), text.size()});
 }

@@ -30,30 +30,30 @@ class PosixEEpromHandler : public EEPromHandler {
   explicit PosixEEpromHandler(std::unique_ptr<Eeprom> ownDevice);
 
   [[nodiscard]] bool IsEEPromAccessible() const override;
-  bool Write(FilesInEEProm file, std::string const& path) override;
-  bool WriteAll(std::string const& path) override;
-  bool Read(FilesInEEProm file, std::string const& path) override;
-  bool ReadAll(std::string const& path) override;
+  bool Write(FilesInEEProm file, const std::string& path) override;
+  bool WriteAll(const std::string& path) override;
+  bool Read(FilesInEEProm file, const std::string& path) override;
+  bool ReadAll(const std::string& path) override;
   bool Erase() override;
-  bool Verify(FilesInEEProm file, std::string const& path) override;
-  bool VerifyAll(std::string const& path) override;
+  bool Verify(FilesInEEProm file, const std::string& path) override;
+  bool VerifyAll(const std::string& path) override;
   unsigned char ByteGet(unsigned short address) override;
   bool ByteSet(unsigned short address, unsigned char value) override;
-  bool ByteSet(unsigned short address, std::string const& text, unsigned char base) override;
+  bool ByteSet(unsigned short address, const std::string& text, unsigned char base) override;
   unsigned short WordGet(unsigned short address) override;
   bool WordSet(unsigned short address, unsigned short value) override;
-  bool WordSet(unsigned short address, std::string const& text, unsigned char base) override;
-  bool DeveloperBoardSet(unsigned short address, std::string const& text) override;
-  bool ReadBoardInformation(std::string const& path) override;
+  bool WordSet(unsigned short address, const std::string& text, unsigned char base) override;
+  bool DeveloperBoardSet(unsigned short address, const std::string& text) override;
+  bool ReadBoardInformation(const std::string& path) override;
 
   // Stores `data` as `file`; PlacementPlan.h says where. True when the new image and, if it had to change,
   // the table were written. False with nothing written when there is no room, or when an image that decides
   // the placement could not be read: nobody knows then what lies there. A relocated file that could not be
   // written drops out of the table. Data of no bytes is stored, and reads back as no file.
-  bool Write(FilesInEEProm file, std::vector<unsigned char> const& data);
+  bool Write(FilesInEEProm file, const std::vector<unsigned char>& data);
 
   // Sets the word at `address` to the decimal number in `text`; throws as WordSet does.
-  bool BaseboardIdSet(unsigned short address, std::string const& text);
+  bool BaseboardIdSet(unsigned short address, const std::string& text);
 
   // The stored image of `file`, its two checksum bytes included; empty when the file is absent or damaged or
   // could not be read.
@@ -75,7 +75,7 @@ class PosixEEpromHandler : public EEPromHandler {
 
  private:
   [[nodiscard]] std::optional<StoredImage> ReadFile(FilesInEEProm file) const;
-  bool WriteBytes(unsigned short address, std::vector<unsigned char> const& bytes);
+  bool WriteBytes(unsigned short address, const std::vector<unsigned char>& bytes);
   [[nodiscard]] std::optional<std::vector<unsigned char>> ReadDevice() const;
 
   FileAllocationTable table;

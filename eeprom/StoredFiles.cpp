@@ -3,10 +3,10 @@
 #include <utility>
 #include <vector>
 
-StoredFiles::StoredFiles(Eeprom& readDevice, FileAllocationTable const& currentTable)
+StoredFiles::StoredFiles(Eeprom& readDevice, const FileAllocationTable& currentTable)
     : device(readDevice), table(currentTable) {}
 
-std::optional<StoredImage> StoredFiles::Read(Eeprom& device, FileAllocationTable const& table, File file) {
+std::optional<StoredImage> StoredFiles::Read(Eeprom& device, const FileAllocationTable& table, File file) {
   if (!table.DescribesFile(file)) return StoredImage();
   const auto [address, size] = table[file];
   std::vector<unsigned char> bytes(size);
@@ -25,6 +25,6 @@ bool StoredFiles::IsReadable(File file) {
   return !kept->Bytes().empty();
 }
 
-StoredImage const& StoredFiles::Image(File file) const {
+const StoredImage& StoredFiles::Image(File file) const {
   return images[static_cast<std::size_t>(file)].value();
 }

@@ -15,11 +15,11 @@ class StoredFiles {
  public:
   using File = FileAllocationTable::File;
 
-  StoredFiles(Eeprom& readDevice, FileAllocationTable const& currentTable);
+  StoredFiles(Eeprom& readDevice, const FileAllocationTable& currentTable);
 
   // Reads what the table describes as the file's image, intact or not: no bytes if it describes none. No
   // value if the device delivers it short.
-  static std::optional<StoredImage> Read(Eeprom& device, FileAllocationTable const& table, File file);
+  static std::optional<StoredImage> Read(Eeprom& device, const FileAllocationTable& table, File file);
 
   // Returns whether the file's image is intact. One bad read is not enough to call a file damaged, since
   // bytes may be written over it then: a transfer that fails after the chip's address counter has moved is
@@ -27,7 +27,7 @@ class StoredFiles {
   [[nodiscard]] bool IsReadable(File file);
 
   // The intact image of a readable file.
-  [[nodiscard]] StoredImage const& Image(File file) const;
+  [[nodiscard]] const StoredImage& Image(File file) const;
 
   // Returns whether the device has delivered all images in full. If not, nobody knows what the missing ones
   // are.
@@ -35,7 +35,7 @@ class StoredFiles {
 
  private:
   Eeprom& device;
-  FileAllocationTable const& table;
+  const FileAllocationTable& table;
   std::array<std::optional<StoredImage>, FileAllocationTable::Files.size()> images;  // empty: not readable
   bool allDelivered = true;
 };

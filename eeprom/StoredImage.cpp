@@ -8,7 +8,7 @@
 
 StoredImage::StoredImage(std::vector<unsigned char> storedBytes) : bytes(std::move(storedBytes)) {}
 
-StoredImage StoredImage::Of(std::span<unsigned char const> data) {
+StoredImage StoredImage::Of(std::span<const unsigned char> data) {
   const unsigned int checksum = ImageChecksum(data);
   StoredImage image;
   image.bytes.reserve(ChecksumSize + data.size());
@@ -30,6 +30,6 @@ unsigned short StoredImage::ComputedChecksum() const {
   return ImageChecksum(Data());
 }
 
-std::span<unsigned char const> StoredImage::Data() const {
+std::span<const unsigned char> StoredImage::Data() const {
   return std::span(bytes).subspan(std::min(bytes.size(), ChecksumSize));
 }

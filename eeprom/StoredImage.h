@@ -18,7 +18,7 @@ class StoredImage {
   explicit StoredImage(std::vector<unsigned char> storedBytes);
 
   // Returns the image of `data`. It is intact unless there is no data.
-  static StoredImage Of(std::span<unsigned char const> data);
+  static StoredImage Of(std::span<const unsigned char> data);
 
   // Returns whether the image is that of a file: it has data, and the checksum is right.
   [[nodiscard]] bool IsIntact() const;
@@ -28,8 +28,8 @@ class StoredImage {
   [[nodiscard]] unsigned short ComputedChecksum() const;
 
   // What follows the checksum, and the whole image; valid as long as the image.
-  [[nodiscard]] std::span<unsigned char const> Data() const;
-  [[nodiscard]] std::vector<unsigned char> const& Bytes() const { return bytes; }
+  [[nodiscard]] std::span<const unsigned char> Data() const;
+  [[nodiscard]] const std::vector<unsigned char>& Bytes() const { return bytes; }
 
  private:
   std::vector<unsigned char> bytes;

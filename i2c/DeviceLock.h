@@ -8,8 +8,8 @@ class DeviceLock final {
   // Borrows `lockedDevice`, which must outlive the lock.
   explicit DeviceLock(I2CDevice& lockedDevice);
   ~DeviceLock();
-  DeviceLock(DeviceLock const&) = delete;
-  DeviceLock& operator=(DeviceLock const&) = delete;
+  DeviceLock(const DeviceLock&) = delete;
+  DeviceLock& operator=(const DeviceLock&) = delete;
 
  private:
   I2CDevice& device;

@@ -31,7 +31,7 @@ struct Transaction {
   unsigned int readLength = 0;
   unsigned char* readBuffer = nullptr;
   unsigned int writeLength = 0;
-  unsigned char const* writeBuffer = nullptr;
+  const unsigned char* writeBuffer = nullptr;
   unsigned int delayMs = 0;     // WriteDelayRead: pause in milliseconds, below 0xFFFFFFFF
   Event* event = nullptr;       // signalled when the bus is done with the record; may be null
   unsigned int eventFlags = 0;  // the flags signalled on it

@@ -11,8 +11,8 @@ class I2CBus {
  public:
   I2CBus() = default;
   virtual ~I2CBus() = default;
-  I2CBus(I2CBus const&) = delete;
-  I2CBus& operator=(I2CBus const&) = delete;
+  I2CBus(const I2CBus&) = delete;
+  I2CBus& operator=(const I2CBus&) = delete;
 
   // Each bus defines the unit and the effect of its speed. It may ignore the speed and return 0.
   virtual void SetBusSpeed(unsigned int speed) = 0;
@@ -20,12 +20,12 @@ class I2CBus {
 
   virtual int Read(unsigned char* buffer, unsigned int length, unsigned short address,
                    I2C::AddressMode mode) = 0;
-  virtual int Write(unsigned char const* buffer, unsigned int length, unsigned short address,
+  virtual int Write(const unsigned char* buffer, unsigned int length, unsigned short address,
                     I2C::AddressMode mode) = 0;
-  virtual int WriteThenRead(unsigned char const* writeBuffer, unsigned int writeLength,
+  virtual int WriteThenRead(const unsigned char* writeBuffer, unsigned int writeLength,
                             unsigned char* readBuffer, unsigned int readLength, unsigned short address,
                             I2C::AddressMode mode) = 0;
-  virtual int WriteDelayRead(unsigned char const* writeBuffer, unsigned int writeLength,
+  virtual int WriteDelayRead(const unsigned char* writeBuffer, unsigned int writeLength,
                              unsigned char* readBuffer, unsigned int readLength, unsigned short address,
                              I2C::AddressMode mode, unsigned int delayMs) = 0;
 

@@ -19,19 +19,19 @@ long I2CDevice::Read(unsigned char* buffer, long count) {
   return bus->Read(buffer, Narrow(count), address, addressMode);
 }
 
-long I2CDevice::Write(unsigned char const* buffer, long count) {
+long I2CDevice::Write(const unsigned char* buffer, long count) {
   return bus->Write(buffer, Narrow(count), address, addressMode);
 }
 
 void I2CDevice::Close() {}
 
-long I2CDevice::WriteThenRead(unsigned char const* writeBuffer, unsigned long writeLength,
+long I2CDevice::WriteThenRead(const unsigned char* writeBuffer, unsigned long writeLength,
                               unsigned char* readBuffer, unsigned long readLength) {
   return bus->WriteThenRead(writeBuffer, Narrow(writeLength), readBuffer, Narrow(readLength), address,
                             addressMode);
 }
 
-long I2CDevice::WriteDelayRead(unsigned char const* writeBuffer, unsigned long writeLength,
+long I2CDevice::WriteDelayRead(const unsigned char* writeBuffer, unsigned long writeLength,
                                unsigned char* readBuffer, unsigned long readLength, unsigned int delayMs) {
   return bus->WriteDelayRead(writeBuffer, Narrow(writeLength), readBuffer, Narrow(readLength), address,
                              addressMode, delayMs);

@@ -19,13 +19,13 @@ class I2CDevice final : public Stream {
   using Stream::Read;
   using Stream::Write;
   long Read(unsigned char* buffer, long count) override;
-  long Write(unsigned char const* buffer, long count) override;
+  long Write(const unsigned char* buffer, long count) override;
   void Close() override;
 
   // Writes, pauses for `delayMs` milliseconds where there is one, and reads, as two transfers.
-  virtual long WriteThenRead(unsigned char const* writeBuffer, unsigned long writeLength,
+  virtual long WriteThenRead(const unsigned char* writeBuffer, unsigned long writeLength,
                              unsigned char* readBuffer, unsigned long readLength);
-  virtual long WriteDelayRead(unsigned char const* writeBuffer, unsigned long writeLength,
+  virtual long WriteDelayRead(const unsigned char* writeBuffer, unsigned long writeLength,
                               unsigned char* readBuffer, unsigned long readLength, unsigned int delayMs);
 
   // Marks the begin, or the end, of transfers that belong together. Returns what the bus returns.

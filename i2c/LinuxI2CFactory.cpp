@@ -17,7 +17,7 @@ const fs::path I2CDeviceNameFile = "name";
 const std::string I2CAddressPrefix = "I2C(0x";
 const std::string I2CAddressSuffix = ")";
 
-std::optional<std::string> ReadText(fs::path const& path) {
+std::optional<std::string> ReadText(const fs::path& path) {
   std::ostringstream text;
   if (!(text << std::ifstream(path).rdbuf())) return std::nullopt;  // also when there is nothing to read
   return text.str();
@@ -29,11 +29,11 @@ LinuxI2CFactory::LinuxI2CFactory() {
   LocateBuses();
 }
 
-fs::path const& LinuxI2CFactory::DevicesDirectory() {
+const fs::path& LinuxI2CFactory::DevicesDirectory() {
   return I2CDevicesPath;
 }
 
-std::optional<unsigned long> LinuxI2CFactory::AddressIn(std::string const& name) {
+std::optional<unsigned long> LinuxI2CFactory::AddressIn(const std::string& name) {
   const auto prefix = name.find(I2CAddressPrefix);
   if (prefix == std::string::npos) return std::nullopt;
   const auto suffix = name.find(I2CAddressSuffix, prefix);
@@ -51,7 +51,7 @@ void LinuxI2CFactory::LocateBuses() {
   }
 }
 
-void LinuxI2CFactory::AddBus(fs::directory_entry const& entry) {
+void LinuxI2CFactory::AddBus(const fs::directory_entry& entry) {
   std::error_code error;
   if (!entry.is_directory(error)) return;
   const fs::path node = fs::path(PlatformStrings::FilePaths::DevicesPath) / entry.path().filename();

@@ -21,10 +21,10 @@ class LinuxI2CFactory {
 
   // Returns the directory in which the kernel lists its adapters (ABI/testing/sysfs-bus-i2c-devices in the
   // kernel's documentation).
-  static std::filesystem::path const& DevicesDirectory();
+  static const std::filesystem::path& DevicesDirectory();
 
   // Returns the register address in an adapter's name; no value when there is none.
-  static std::optional<unsigned long> AddressIn(std::string const& name);
+  static std::optional<unsigned long> AddressIn(const std::string& name);
 
   // Looks for adapters again and adds those with a new address. The first one found for an address stays.
   void LocateBuses();
@@ -34,7 +34,7 @@ class LinuxI2CFactory {
   std::shared_ptr<I2CBus> GetBus(unsigned long address);
 
  private:
-  void AddBus(std::filesystem::directory_entry const& entry);
+  void AddBus(const std::filesystem::directory_entry& entry);
 
   std::unordered_map<unsigned long, std::filesystem::path> buses;  // register address -> device node
 };

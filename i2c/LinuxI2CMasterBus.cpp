@@ -7,7 +7,7 @@
 
 #include "platform/EventFactory.h"
 
-LinuxI2CMasterBus::LinuxI2CMasterBus(std::filesystem::path const& device)
+LinuxI2CMasterBus::LinuxI2CMasterBus(const std::filesystem::path& device)
     : fd(-1), delayEvent(EventFactory::GetUniqueSimpleEvent(EventFactory::Reset::AutoReset)) {
   fd = open(device.c_str(), O_RDWR);
 }
@@ -73,7 +73,7 @@ void LinuxI2CMasterBus::WriteMem(I2C::Transaction* transaction) {
   transaction->success = false;
 }
 
-bool LinuxI2CMasterBus::SelectSlave(I2C::Transaction const& transaction) const {
+bool LinuxI2CMasterBus::SelectSlave(const I2C::Transaction& transaction) const {
   const unsigned long address = transaction.address;
   const unsigned long tenBit = transaction.addressMode == I2C::AddressMode::SevenBit ? 0 : 1;
   return ioctl(fd, I2C_SLAVE, address) >= 0 && ioctl(fd, I2C_TENBIT, tenBit) >= 0;

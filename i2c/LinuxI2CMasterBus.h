@@ -19,7 +19,7 @@
 class LinuxI2CMasterBus : public TransactionalizedI2CBus {
  public:
   // Opens the node at the path `device` for reading and writing. It stays open as long as the bus lives.
-  explicit LinuxI2CMasterBus(std::filesystem::path const& device);
+  explicit LinuxI2CMasterBus(const std::filesystem::path& device);
   ~LinuxI2CMasterBus() override;
 
   void SetBusSpeed(unsigned int speed) override;
@@ -35,7 +35,7 @@ class LinuxI2CMasterBus : public TransactionalizedI2CBus {
   void WriteMem(I2C::Transaction* transaction);
 
  private:
-  bool SelectSlave(I2C::Transaction const& transaction) const;
+  bool SelectSlave(const I2C::Transaction& transaction) const;
 
   int fd;                                   // -1 when the node could not be opened
   std::unique_ptr<SimpleEvent> delayEvent;  // the pause of WriteDelayRead

@@ -52,7 +52,7 @@ int TransactionalizedI2CBus::Read(unsigned char* buffer, unsigned int length, un
                   length);
 }
 
-int TransactionalizedI2CBus::Write(unsigned char const* buffer, unsigned int length, unsigned short address,
+int TransactionalizedI2CBus::Write(const unsigned char* buffer, unsigned int length, unsigned short address,
                                    I2C::AddressMode mode) {
   return Transfer({.type = I2C::TransactionType::Write,
                    .address = address,
@@ -62,7 +62,7 @@ int TransactionalizedI2CBus::Write(unsigned char const* buffer, unsigned int len
                   length);
 }
 
-int TransactionalizedI2CBus::WriteThenRead(unsigned char const* writeBuffer, unsigned int writeLength,
+int TransactionalizedI2CBus::WriteThenRead(const unsigned char* writeBuffer, unsigned int writeLength,
                                            unsigned char* readBuffer, unsigned int readLength,
                                            unsigned short address, I2C::AddressMode mode) {
   return Transfer({.type = I2C::TransactionType::WriteThenRead,
@@ -75,7 +75,7 @@ int TransactionalizedI2CBus::WriteThenRead(unsigned char const* writeBuffer, uns
                   readLength);
 }
 
-int TransactionalizedI2CBus::WriteDelayRead(unsigned char const* writeBuffer, unsigned int writeLength,
+int TransactionalizedI2CBus::WriteDelayRead(const unsigned char* writeBuffer, unsigned int writeLength,
                                             unsigned char* readBuffer, unsigned int readLength,
                                             unsigned short address, I2C::AddressMode mode,
                                             unsigned int delayMs) {

@@ -28,11 +28,11 @@ class TransactionalizedI2CBus : public I2CBus {
 
   int Read(unsigned char* buffer, unsigned int length, unsigned short address,
            I2C::AddressMode mode) override;
-  int Write(unsigned char const* buffer, unsigned int length, unsigned short address,
+  int Write(const unsigned char* buffer, unsigned int length, unsigned short address,
             I2C::AddressMode mode) override;
-  int WriteThenRead(unsigned char const* writeBuffer, unsigned int writeLength, unsigned char* readBuffer,
+  int WriteThenRead(const unsigned char* writeBuffer, unsigned int writeLength, unsigned char* readBuffer,
                     unsigned int readLength, unsigned short address, I2C::AddressMode mode) override;
-  int WriteDelayRead(unsigned char const* writeBuffer, unsigned int writeLength, unsigned char* readBuffer,
+  int WriteDelayRead(const unsigned char* writeBuffer, unsigned int writeLength, unsigned char* readBuffer,
                      unsigned int readLength, unsigned short address, I2C::AddressMode mode,
                      unsigned int delayMs) override;
   // Refuses a null pointer.

@@ -8,7 +8,7 @@ ByteBuffer::ByteBuffer(unsigned long size)
       readPosition(0),
       storage(std::make_unique_for_overwrite<unsigned char[]>(size)) {}
 
-unsigned long ByteBuffer::Write(unsigned char const* source, unsigned long count) {
+unsigned long ByteBuffer::Write(const unsigned char* source, unsigned long count) {
   const unsigned long moved = std::min(count, capacity - writePosition);
   std::copy_n(source, moved, storage.get() + writePosition);
   writePosition += moved;

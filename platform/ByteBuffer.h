@@ -11,11 +11,11 @@ class ByteBuffer final {
  public:
   // Allocates once, here. The storage beyond the write position is undefined.
   explicit ByteBuffer(unsigned long size);
-  ByteBuffer(ByteBuffer const&) = delete;
-  ByteBuffer& operator=(ByteBuffer const&) = delete;
+  ByteBuffer(const ByteBuffer&) = delete;
+  ByteBuffer& operator=(const ByteBuffer&) = delete;
 
   // Appends up to `count` bytes from `source`, or copies of `value`. Returns how many fitted.
-  unsigned long Write(unsigned char const* source, unsigned long count);
+  unsigned long Write(const unsigned char* source, unsigned long count);
   unsigned long FillBuffer(unsigned char value, unsigned long count);
 
   // Moves up to `count` unread bytes from this buffer to the end of `destination`. Returns how many moved.
@@ -25,7 +25,7 @@ class ByteBuffer final {
   void Reset();
 
   // Returns the first byte of the storage, which may have been read already. Valid as long as the buffer.
-  unsigned char const* GetBuffer() const { return storage.get(); }
+  const unsigned char* GetBuffer() const { return storage.get(); }
   unsigned long GetCapacity() const { return capacity; }
   unsigned long GetWritePosition() const { return writePosition; }
   unsigned long GetReadPosition() const { return readPosition; }

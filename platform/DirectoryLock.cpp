@@ -18,7 +18,7 @@ DirectoryLock::~DirectoryLock() {
   if (fd >= 0) close(fd);
 }
 
-bool DirectoryLock::Acquire(std::string const& directory, unsigned int timeout) {
+bool DirectoryLock::Acquire(const std::string& directory, unsigned int timeout) {
   fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (fd < 0) return errno == ENOENT;
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout);

@@ -8,13 +8,13 @@ class DirectoryLock final {
  public:
   DirectoryLock() = default;
   ~DirectoryLock();
-  DirectoryLock(DirectoryLock const&) = delete;
-  DirectoryLock& operator=(DirectoryLock const&) = delete;
+  DirectoryLock(const DirectoryLock&) = delete;
+  DirectoryLock& operator=(const DirectoryLock&) = delete;
 
   // Waits up to `timeout` milliseconds for the lock on `directory`. Returns true when it holds the lock, and
   // when there is no such directory, because then there is nothing to share. Returns false on time-out or
   // when the directory cannot be opened or locked. Call it once.
-  [[nodiscard]] bool Acquire(std::string const& directory, unsigned int timeout);
+  [[nodiscard]] bool Acquire(const std::string& directory, unsigned int timeout);
 
  private:
   int fd = -1;

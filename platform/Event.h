@@ -26,8 +26,8 @@ class Event {
 
   explicit Event(bool resetsAutomatically);
   virtual ~Event();
-  Event(Event const&) = delete;
-  Event& operator=(Event const&) = delete;
+  Event(const Event&) = delete;
+  Event& operator=(const Event&) = delete;
 
   // Waits until one of `flags` is set. Returns the whole word at that moment, or 0.
   virtual unsigned int WaitOr(unsigned int flags) = 0;
@@ -55,5 +55,5 @@ class Event {
 
  protected:
   std::atomic<unsigned int> flagWord;  // written only under the implementation's lock
-  bool const autoReset;
+  const bool autoReset;
 };

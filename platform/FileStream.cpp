@@ -9,11 +9,11 @@ constexpr unsigned char SeekToEndFlag = 0x10;
 
 }  // namespace
 
-FileStream::FileStream(char const* path, unsigned char openFlags) : flags(openFlags) {
+FileStream::FileStream(const char* path, unsigned char openFlags) : flags(openFlags) {
   file.open(path, TranslateFlags(openFlags));
 }
 
-FileStream::FileStream(std::string const& path, unsigned char openFlags)
+FileStream::FileStream(const std::string& path, unsigned char openFlags)
     : FileStream(path.c_str(), openFlags) {}
 
 FileStream::~FileStream() {
@@ -31,13 +31,13 @@ long FileStream::Read(unsigned char* buffer, long count) {
   return !file.fail() && obtained == 0 ? EndOfFile : obtained;
 }
 
-long FileStream::Write(unsigned char const* buffer, long count) {
+long FileStream::Write(const unsigned char* buffer, long count) {
   if ((flags & WRITE) == 0) {
     Synchronise();
     return NotWritable;
   }
   const std::streamoff before = file.tellp();
-  file.write(reinterpret_cast<char const*>(buffer), std::max(count, 0L));
+  file.write(reinterpret_cast<const char*>(buffer), std::max(count, 0L));
   const std::streamoff after = file.tellp();
   Synchronise();
   const std::streamoff taken = file.fail() ? 0 : std::max(count, 0L);

@@ -18,8 +18,8 @@ class FileStream final : public Stream {
   static constexpr unsigned char TRUNCATE = 0x08;
 
   // `openFlags`: READ, WRITE, TRUNCATE, 0x04 to append, 0x10 to start at the end; other bits are ignored.
-  FileStream(char const* path, unsigned char openFlags);
-  FileStream(std::string const& path, unsigned char openFlags);
+  FileStream(const char* path, unsigned char openFlags);
+  FileStream(const std::string& path, unsigned char openFlags);
   ~FileStream() override;
 
   // Returns false once the stream has met the end of the file, has failed or is broken.
@@ -34,7 +34,7 @@ class FileStream final : public Stream {
 
   // Writes `count` bytes and passes them to the operating system. Returns Failed when the system does not
   // take them all (a full disk); part of them may then be in the file. A negative count counts as 0.
-  long Write(unsigned char const* buffer, long count) override;
+  long Write(const unsigned char* buffer, long count) override;
 
   // Reads from the current position as many bytes as the whole file has, or up to its end. What could not be
   // read is missing from the vector. When the size cannot be measured, it reads nothing: the vector is empty.

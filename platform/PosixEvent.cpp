@@ -25,8 +25,8 @@ class Unlocker {
  public:
   explicit Unlocker(PosixEvent& locked) : event(locked) {}
   ~Unlocker() { event.Unlock(); }
-  Unlocker(Unlocker const&) = delete;
-  Unlocker& operator=(Unlocker const&) = delete;
+  Unlocker(const Unlocker&) = delete;
+  Unlocker& operator=(const Unlocker&) = delete;
 
  private:
   PosixEvent& event;
@@ -50,7 +50,7 @@ PosixEvent::~PosixEvent() {
 }
 
 template <typename Condition>
-std::optional<unsigned int> PosixEvent::Sleep(Condition const& holds, unsigned int consumed,
+std::optional<unsigned int> PosixEvent::Sleep(const Condition& holds, unsigned int consumed,
                                               unsigned int timeout) {
   const bool isTimed = timeout != NoTimeout;
   const timespec deadline = isTimed ? CalculateWakeUpTime(timeout) : timespec{};

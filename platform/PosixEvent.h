@@ -44,7 +44,7 @@ class PosixEvent : public Event {
  private:
   // Sleeps until the condition `holds` for the word. Returns the word at that moment, or nothing.
   template <typename Condition>
-  std::optional<unsigned int> Sleep(Condition const& holds, unsigned int consumed, unsigned int timeout);
+  std::optional<unsigned int> Sleep(const Condition& holds, unsigned int consumed, unsigned int timeout);
 
   pthread_mutex_t mutex;  // guards flagWord
   pthread_cond_t condition;

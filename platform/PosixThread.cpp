@@ -41,7 +41,7 @@ PosixThread::~PosixThread() {
   if (running) EndAndJoin();
 }
 
-int PosixThread::StartThread(void* bodyArgument, std::string const& name) {
+int PosixThread::StartThread(void* bodyArgument, const std::string& name) {
   bool claimed = false;
   if (!running.compare_exchange_strong(claimed, true)) return 1;
   argument = bodyArgument;

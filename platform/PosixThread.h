@@ -18,7 +18,7 @@ class PosixThread : public Thread {
   // and joins it without a time limit.
   ~PosixThread() override;
 
-  int StartThread(void* bodyArgument, std::string const& name) override;
+  int StartThread(void* bodyArgument, const std::string& name) override;
   bool SetPriority(int wantedPriority) override;
 
  private:
@@ -28,8 +28,8 @@ class PosixThread : public Thread {
    public:
     CurrentThreadHolder();
     ~CurrentThreadHolder();
-    CurrentThreadHolder(CurrentThreadHolder const&) = delete;
-    CurrentThreadHolder& operator=(CurrentThreadHolder const&) = delete;
+    CurrentThreadHolder(const CurrentThreadHolder&) = delete;
+    CurrentThreadHolder& operator=(const CurrentThreadHolder&) = delete;
 
     void Set(PosixThread* thread) const;
 

@@ -14,8 +14,8 @@ class SignalHold final {
  public:
   SignalHold();
   ~SignalHold();
-  SignalHold(SignalHold const&) = delete;
-  SignalHold& operator=(SignalHold const&) = delete;
+  SignalHold(const SignalHold&) = delete;
+  SignalHold& operator=(const SignalHold&) = delete;
 
  private:
   sigset_t outerHeld;  // the signals held before
@@ -28,8 +28,8 @@ class SignalWindow final {
  public:
   SignalWindow();
   ~SignalWindow();
-  SignalWindow(SignalWindow const&) = delete;
-  SignalWindow& operator=(SignalWindow const&) = delete;
+  SignalWindow(const SignalWindow&) = delete;
+  SignalWindow& operator=(const SignalWindow&) = delete;
 
  private:
   sigset_t previous;  // the mask outside the window

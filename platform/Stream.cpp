@@ -27,6 +27,6 @@ long Stream::Write(Stream& source, long count) {
   return Write(scratch.data(), std::min(result, wanted));
 }
 
-long Stream::Write(std::vector<unsigned char> const& bytes) {
+long Stream::Write(const std::vector<unsigned char>& bytes) {
   return Write(bytes.data(), static_cast<long>(bytes.size()));
 }

@@ -22,18 +22,18 @@ class Stream {
 
   Stream();
   virtual ~Stream();
-  Stream(Stream const&) = delete;
-  Stream& operator=(Stream const&) = delete;
+  Stream(const Stream&) = delete;
+  Stream& operator=(const Stream&) = delete;
 
   virtual long Read(unsigned char* buffer, long count) = 0;
   // A stream without timed reads returns Failed and touches nothing.
   virtual long Read(unsigned char* buffer, long count,
                     std::chrono::duration<std::int64_t, std::micro> timeout);
-  virtual long Write(unsigned char const* buffer, long count) = 0;
+  virtual long Write(const unsigned char* buffer, long count) = 0;
   // Reads up to `count` bytes from `source` in one read and writes them. When the read gives a result code,
   // it returns that code and writes nothing. A negative count counts as 0.
   virtual long Write(Stream& source, long count);
-  virtual long Write(std::vector<unsigned char> const& bytes);
+  virtual long Write(const std::vector<unsigned char>& bytes);
 
   // Clears, or sets, the connected flag and does nothing else.
   virtual void Close() { connected = false; }

@@ -22,14 +22,14 @@ class Thread {
   // `stackBytes` is the stack's size, 0 for the platform's default.
   Thread(EntryFunction body, int wantedPriority, unsigned long stackBytes);
   virtual ~Thread();
-  Thread(Thread const&) = delete;
-  Thread& operator=(Thread const&) = delete;
+  Thread(const Thread&) = delete;
+  Thread& operator=(const Thread&) = delete;
 
   // Runs the body with `bodyArgument` on a new thread, named `name` unless that is empty. Returns 0; 1 when
   // the thread was started before; the errno number of a failed creation, after which it can be started
   // again; or the errno number of a failed naming, after which the thread runs on. A body that ends at once
   // can make the naming fail.
-  virtual int StartThread(void* bodyArgument, std::string const& name) = 0;
+  virtual int StartThread(void* bodyArgument, const std::string& name) = 0;
 
   virtual unsigned int GetStopRequestFlag() const;
 

@@ -15,12 +15,12 @@ class ChipModelTest : public testing::Test {
  protected:
   ChipModelTest() { std::iota(chip.Memory().begin(), chip.Memory().end(), 0); }
 
-  int Write(Bytes const& message) { return chip.Write(message, now += Cycle); }
+  int Write(const Bytes& message) { return chip.Write(message, now += Cycle); }
 
   // Returns the bytes read, none when the chip refused.
   Bytes Read(unsigned int length) {
     Bytes bytes(length);
-    int const result = chip.Read(bytes, now += Cycle);
+    const int result = chip.Read(bytes, now += Cycle);
     bytes.resize(result < 0 ? 0 : static_cast<unsigned int>(result));
     return bytes;
   }
@@ -46,10 +46,10 @@ TEST_F(ChipModelTest, WritesWrapInsideTheirPageAndReadsAtTheEndOfMemory) {
 }
 
 TEST_F(ChipModelTest, EachFaultChangesWhatItsNameSays) {
-  using Row = std::tuple<char const*, unsigned int, int, Bytes, Bytes, Bytes>;
-  Bytes const old{2, 3, 4, 5};
+  using Row = std::tuple<const char*, unsigned int, int, Bytes, Bytes, Bytes>;
+  const Bytes old{2, 3, 4, 5};
   // Three bytes are written to 0x0002, then two are read twice.
-  for (auto const& [text, met, written, first, second, memory] :
+  for (const auto& [text, met, written, first, second, memory] :
        std::initializer_list<Row>{{"refuse:4", 0, 5, {5, 6}, {7, 8}, {9, 8, 7, 5}},
                                   {"refuse:1", 1, Refused, {0, 1}, {2, 3}, old},
                                   {"refuse:2:0", 2, 5, {}, {}, {9, 8, 7, 5}},
@@ -69,7 +69,7 @@ TEST_F(ChipModelTest, EachFaultChangesWhatItsNameSays) {
     std::iota(chip.Memory().begin(), chip.Memory().end(), 0);
     chip_model_power_on(&chip.Model());
     chip.ClearFaults();
-    chip_fault const& fault = chip.Add(text);
+    const chip_fault& fault = chip.Add(text);
     EXPECT_EQ(Write({0, 2, 9, 8, 7}), written);
     EXPECT_EQ(Read(2), first);
     EXPECT_EQ(Read(2), second);
@@ -80,7 +80,7 @@ TEST_F(ChipModelTest, EachFaultChangesWhatItsNameSays) {
 
 TEST_F(ChipModelTest, TextsThatAreNoFaultAreRefused) {
   EXPECT_EQ(chip.Add("drop:0xFFFFFFFFFFFFFFFF").first, ~0ULL);
-  for (char const* const text : {"", "refuse", "refuse:", "refuse:0", "refuse:1x", "refuse:0x", "refuse:-1",
+  for (const char* const text : {"", "refuse", "refuse:", "refuse:0", "refuse:1x", "refuse:0x", "refuse:-1",
                                  "melt:1", "refuse-late", "refuse_late:1", "refuse:1:", "refuse:1:2:3:4",
                                  "refuse:18446744073709551616", "refuse:0x10000000000000000"})
     EXPECT_THROW(chip.Add(text), std::invalid_argument) << text;

@@ -14,7 +14,7 @@ namespace {
 class FrontEndTest : public testing::Test, public Rig {
  protected:
   using Rig::Run;
-  void Expect(int code, std::vector<std::string> const& words) {
+  void Expect(int code, const std::vector<std::string>& words) {
     SCOPED_TRACE(testing::PrintToString(words));
     const Outcome outcome = Run(words);
     EXPECT_EQ(outcome.exit, code);
@@ -28,7 +28,7 @@ TEST_F(FrontEndTest, RefusesWithTheUsageTextAndTouchesNothing) {
   const Outcome refusal = Run({"/V", "0x1", "file"});
   EXPECT_EQ(refusal.exit, 22);
   EXPECT_EQ(refusal.output.size(), 938U);  // The text is settled to the byte.
-  auto const* const text = reinterpret_cast<unsigned char const*>(refusal.output.data());
+  const auto* const text = reinterpret_cast<const unsigned char*>(refusal.output.data());
   EXPECT_EQ(ImageChecksum({text, refusal.output.size()}), 0xCBEF);
   EXPECT_EQ(chip.Model().messages, 0U);
   chip.Model().powered = 0;
@@ -36,7 +36,7 @@ TEST_F(FrontEndTest, RefusesWithTheUsageTextAndTouchesNothing) {
 }
 
 TEST_F(FrontEndTest, ChoosesTheBaseboardByItsExactName) {
-  for (char const* const name : {"goldcrest", "Goldcrest ", ""}) Expect(0, {"/BS", "5", name});
+  for (const char* const name : {"goldcrest", "Goldcrest ", ""}) Expect(0, {"/BS", "5", name});
   Expect(0, {"/DS", "1", "Goldcrest"});
   EXPECT_EQ(goldcrest.Model().messages, 0U);
   Expect(0, {"/bs", "6", "Goldcrest"});
@@ -46,7 +46,7 @@ TEST_F(FrontEndTest, ChoosesTheBaseboardByItsExactName) {
 
 TEST_F(FrontEndTest, EndsInAnOrderlyWayWhereverTheBusThrows) {
   // While the chip is probed, while the table is read, in the operation.
-  for (auto const& [message, code] : {std::pair{1U, 19}, {3U, 19}, {2000U, 5}}) {
+  for (const auto& [message, code] : {std::pair{1U, 19}, {3U, 19}, {2000U, 5}}) {
     bus->onMessage = [message = message, count = 0U]() mutable {
       if (++count == message) throw std::logic_error("on the bus");
     };
@@ -56,7 +56,7 @@ TEST_F(FrontEndTest, EndsInAnOrderlyWayWhereverTheBusThrows) {
 
 TEST_F(FrontEndTest, WorksWithoutABusArgumentsOrAnOutput) {
   std::ostream broken(nullptr);
-  char const* const argv[] = {"Brindle", "/BS", "5"};
+  const char* const argv[] = {"Brindle", "/BS", "5"};
   EXPECT_EQ(FrontEnd(3, argv, broken, [this] { return bus; }), 0);
   EXPECT_EQ(chip.Memory()[1], 5);
   EXPECT_EQ(FrontEnd(0, nullptr, broken, nullptr), 22);

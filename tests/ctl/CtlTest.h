@@ -15,12 +15,12 @@ class CtlTest : public testing::Test, protected Rig {
   CtlTest() { std::filesystem::current_path(host / ""); }
 
   // Runs words that single spaces separate; `results` and `messages` are then what was printed.
-  int Ctl(std::string const& line, Bytes const& standardInput = {}) {
+  int Ctl(const std::string& line, const Bytes& standardInput = {}) {
     std::vector<std::string> words;
     std::istringstream text("brindlectl " + line);
     for (std::string word; std::getline(text, word, ' ');) words.push_back(word);
-    std::vector<char const*> argv;
-    for (std::string const& word : words) argv.push_back(word.c_str());
+    std::vector<const char*> argv;
+    for (const std::string& word : words) argv.push_back(word.c_str());
     std::istringstream in({standardInput.begin(), standardInput.end()});
     std::ostringstream out, err;
     const int code =
@@ -30,10 +30,10 @@ class CtlTest : public testing::Test, protected Rig {
     return code;
   }
 
-  void File(std::string const& name, Bytes const& content) const {
+  void File(const std::string& name, const Bytes& content) const {
     host.File(name, {content.begin(), content.end()});
   }
-  static Bytes Content(std::string const& name) {
+  static Bytes Content(const std::string& name) {
     const std::string content = ContentOf(name);
     return {content.begin(), content.end()};
   }

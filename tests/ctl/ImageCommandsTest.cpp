@@ -12,7 +12,7 @@ const Bytes Erased(ChipSize, 0xFF);
 // File 1 is at 0x40, file 2 at 0xC0, file 3 at 0x100.
 const Bytes Whole = After({Write(0, 100, 1), Write(1, 3, 2), Write(2, 200, 3)});
 
-Bytes Changed(Bytes image, std::size_t address, Bytes const& bytes) {
+Bytes Changed(Bytes image, std::size_t address, const Bytes& bytes) {
   std::copy(bytes.begin(), bytes.end(), image.begin() + static_cast<std::ptrdiff_t>(address));
   return image;
 }
@@ -42,16 +42,16 @@ TEST_F(ImageCommands, ListAnImageAsTextAndAsJson) {
 }
 
 // The three states, then the problems.
-std::string Findings(Bytes const& image) {
+std::string Findings(const Bytes& image) {
   const EepromContent content = Inspect(image);
   std::string findings;
-  for (FileContent const& file : content.files) findings += std::string(StateName(file.state)) + ' ';
-  for (Problem const& problem : content.problems) findings += std::string(problem.id) + ' ';
+  for (const FileContent& file : content.files) findings += std::string(StateName(file.state)) + ' ';
+  for (const Problem& problem : content.problems) findings += std::string(problem.id) + ' ';
   return findings;
 }
 
 TEST_F(ImageCommands, NameStatesAndProblems) {
-  const std::tuple<std::size_t, Bytes, char const*> cases[] = {
+  const std::tuple<std::size_t, Bytes, const char*> cases[] = {
       {0, {}, "stored stored stored "},
       {3, {0x12}, "stored stored stored developer-flag "},
       {4, {0xFF, 0xFF, 0xFF, 0xFF}, "absent stored stored "},
@@ -70,7 +70,7 @@ TEST_F(ImageCommands, NameStatesAndProblems) {
       {8, {0x40, 0x00, 0x00, 0x40}, "stored damaged stored damaged overlap overlap "},
       {12, {0x00, 0x01, 0x41, 0x7F}, "stored stored damaged damaged beyond-end over-table overlap "},
   };
-  for (auto const& [address, bytes, findings] : cases) {
+  for (const auto& [address, bytes, findings] : cases) {
     EXPECT_EQ(Findings(Changed(Whole, address, bytes)), findings) << testing::PrintToString(bytes);
   }
   EXPECT_EQ(Findings(Erased), "absent absent absent ");
@@ -146,8 +146,8 @@ TEST_F(ImageCommands, EndWithNothingDoneWhenTheyFail) {
   chip.Add(CHIP_FAULT_REFUSE, 1000, 0);
   EXPECT_EQ(Ctl("list"), 5);
   bus.reset();
-  for (auto const& [code, start, ends] : cases) {
-    for (std::string const& end : ends) {
+  for (const auto& [code, start, ends] : cases) {
+    for (const std::string& end : ends) {
       EXPECT_EQ(Ctl(start + end), code) << start << end << messages;
       EXPECT_EQ(results, "");
     }

@@ -18,7 +18,7 @@ constexpr unsigned int PageSize = Updater::PageSize;
 // Called for each system call that the journal is kept with; returns whether the call fails.
 std::function<bool()> onCall = [] { return false; };
 
-std::vector<Command> Commands(unsigned int length, char const* setting) {
+std::vector<Command> Commands(unsigned int length, const char* setting) {
   return {Write(0, 100, 3),
           Write(1, length, length),
           Write(2, 70, 7),
@@ -39,7 +39,7 @@ class UpdateTest : public CtlTest {
 
   int Update() { return Ctl("update target --journal=."); }
   int Recover() { return Ctl("recover --journal=."); }
-  void AddCut(std::uint64_t page, chip_fault const& cut) { chip.Add(cut.kind, page, 1, cut.parameter); }
+  void AddCut(std::uint64_t page, const chip_fault& cut) { chip.Add(cut.kind, page, 1, cut.parameter); }
   void CutUpdate() {
     chip.Add(CHIP_FAULT_POWER_FIRST, 3, 1, 20);
     ASSERT_EQ(Update(), 5);
@@ -51,7 +51,7 @@ class UpdateTest : public CtlTest {
 };
 
 TEST_F(UpdateTest, IsFinishedAfterAPowerCutAnywhereAndAfterASecondOne) {
-  auto const& cuts = Catalogue::PowerCuts();
+  const auto& cuts = Catalogue::PowerCuts();
   for (std::size_t page = 1; page <= pages.size(); ++page) {
     for (std::size_t form = 0; form < cuts.size(); ++form) {
       SCOPED_TRACE(testing::Message() << "page write " << page << ", form " << form);
@@ -116,7 +116,7 @@ TEST_F(UpdateTest, NeverEndsWith0WhenTheChipDoesNotHoldTheTarget) {
       {CHIP_FAULT_REFUSE, 0}, {CHIP_FAULT_REFUSE_LATE, 0}, {CHIP_FAULT_SHORT, 9},  {CHIP_FAULT_FLIP, 3},
       {CHIP_FAULT_FLIP, 14},  {CHIP_FAULT_FLIP, 131},      {CHIP_FAULT_FLIP, 400}, {CHIP_FAULT_DROP, 0},
       {CHIP_FAULT_STUCK, 0},  {CHIP_FAULT_FOREIGN, 0x1000}};
-  for (auto const& [kind, parameter] : Faults) {
+  for (const auto& [kind, parameter] : Faults) {
     for (const unsigned int count : {1U, 3U, 12U, 0U}) {
       // Every message around the page writes, some of the reads.
       for (std::uint64_t first = 1; first <= messageCount; ++first) {
@@ -142,7 +142,7 @@ TEST_F(UpdateTest, IsNotFinishedOverWhatWasStoredSince) {
   const Bytes waiting = Content("journal");
   for (std::size_t page = 0; page < Updater::Pages; page += page < 8 ? 1 : 7) {
     const bool isWritten = std::find(pages.begin(), pages.end(), page) != pages.end();
-    for (auto const& [cut, isAllowed] : {std::pair{torn, page == pages[2]}, std::pair{old, isWritten}}) {
+    for (const auto& [cut, isAllowed] : {std::pair{torn, page == pages[2]}, std::pair{old, isWritten}}) {
       SCOPED_TRACE(page);
       Bytes content = cut;
       content[PageSize * page + 50] ^= 0x10;
@@ -164,7 +164,7 @@ TEST_F(UpdateTest, LeavesAJournalThatIsNotWholeAlone) {
   for (std::size_t i = 0; i < whole.size(); i += i < 12 ? 1 : 997) {
     Bytes changed = whole;
     changed[i] ^= 0x04;
-    for (Bytes const& content : {changed, Bytes(whole.data(), whole.data() + i)}) {
+    for (const Bytes& content : {changed, Bytes(whole.data(), whole.data() + i)}) {
       File("journal", content);
       ASSERT_EQ(Ctl("recover --force --journal=."), 5) << i;
       ASSERT_EQ(Update(), 5);
@@ -181,7 +181,7 @@ TEST_F(UpdateTest, DoesWhatItsOptionsSay) {
   Bytes changed = old;
   changed[3] = 0;
   const Bytes kept = After(Commands(250, "1"));
-  const std::tuple<char const*, int, Bytes const&, char const*> cases[] = {
+  const std::tuple<const char*, int, const Bytes&, const char*> cases[] = {
       {"target", 0, target, "updated, 5 of 512 pages written, compared\n"},
       {"target --dry-run", 0, old, "would write 5 of 512 pages in about 1 seconds: 3-6, 0\n"},
       {"target --keep-settings", 0, kept, "updated, 5 of 512"},
@@ -190,7 +190,7 @@ TEST_F(UpdateTest, DoesWhatItsOptionsSay) {
       {"flagged", 1, old, "flag"},
       {"flagged --force", 0, flagged, "updated"},
   };
-  for (auto const& [line, code, content, said] : cases) {
+  for (const auto& [line, code, content, said] : cases) {
     SCOPED_TRACE(line);
     Load(old);
     EXPECT_EQ(Ctl("update --journal=. " + std::string(line)), code);
@@ -209,7 +209,7 @@ TEST_F(UpdateTest, DoesWhatItsOptionsSay) {
 
 // A journal that waits must not survive the update that overrides it: it would undo that update.
 TEST_F(UpdateTest, OverridesAnUpdateThatWasCutOffWhenItIsTold) {
-  for (Bytes const& image : {target, old}) {
+  for (const Bytes& image : {target, old}) {
     Load(old);
     CutUpdate();
     Load(old);
@@ -247,9 +247,9 @@ TEST_F(UpdateTest, WritesNothingWhenTheJournalCannotBeKept) {
   }
 
 COUNTED(int, mkostemp, (char* path, int flags), (path, flags))
-COUNTED(ssize_t, write, (int fd, void const* data, size_t size), (fd, data, size))
-COUNTED(int, rename, (char const* from, char const* to), (from, to))
-COUNTED(int, unlink, (char const* path), (path))
+COUNTED(ssize_t, write, (int fd, const void* data, size_t size), (fd, data, size))
+COUNTED(int, rename, (const char* from, const char* to), (from, to))
+COUNTED(int, unlink, (const char* path), (path))
 extern "C" int __wrap_fsync(int /*fd*/) {
   return onCall() ? -1 : 0;
 }

@@ -20,7 +20,7 @@ constexpr std::uint64_t Pause = 6'000'000;  // 5 ms, and the millisecond that ev
 using Pieces = std::vector<std::pair<std::size_t, std::size_t>>;  // address and length
 
 struct Driver {
-  char const* name;
+  const char* name;
   Type type;
   unsigned int addressSize;
   std::size_t page;
@@ -31,13 +31,13 @@ struct Driver {
 constexpr Driver Cat24c16 = {"Cat24c16", Type::Cat24c16, 1, 16, 2, 1};
 constexpr Driver Cat24c256 = {"Cat24c256", Type::Cat24c256, 2, 64, 16, 2};
 
-std::vector<Pieces> const Writes[] = {
+const std::vector<Pieces> Writes[] = {
     {{{0x0E, 2}, {0x10, 2}}, {{0x1FF, 1}, {0x200, 16}, {0x210, 1}}, {{2040, 8}}},
     {{{0x40, 64}}, {{0x20, 32}, {0x40, 64}, {0x80, 4}}, {{0x3F, 1}, {0x40, 1}}, {{0x7FFE, 2}, {0x8000, 2}}}};
 
 // A driver on a chip whose bus makes one attempt, so that a refused message is a failed transfer.
 struct DriverRig : Rig {
-  explicit DriverRig(Driver const& theDriver, unsigned short slave = 0x50)
+  explicit DriverRig(const Driver& theDriver, unsigned short slave = 0x50)
       : Rig(1, static_cast<chip_kind>(theDriver.type), slave), driver(theDriver) {
     const auto device = std::make_shared<I2CDevice>(bus, slave);
     if (driver.type == Type::Cat24c16) {
@@ -48,7 +48,7 @@ struct DriverRig : Rig {
     bus->records = true;
   }
 
-  int Write(std::size_t address, Bytes const& data) {
+  int Write(std::size_t address, const Bytes& data) {
     return eeprom->Write(static_cast<unsigned short>(address), data.data(), static_cast<int>(data.size()));
   }
   Bytes Read(unsigned short address, int length) {
@@ -57,27 +57,27 @@ struct DriverRig : Rig {
     return bytes;
   }
   // The memory address that an address message or a write message carries.
-  [[nodiscard]] std::size_t AddressIn(ChipBus::Message const& message) const {
+  [[nodiscard]] std::size_t AddressIn(const ChipBus::Message& message) const {
     const std::size_t above = driver.addressSize == 2 ? message.bytes[0] : message.slave - chip.Model().slave;
     return 256 * above + message.bytes[driver.addressSize - 1];
   }
 
-  Driver const& driver;
+  const Driver& driver;
   std::unique_ptr<Eeprom> eeprom;
 };
 
 class EveryDriver : public testing::TestWithParam<Driver> {
  protected:
-  Driver const& driver = GetParam();
+  const Driver& driver = GetParam();
   DriverRig rig{driver};
 };
 
 TEST_P(EveryDriver, SendsOneMessageForEachPageTouchedAndWaitsOutEachCycle) {
-  for (Pieces const& pieces : Writes[static_cast<std::size_t>(driver.type)]) {
+  for (const Pieces& pieces : Writes[static_cast<std::size_t>(driver.type)]) {
     rig.bus->messages.clear();
     Bytes memory = rig.Memory();
     Bytes data;
-    for (auto const& [address, length] : pieces) {
+    for (const auto& [address, length] : pieces) {
       for (std::size_t i = address; i < address + length; ++i) {
         data.push_back(static_cast<unsigned char>(data.size()));
         memory[i % memory.size()] = data.back();
@@ -86,7 +86,7 @@ TEST_P(EveryDriver, SendsOneMessageForEachPageTouchedAndWaitsOutEachCycle) {
     const std::uint64_t begin = VirtualClock::Now();
     EXPECT_EQ(rig.Write(pieces[0].first, data), static_cast<int>(data.size()));
     Pieces sent;
-    for (auto const& message : rig.bus->messages) {
+    for (const auto& message : rig.bus->messages) {
       sent.emplace_back(rig.AddressIn(message), message.bytes.size() - driver.addressSize);
     }
     EXPECT_EQ(sent, pieces);
@@ -101,7 +101,7 @@ TEST_P(EveryDriver, ReadsInAddressedAndThenContinuedTransfers) {
   EXPECT_EQ(rig.Read(0x77, length).size(), static_cast<std::size_t>(length));
   EXPECT_EQ(rig.AddressIn(rig.bus->messages[0]), 0x77U);
   std::vector<int> moved;
-  for (auto const& message : rig.bus->messages) moved.push_back(message.moved);
+  for (const auto& message : rig.bus->messages) moved.push_back(message.moved);
   EXPECT_THAT(moved, testing::ElementsAre(driver.addressSize, driver.largestRead, driver.largestRead, 1));
 }
 
@@ -140,7 +140,7 @@ TEST_P(EveryDriver, ErasesAndReportsWhetherAnythingWasErased) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Drivers, EveryDriver, testing::Values(Cat24c16, Cat24c256),
-                         [](auto const& row) { return row.param.name; });
+                         [](const auto& row) { return row.param.name; });
 
 TEST(Cat24c16EepromTest, RefusesAWriteBeyondTheEndWhole) {
   DriverRig rig(Cat24c16);
@@ -172,7 +172,7 @@ TEST(EepromFinderTest, FindsNothingWithoutABusAChipOrADriver) {
   EXPECT_EQ(rig.bus->messages.size(), 0U);
   EXPECT_FALSE(EepromFinder::FindEeprom(rig.bus, 0x51, Type::Cat24c256));
   ASSERT_EQ(rig.bus->messages.size(), 2U) << "one address twice, each refused";
-  for (auto const& message : rig.bus->messages) {
+  for (const auto& message : rig.bus->messages) {
     EXPECT_EQ(message.slave, 0x51);
     EXPECT_EQ(message.bytes, (Bytes{0, 0}));
   }

@@ -12,7 +12,7 @@ namespace {
 using File = EEPromHandler::FilesInEEProm;
 using Table = std::array<Entry, Files>;
 
-Table Decode(std::string const& text) {
+Table Decode(const std::string& text) {
   Table table;
   std::sscanf(text.c_str(), "%x/%x %x/%x %x/%x", &table[0].address, &table[0].size, &table[1].address,
               &table[1].size, &table[2].address, &table[2].size);
@@ -20,7 +20,7 @@ Table Decode(std::string const& text) {
 }
 
 // Any bytes with this table; the files whose numbers are among the digits get a correct checksum.
-Bytes Contents(Table const& table, std::string const& readable) {
+Bytes Contents(const Table& table, const std::string& readable) {
   Bytes memory = Catalogue::Data(ChipSize, 1);
   StoreModel::PutTable(memory, table);
   for (const char digit : readable) {
@@ -41,7 +41,7 @@ class FileStoreTest : public testing::Test, public Rig {
 // Tables in hexadecimal, address/size of each file; the digits of the readable files; the file to be written
 // and the length of its image; the table afterwards, the same where the write is refused.
 struct PlacementCase {
-  char const* name;
+  const char* name;
   std::string before;
   std::string readable;
   unsigned int file;
@@ -49,7 +49,7 @@ struct PlacementCase {
   std::string after;
 };
 
-PlacementCase const PlacementCases[] = {
+const PlacementCase PlacementCases[] = {
     {"LowerNumberAboveMovesToMakeRoomForAFollower", "7000/f00 1000/100 2000/200", "123", 2, 0x180,
      "1180/f00 1000/180 2080/200"},
     {"SameSizeOverAReadableFileGoesElsewhere", "5000/100 ffff/ffff 4040/1000", "1", 3, 0x1000,
@@ -64,7 +64,7 @@ PlacementCase const PlacementCases[] = {
 };
 
 TEST_F(FileStoreTest, PlacesAFileWhereTheUsualPlaceDoesNotServe) {
-  for (auto const& [name, before, readable, file, length, after] : PlacementCases) {
+  for (const auto& [name, before, readable, file, length, after] : PlacementCases) {
     const Bytes memory = Contents(Decode(before), readable);
     EXPECT_EQ(RunAndJudge(*this, memory, Catalogue::Write(file - 1, length - 2)), "") << name;
     EXPECT_EQ(StoreModel(Memory()).table, Decode(after)) << name;
@@ -90,7 +90,7 @@ TEST_F(FileStoreTest, RefusesAWriteWhoseNeighbourCannotBeRead) {
   const Bytes before = Contents({{{0x40, 32}, {0x80, 32}, {0xC0, 32}}}, "123");
   Load(before);
   // The neighbour's address twice, the second transfer of its image, the other neighbour's address twice.
-  for (auto const& [message, count] : {std::pair{1U, 2U}, {3U, 1U}, {5U, 2U}}) {
+  for (const auto& [message, count] : {std::pair{1U, 2U}, {3U, 1U}, {5U, 2U}}) {
     auto store = Open();
     chip.ClearFaults();
     chip.Add(CHIP_FAULT_REFUSE, chip.Model().messages + message, count);

@@ -16,8 +16,8 @@
 namespace {
 
 // Paths are always the rig's; everything else may be any text.
-std::string RunAnything(FuzzedDataProvider& input, Rig& rig, Bytes const& memory) {
-  constexpr char const* Words[] = {"/R",   "/W",  "/V",  "/E",  "/BS", "/DS",
+std::string RunAnything(FuzzedDataProvider& input, Rig& rig, const Bytes& memory) {
+  constexpr const char* Words[] = {"/R",   "/W",  "/V",  "/E",  "/BS", "/DS",
                                    "/RBI", "/RA", "/WA", "/VA", "/w",  ""};
   const std::string start = input.ConsumeRandomLengthString(600);
   Bytes content(start.begin(), start.end());
@@ -39,9 +39,9 @@ std::string RunAnything(FuzzedDataProvider& input, Rig& rig, Bytes const& memory
 }
 
 // The exit code of a run of brindlectl, and its results.
-std::pair<int, std::string> RunCtl(Rig& rig, std::vector<std::string> const& words) {
-  std::vector<char const*> argv = {"brindlectl"};
-  for (std::string const& word : words) argv.push_back(word.c_str());
+std::pair<int, std::string> RunCtl(Rig& rig, const std::vector<std::string>& words) {
+  std::vector<const char*> argv = {"brindlectl"};
+  for (const std::string& word : words) argv.push_back(word.c_str());
   std::istringstream input;
   std::ostringstream output, messages;
   const int code = RunCommandLine(static_cast<int>(argv.size()), argv.data(),
@@ -53,7 +53,7 @@ std::pair<int, std::string> RunCtl(Rig& rig, std::vector<std::string> const& wor
 std::string InspectAnything(FuzzedDataProvider& input, Rig& rig, Bytes content) {
   if (input.ConsumeBool()) content.resize(input.ConsumeIntegralInRange<std::size_t>(0, 70'000));
   const bool isImage = content.size() == ChipSize;
-  std::string const& image = rig.HostFile(content);
+  const std::string& image = rig.HostFile(content);
   const int problems = RunCtl(rig, {"list", "--json", image}).first;
   if (problems > 1 || RunCtl(rig, {"check", image}).first != problems) return "list or check";
   if (RunCtl(rig, {"diff", image, image}).first != (isImage ? 0 : 5)) return "diff";
@@ -72,7 +72,7 @@ std::string InspectAnything(FuzzedDataProvider& input, Rig& rig, Bytes content) 
 }
 
 // A journal that is not whole changes nothing, not even itself.
-std::string RecoverAnything(FuzzedDataProvider& input, Rig& rig, Bytes const& memory) {
+std::string RecoverAnything(FuzzedDataProvider& input, Rig& rig, const Bytes& memory) {
   const auto change = [&input](Bytes& bytes) {
     const std::string text = input.ConsumeRandomLengthString(200);
     const auto at = input.ConsumeIntegralInRange<std::size_t>(0, bytes.size() - text.size());
@@ -98,7 +98,7 @@ std::string RecoverAnything(FuzzedDataProvider& input, Rig& rig, Bytes const& me
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
   static Rig rig;
   FuzzedDataProvider input(data, size);
   const Catalogue::Random below = [&input](unsigned int limit) {

@@ -62,12 +62,12 @@ WRAP(ssize_t, read, int /*fd*/, void* buffer, size_t length) {
   return node.Answer('R', static_cast<long>(length), static_cast<long>(length));
 }
 
-WRAP(ssize_t, write, int /*fd*/, void const* buffer, size_t length) {
-  node.written.assign(static_cast<char const*>(buffer), length);
+WRAP(ssize_t, write, int /*fd*/, const void* buffer, size_t length) {
+  node.written.assign(static_cast<const char*>(buffer), length);
   return node.Answer('W', static_cast<long>(length), static_cast<long>(length));
 }
 
-WRAP(int, pthread_create, pthread_t* id, pthread_attr_t const* attributes, void* (*body)(void*),
+WRAP(int, pthread_create, pthread_t* id, const pthread_attr_t* attributes, void* (*body)(void*),
      void* argument) {
   if (createError != 0) return std::exchange(createError, 0);
   sched_param parameters{};
@@ -76,20 +76,20 @@ WRAP(int, pthread_create, pthread_t* id, pthread_attr_t const* attributes, void*
   return __real_pthread_create(id, attributes, body, argument);
 }
 
-WRAP(int, pthread_mutex_init, pthread_mutex_t* mutex, pthread_mutexattr_t const* attributes) {
+WRAP(int, pthread_mutex_init, pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
   return std::exchange(mutexFails, false) ? EAGAIN : __real_pthread_mutex_init(mutex, attributes);
 }
 
 namespace {
 
 unsigned char in[16];
-unsigned char const out[] = {1, 2, 3, 4};
+const unsigned char out[] = {1, 2, 3, 4};
 
 class BusTest : public testing::Test {
  protected:
   BusTest() { MakeBus(); }
 
-  void MakeBus(char const* path = "/dev/null") {
+  void MakeBus(const char* path = "/dev/null") {
     bus.reset();
     node = {};
     bus = std::make_shared<LinuxI2CMasterBus>(path);
@@ -103,7 +103,7 @@ class BusTest : public testing::Test {
 TEST_F(BusTest, MakesExactlyTheCallsOfItsAttempts) {
   using enum I2C::TransactionType;
   using Number = unsigned int;
-  std::tuple<I2C::TransactionType, Number, Number, Number, Answers, bool, char const*> const cases[] = {
+  const std::tuple<I2C::TransactionType, Number, Number, Number, Answers, bool, const char*> cases[] = {
       {Read, 16, 0, 0, {}, true, "S86 T0 R16 "},
       {Write, 0, 4, 0, {}, true, "S86 T0 W4 "},
       {WriteThenRead, 16, 2, 0, {}, true, "S86 T0 W2 R16 "},
@@ -120,7 +120,7 @@ TEST_F(BusTest, MakesExactlyTheCallsOfItsAttempts) {
       {ReadMem, 16, 2, 0, {}, false, "S86 T0 S86 T0 S86 T0 "},
       {WriteMem, 16, 2, 0, {}, false, "S86 T0 S86 T0 S86 T0 "},
   };
-  for (auto const& [type, readLength, writeLength, delay, answers, success, calls] : cases) {
+  for (const auto& [type, readLength, writeLength, delay, answers, success, calls] : cases) {
     SCOPED_TRACE(calls);
     MakeBus();
     node.answers = answers;

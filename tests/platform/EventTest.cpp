@@ -16,7 +16,7 @@ thread_local std::function<void()> beforeBroadcast = [] {};
 }  // namespace
 
 WRAP(int, pthread_cond_timedwait, pthread_cond_t* condition, pthread_mutex_t* mutex,
-     timespec const* deadline) {
+     const timespec* deadline) {
   return sleepError != 0 ? sleepError : __real_pthread_cond_timedwait(condition, mutex, deadline);
 }
 
@@ -57,10 +57,10 @@ TEST(Event, ConsumesWhatASuccessfulOrBrokenWaitAskedFor) {
       {0x5, [](Event& e) { return e.WaitAnd(0x3, 1); }, false, 0x4, EINVAL},
       {0x5, [](Event& e) { return e.Wait(Never, 1); }, false, 0, EINVAL},
   };
-  for (auto const& row : cases) {
+  for (const auto& row : cases) {
     SCOPED_TRACE(&row - cases);
     for (const bool autoReset : {true, false}) {
-      for (std::shared_ptr<Event> const& event :
+      for (const std::shared_ptr<Event>& event :
            {EventFactory::GetSharedEvent(autoReset), {EventFactory::GetUniqueEvent(autoReset)}}) {
         EXPECT_EQ(event->Signal(row.word), 0);
         EXPECT_EQ(event->Signal(0x40), 0);
@@ -81,7 +81,7 @@ TEST(Event, CutsMicrosecondsToMilliseconds) {
     using PosixEvent::WaitOr;
     Word WaitOr(Word /*flags*/, unsigned int timeout) override { return timeout; }
   } event(true);
-  for (auto const& [microseconds, milliseconds] : std::initializer_list<std::pair<long, unsigned int>>{
+  for (const auto& [microseconds, milliseconds] : std::initializer_list<std::pair<long, unsigned int>>{
            {2500, 2}, {999, 0}, {-2500, 0}, {-5000000000, 0}, {INT64_MAX, Event::NoTimeout}}) {
     EXPECT_EQ(event.WaitOr(0x9, std::chrono::microseconds(microseconds)), milliseconds);
   }

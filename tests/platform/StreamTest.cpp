@@ -32,13 +32,13 @@ TEST_F(FileStreamTest, IsAStreamNumberedThroughoutTheProcess) {
 
 TEST_F(FileStreamTest, CopiesWhatOneReadOfTheSourceGave) {
   directory.File("four", "1234");
-  const std::tuple<char const*, unsigned char, long, long, char const*> cases[] = {
+  const std::tuple<const char*, unsigned char, long, long, const char*> cases[] = {
       {"four", REPLACE, 10, 4, "1234"},
       {"four", REPLACE, 3, 3, "123"},
       {"four", REPLACE, -1, 0, ""},
       {"missing", REPLACE, 10, -2, ""},
       {"four", READ, 2, -4, "old"}};
-  for (auto const& [name, flags, count, result, written] : cases) {
+  for (const auto& [name, flags, count, result, written] : cases) {
     FileStream source(directory / name, READ);
     FileStream target(directory.File("target", "old"), flags);
     EXPECT_EQ(static_cast<Stream&>(target).Write(source, count), result);
@@ -67,10 +67,10 @@ TEST_F(FileStreamTest, ReportsWhatCannotBeReadOrWritten) {
 }
 
 TEST_F(FileStreamTest, OpensAsItsFlagsSay) {
-  const std::pair<unsigned char, char const*> cases[] = {
+  const std::pair<unsigned char, const char*> cases[] = {
       {REPLACE, "abc"},          {READ | WRITE, "abct"},           {READ | WRITE | 0x04, "keptabc"},
       {WRITE | 0x04, "keptabc"}, {READ | WRITE | 0x10, "keptabc"}, {READ | REPLACE | 0xE0, "abc"}};
-  for (auto const& [flags, content] : cases) {
+  for (const auto& [flags, content] : cases) {
     EXPECT_EQ(FileStream(directory.File("file", "kept"), flags).Write(buffer, 3), 3);
     EXPECT_EQ(ContentOf(directory / "file"), content) << int{flags};
   }
@@ -99,7 +99,7 @@ TEST(DirectoryLock, IsHeldByOneAtATime) {
 }
 
 TEST(ByteBuffer, MovesWhatFitsAndSaysHowMuch) {
-  unsigned char const bytes[] = {1, 2, 3, 4, 5, 6};
+  const unsigned char bytes[] = {1, 2, 3, 4, 5, 6};
   ByteBuffer source(4);
   ByteBuffer target(3);
   EXPECT_EQ(source.Write(bytes, 3), 3U);

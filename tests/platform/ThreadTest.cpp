@@ -17,7 +17,7 @@ int createError;  // what the next creation fails with, where it is not 0
 
 }  // namespace
 
-WRAP(int, pthread_create, pthread_t* id, pthread_attr_t const* attributes, void* (*body)(void*),
+WRAP(int, pthread_create, pthread_t* id, const pthread_attr_t* attributes, void* (*body)(void*),
      void* argument) {
   sched_param parameters{};
   pthread_attr_getschedparam(attributes, &parameters);
@@ -47,7 +47,7 @@ class ThreadTest : public testing::Test {
 TEST_F(ThreadTest, RunsOnceUntilAskedToStop) {
   EXPECT_EQ(thread->GetThreadEvent(), stop);
   EXPECT_FALSE(thread->IsRunning());
-  for (auto const& [error, name, result] : std::initializer_list<std::tuple<int, char const*, int>>{
+  for (const auto& [error, name, result] : std::initializer_list<std::tuple<int, const char*, int>>{
            {EAGAIN, "", EAGAIN}, {0, "sixteen letters.", ERANGE}, {0, "", 1}}) {
     createError = error;
     EXPECT_EQ(thread->StartThread(this, name), result);

@@ -26,7 +26,7 @@ constexpr char StartUpFailed[] = "a table that could not be read or extended at 
 constexpr char Deceived[] = "/RA, /VA and /RBI do not notice a shifted read";
 
 struct FaultKind {
-  char const* name;
+  const char* name;
   chip_fault_kind kind;
   unsigned int parameter;
 };
@@ -50,10 +50,10 @@ constexpr std::uint64_t LastOfListing = LastOfTable + 1 + 1024 + 1;
 // One command on one EEPROM, and what its runs may come to.
 class Case {
  public:
-  Case(Rig& theRig, Bytes const& contents, Command const& theCommand)
+  Case(Rig& theRig, const Bytes& contents, const Command& theCommand)
       : rig(theRig), old(contents), before(old), command(theCommand) {
     EXPECT_EQ(RunAndJudge(rig, old, command), "") << command.Name();
-    for (auto const& message : rig.bus->messages) {
+    for (const auto& message : rig.bus->messages) {
       isWrite.push_back(!message.isRead && message.bytes.size() > 2);
     }
     rig.Load(old);
@@ -70,7 +70,7 @@ class Case {
   }
 
   // Returns how the run ended: as without the fault, with an exception, or else what is wrong.
-  [[nodiscard]] char const* Judge(Outcome const& outcome, chip_fault const& fault) const {
+  [[nodiscard]] const char* Judge(const Outcome& outcome, const chip_fault& fault) const {
     if (!outcome.IsOrderly()) return "not orderly";
     if (rig.CameTo(measure, outcome)) return AsPromised;
     const bool ends = fault.count != ForEver;
@@ -92,7 +92,7 @@ class Case {
  private:
   // The table may count as empty then, or an unlisted peripheral configuration file as unlisted, whose end
   // nobody knows.
-  [[nodiscard]] bool KeepsToWhatItKnows(Outcome const& outcome) const {
+  [[nodiscard]] bool KeepsToWhatItKnows(const Outcome& outcome) const {
     if (command.Is("/W") && outcome.exit == 0) {
       const bool isReadBack = !command.host.empty() && command.host.size() != 0x4000 - 2;
       const auto stored = StoreModel(rig.Memory()).contents[command.file];
@@ -108,7 +108,7 @@ class Case {
     return isTrue && HoldsNothingElse(rig, old, measure.memory);
   }
 
-  [[nodiscard]] char const* JudgeSuccess(Outcome const& outcome, chip_fault const& fault) const {
+  [[nodiscard]] const char* JudgeSuccess(const Outcome& outcome, const chip_fault& fault) const {
     const bool isUnguarded = command.Is("/RA") || command.Is("/VA") || command.Is("/RBI");
     if (isUnguarded && (rig.Holds(measure.memory) || rig.Holds(old))) {
       const bool mayBeShifted =
@@ -135,9 +135,9 @@ class Case {
   }
 
   Rig& rig;
-  Bytes const& old;
+  const Bytes& old;
   const StoreModel before;
-  Command const& command;
+  const Command& command;
   Expectation measure;
   std::vector<bool> isWrite;  // by message
 };
@@ -147,18 +147,18 @@ constexpr unsigned int Shares = 4;
 // One of the equal shares into which the faults are dealt.
 class FaultSweep : public testing::TestWithParam<unsigned int> {
  protected:
-  void Sweep(Catalogue::Contents const& contents, Command const& command) {
+  void Sweep(const Catalogue::Contents& contents, const Command& command) {
     const Case judge(rig, contents.memory, command);
     const bool isShared = contents.name == "Erased" || contents.name == "ThreeFiles";
     const bool isListing =
         contents.name == "ListedAtStart" && (command.host.size() == 420 || command.file == 0);
     if (judge.Messages() > 400 && !isShared && !isListing) return;
-    for (FaultKind const& kind : FaultKinds) {
+    for (const FaultKind& kind : FaultKinds) {
       for (const std::uint64_t repetitions : Repetitions) {
         for (std::uint64_t index = 1; index <= judge.Messages(); ++index) {
           if (!judge.Tries(index) || ++faults % (Shares * Catalogue::Stride()) != GetParam()) continue;
           rig.Load(contents.memory);
-          chip_fault const& fault = rig.chip.Add(kind.kind, index, repetitions, kind.parameter);
+          const chip_fault& fault = rig.chip.Add(kind.kind, index, repetitions, kind.parameter);
           const Outcome outcome = rig.Run(command);
           if (fault.met == 0) continue;
           ++runs;
@@ -181,9 +181,9 @@ class FaultSweep : public testing::TestWithParam<unsigned int> {
 };
 
 TEST_P(FaultSweep, CommandsDoAsPromisedOrFailAndSpareTheRest) {
-  for (Catalogue::Contents const& contents : Catalogue::Eeproms()) {
-    for (auto const* commands : {&Catalogue::Reading(), &Catalogue::Writing()}) {
-      for (Command const& command : *commands) {
+  for (const Catalogue::Contents& contents : Catalogue::Eeproms()) {
+    for (const auto* commands : {&Catalogue::Reading(), &Catalogue::Writing()}) {
+      for (const Command& command : *commands) {
         Sweep(contents, command);
         if (HasFatalFailure()) return;
       }
@@ -191,7 +191,7 @@ TEST_P(FaultSweep, CommandsDoAsPromisedOrFailAndSpareTheRest) {
   }
   std::cout << runs << " runs with a fault\n";
   EXPECT_GE(runs, 200'000 / Shares / Catalogue::Stride());
-  for (auto const& [ending, count] : endings) {
+  for (const auto& [ending, count] : endings) {
     std::cout << count << ": " << ending << '\n';
     EXPECT_TRUE(count > 0 || Catalogue::Stride() > 1) << ending;
   }

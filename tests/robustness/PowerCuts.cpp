@@ -17,10 +17,10 @@ constexpr unsigned int Shares = 4;
 class PowerCuts : public testing::TestWithParam<unsigned int> {
  protected:
   // Cuts a run of `command` that would have come to `done`; false when it ends without reaching that page.
-  bool CutAt(Bytes const& memory, Command const& command, std::uint64_t page, chip_fault const& cut,
-             Bytes const& done) {
+  bool CutAt(const Bytes& memory, const Command& command, std::uint64_t page, const chip_fault& cut,
+             const Bytes& done) {
     rig.Load(memory);
-    chip_fault const& fault = rig.chip.Add(cut.kind, page, 1, cut.parameter);
+    const chip_fault& fault = rig.chip.Add(cut.kind, page, 1, cut.parameter);
     EXPECT_TRUE(rig.Run(command).IsOrderly());
     const bool met = fault.met != 0;
     rig.PowerOn();
@@ -29,7 +29,7 @@ class PowerCuts : public testing::TestWithParam<unsigned int> {
   }
 
   // Empty when the command, repeated on what the chip holds, completes what it did on whole contents.
-  std::string Repeat(Command const& command, StoreModel const& whole) {
+  std::string Repeat(const Command& command, const StoreModel& whole) {
     const std::string complaint = RunAndJudge(rig, rig.Memory(), command);
     if (!complaint.empty()) return complaint;
     const unsigned int file = command.file;
@@ -39,12 +39,12 @@ class PowerCuts : public testing::TestWithParam<unsigned int> {
   }
 
   // What must hold once the power went during `command`.
-  std::string Check(Bytes const& contents, Command const& command, StoreModel const& whole) {
+  std::string Check(const Bytes& contents, const Command& command, const StoreModel& whole) {
     const Bytes torn = rig.Memory();
     std::vector<Command> next = {shortOnes[cuts % shortOnes.size()]};
     if (cuts % 256 == 0) next = {{.word = "/RA"}, {.word = "/E"}, {.word = "/WA", .host = contents}};
     next.push_back({.word = "/R", .file = static_cast<unsigned int>(cuts % Files)});
-    for (Command const& each : next) {
+    for (const Command& each : next) {
       const std::string complaint = RunAndJudge(rig, torn, each);
       if (!complaint.empty()) return complaint + ": " + each.Name() + " afterwards";
     }
@@ -58,7 +58,7 @@ class PowerCuts : public testing::TestWithParam<unsigned int> {
     return Repeat(command, whole);
   }
 
-  void CutEverywhere(Catalogue::Contents const& contents, Command const& command) {
+  void CutEverywhere(const Catalogue::Contents& contents, const Command& command) {
     ASSERT_EQ(RunAndJudge(rig, contents.memory, command), "") << command.Name() << " on " << contents.name;
     const StoreModel whole(rig.Memory());
     const std::uint64_t pages = rig.chip.Model().page_writes;
@@ -85,20 +85,20 @@ class PowerCuts : public testing::TestWithParam<unsigned int> {
     std::erase_if(commands, IsLong);
     return commands;
   }
-  static bool IsLong(Command const& command) {
+  static bool IsLong(const Command& command) {
     return command.host.size() > 700 || command.Is("/RA") || command.Is("/E") || command.Is("/WA");
   }
 
   Rig rig;
-  std::vector<chip_fault> const& forms = Catalogue::PowerCuts();
+  const std::vector<chip_fault>& forms = Catalogue::PowerCuts();
   const std::vector<Command> shortOnes = ShortOnes();
   unsigned long cuts = 0;
 };
 
 TEST_P(PowerCuts, CostNoMoreThanWhatIsWrittenAndAreRepairedByRepeating) {
   unsigned int number = 0;
-  for (Catalogue::Contents const& contents : Catalogue::Eeproms()) {
-    for (Command const& command : Catalogue::Writing()) {
+  for (const Catalogue::Contents& contents : Catalogue::Eeproms()) {
+    for (const Command& command : Catalogue::Writing()) {
       const bool isTried = !IsLong(command) || (contents.name == "ThreeFiles" && !command.Is("/W"));
       if (isTried && number++ % Shares == GetParam()) CutEverywhere(contents, command);
       if (HasFatalFailure()) return;

@@ -13,7 +13,7 @@ namespace {
 class Sequences : public testing::Test {
  protected:
   // Runs one more command on what the chip holds.
-  [[nodiscard]] bool Step(Bytes const& contents, Command const& command) {
+  [[nodiscard]] bool Step(const Bytes& contents, const Command& command) {
     const std::string complaint = RunAndJudge(rig, contents, command);
     history.push_back(command.Name());
     if (!complaint.empty()) {
@@ -25,7 +25,7 @@ class Sequences : public testing::Test {
   }
 
   const unsigned long seed = [] {
-    char const* const wanted = std::getenv("BRINDLE_TEST_SEED");
+    const char* const wanted = std::getenv("BRINDLE_TEST_SEED");
     return wanted != nullptr ? std::strtoul(wanted, nullptr, 0) : std::random_device()();
   }();
   std::mt19937 random{static_cast<std::mt19937::result_type>(seed)};
@@ -38,16 +38,16 @@ class Sequences : public testing::Test {
 
 TEST_F(Sequences, OfThreeGoAsTheModelSays) {
   unsigned long sequences = 0;
-  auto const& commands = Catalogue::Writing();
-  for (Command const& first : commands) {
+  const auto& commands = Catalogue::Writing();
+  for (const Command& first : commands) {
     history.clear();
     ASSERT_TRUE(Step(Bytes(ChipSize, 0xFF), first));
     const Bytes one = rig.Memory();
-    for (Command const& second : commands) {
+    for (const Command& second : commands) {
       history.resize(1);
       ASSERT_TRUE(Step(one, second));
       const Bytes two = rig.Memory();
-      for (Command const& third : commands) {
+      for (const Command& third : commands) {
         history.resize(2);
         if (++sequences % Catalogue::Stride() != 0) continue;
         ASSERT_TRUE(Step(two, third));

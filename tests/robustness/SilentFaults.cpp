@@ -9,21 +9,21 @@
 namespace {
 
 struct SilentFault {
-  char const* name;
+  const char* name;
   chip_fault_kind kind;
   std::vector<unsigned int> parameters;
 };
 
 // A flip of a bit in the first bytes of a message (of a write its address) and in a later one.
-SilentFault const Faults[] = {{"a bit flipped on the wire", CHIP_FAULT_FLIP, {0, 13, 18, 90}},
+const SilentFault Faults[] = {{"a bit flipped on the wire", CHIP_FAULT_FLIP, {0, 13, 18, 90}},
                               {"a write acknowledged and dropped", CHIP_FAULT_DROP, {0}},
                               {"an address counter that stands still", CHIP_FAULT_STUCK, {0}},
                               {"a foreign transfer in between", CHIP_FAULT_FOREIGN, {0x2345}},
                               {"a read refused after the counter moved", CHIP_FAULT_REFUSE_LATE, {0}}};
 
 // How the runs that came to something else than one without the fault ended.
-char const* Answer(Rig& rig, Command const& command, SilentFault const& fault) {
-  Bytes const& contents = Catalogue::ThreeFiles().memory;
+const char* Answer(Rig& rig, const Command& command, const SilentFault& fault) {
+  const Bytes& contents = Catalogue::ThreeFiles().memory;
   const Expectation normal = StoreModel(contents).Expect(command).value();
   rig.Load(contents);
   rig.Run(command);
@@ -57,11 +57,11 @@ TEST(SilentFaults, AreNoticedAsTheDocumentSays) {
   Rig rig;
   const std::string document = ContentOf(RELIABILITY_DOCUMENT);
   std::string row = "| fault |";
-  for (Command const& command : commands) row += " " + command.word + " |";
+  for (const Command& command : commands) row += " " + command.word + " |";
   EXPECT_THAT(document, testing::HasSubstr(row + "\n"));
-  for (SilentFault const& fault : Faults) {
+  for (const SilentFault& fault : Faults) {
     row = std::string("| ") + fault.name + " |";
-    for (Command const& command : commands) row += std::string(" ") + Answer(rig, command, fault) + " |";
+    for (const Command& command : commands) row += std::string(" ") + Answer(rig, command, fault) + " |";
     EXPECT_THAT(document, testing::HasSubstr(row + "\n"));
   }
 }

@@ -17,7 +17,7 @@ Bytes WithoutErasedBytes(Bytes data) {
   return data;
 }
 
-Bytes Unlisted(Bytes const& data) {
+Bytes Unlisted(const Bytes& data) {
   const Bytes image = StoreModel::Image(data);
   Bytes memory(ChipSize, 0xFF);
   std::copy(image.begin(), image.end(), memory.begin() + FileArea);
@@ -52,13 +52,13 @@ Command Write(unsigned int file, std::size_t length, unsigned int seed) {
   return {.word = "/W", .file = file, .host = Data(length, seed)};
 }
 
-Bytes After(std::vector<Command> const& commands) {
+Bytes After(const std::vector<Command>& commands) {
   Bytes memory(ChipSize, 0xFF);
-  for (Command const& command : commands) memory = StoreModel(memory).Expect(command).value().memory;
+  for (const Command& command : commands) memory = StoreModel(memory).Expect(command).value().memory;
   return memory;
 }
 
-std::vector<Contents> const& Eeproms() {
+const std::vector<Contents>& Eeproms() {
   static const std::vector<Contents> eeproms = [] {
     const Bytes threeFiles = After({Write(0, 300, 1), Write(1, 200, 2), Write(2, 100, 3)});
     Bytes damaged = threeFiles;
@@ -78,11 +78,11 @@ std::vector<Contents> const& Eeproms() {
   return eeproms;
 }
 
-Contents const& ThreeFiles() {
+const Contents& ThreeFiles() {
   return Eeproms()[3];
 }
 
-std::vector<Command> const& Reading() {
+const std::vector<Command>& Reading() {
   static const std::vector<Command> commands = {{.word = "/R", .file = 0},
                                                 {.word = "/R", .file = 2},
                                                 {.word = "/V", .file = 0, .host = Data(300, 1)},
@@ -93,7 +93,7 @@ std::vector<Command> const& Reading() {
   return commands;
 }
 
-std::vector<Command> const& Writing() {
+const std::vector<Command>& Writing() {
   static const std::vector<Command> commands = [] {
     std::vector<Command> all = {{.word = "/BS", .value = "300"},
                                 {.word = "/DS", .value = "1"},
@@ -112,7 +112,7 @@ std::vector<Command> const& Writing() {
   return commands;
 }
 
-std::vector<chip_fault> const& PowerCuts() {
+const std::vector<chip_fault>& PowerCuts() {
   static const std::vector<chip_fault> cuts = [] {
     constexpr unsigned int PageSize = 64;
     std::vector<chip_fault> all = {{CHIP_FAULT_POWER_NOTHING, 1, 1, 0, 0}};
@@ -129,7 +129,7 @@ std::vector<chip_fault> const& PowerCuts() {
   return cuts;
 }
 
-void MakeReadable(Bytes& memory, Entry const& entry) {
+void MakeReadable(Bytes& memory, const Entry& entry) {
   const auto at = [&](unsigned int i) -> unsigned char& { return memory[(entry.address + i) % ChipSize]; };
   Bytes data;
   for (unsigned int i = 2; i < entry.size; ++i) data.push_back(at(i));
@@ -138,7 +138,7 @@ void MakeReadable(Bytes& memory, Entry const& entry) {
   at(1) = image[1];
 }
 
-Bytes AnyMemory(Random const& below) {
+Bytes AnyMemory(const Random& below) {
   constexpr unsigned int Addresses[] = {0,      3,      4,      5,      8,      0x20,   0x40,   0x40,
                                         0x80,   0xC0,   0x141,  0x4040, 0x4100, 0x7000, 0x7FF0, 0x8008,
                                         0x8100, 0xBFC0, 0xFF40, 0xFFA0, 0xFFC0, 0xFFFE, 0xFFFF, 0xFFFF};
@@ -159,13 +159,13 @@ Bytes AnyMemory(Random const& below) {
     table[file] = entry;
   }
   StoreModel::PutTable(memory, table);
-  for (Entry const& entry : StoreModel(memory).table) {
+  for (const Entry& entry : StoreModel(memory).table) {
     if (entry.size >= 3 && entry.size <= ChipSize && below(4) != 0) MakeReadable(memory, entry);
   }
   return memory;
 }
 
-Command AnyCommand(Random const& below, Bytes const& memory) {
+Command AnyCommand(const Random& below, const Bytes& memory) {
   const unsigned int number = below(40);
   if (number < Reading().size()) return Reading()[number];
   if (number < Reading().size() + 7) return Writing()[number - Reading().size()];

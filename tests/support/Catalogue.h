@@ -21,34 +21,34 @@ Bytes Data(std::size_t length, unsigned int seed);
 Command Write(unsigned int file, std::size_t length, unsigned int seed = 0);
 
 // An erased chip after these commands.
-Bytes After(std::vector<Command> const& commands);
+Bytes After(const std::vector<Command>& commands);
 
 // Erased; one, two, three files; files out of order; a damaged file; a peripheral configuration file that
 // start-up lists; one that it recognises and has no need to list; a full chip.
-std::vector<Contents> const& Eeproms();
-Contents const& ThreeFiles();
+const std::vector<Contents>& Eeproms();
+const Contents& ThreeFiles();
 
 // Gives the image of this entry the right checksum.
-void MakeReadable(Bytes& memory, Entry const& entry);
+void MakeReadable(Bytes& memory, const Entry& entry);
 
 // Commands that only read, and commands that write.
-std::vector<Command> const& Reading();
-std::vector<Command> const& Writing();
+const std::vector<Command>& Reading();
+const std::vector<Command>& Writing();
 
 // The ways in which the power may go during a page write: nothing of the page is stored, or its first n
 // bytes, or some of its whole groups of four.
-std::vector<chip_fault> const& PowerCuts();
+const std::vector<chip_fault>& PowerCuts();
 
 // Returns a number below its argument.
 using Random = std::function<unsigned int(unsigned int)>;
 
 // Contents with any table, most often one with entries near the places where files are. Most entries get a
 // correct checksum, since only readable files can be lost.
-Bytes AnyMemory(Random const& below);
+Bytes AnyMemory(const Random& below);
 
 // Any command; a write has often the size of an entry, or reaches just to the end of the chip or one byte
 // beyond.
-Command AnyCommand(Random const& below, Bytes const& memory);
+Command AnyCommand(const Random& below, const Bytes& memory);
 
 // Only every so many-th case is run: 1 but under a sanitizer or an emulated processor, where the loops are
 // many times slower.

@@ -11,7 +11,7 @@ namespace {
 
 constexpr int NoChip = -6;  // -ENXIO
 
-[[noreturn]] void Abort(char const* what) {
+[[noreturn]] void Abort(const char* what) {
   std::fprintf(stderr, "%s\n", what);
   std::abort();
 }
@@ -56,7 +56,7 @@ bool ChipBus::Send(unsigned short slave, Byte* buffer, unsigned int length) {
   onMessage();
   const std::span bytes(buffer, length);
   const auto chip =
-      std::find_if(chips.begin(), chips.end(), [slave](auto const* each) { return each->AnswersAt(slave); });
+      std::find_if(chips.begin(), chips.end(), [slave](const auto* each) { return each->AnswersAt(slave); });
   int moved = NoChip;
   if (chip != chips.end()) {
     if constexpr (IsRead) {

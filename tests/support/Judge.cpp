@@ -7,9 +7,9 @@ namespace {
 constexpr Entry Reserved = {0x40, 0x4000};
 
 // No value where the file is in order.
-std::string CheckPlace(StoreModel const& before, StoreModel const& after, unsigned int file,
-                       Command const& write) {
-  Entry const& entry = after.table[file];
+std::string CheckPlace(const StoreModel& before, const StoreModel& after, unsigned int file,
+                       const Command& write) {
+  const Entry& entry = after.table[file];
   if (entry == before.table[file] && file != write.file) return "";
   if (entry.address < 0x40 || entry.address + entry.size > ChipSize) return "is outside of the file area";
   if (entry.address != before.table[file].address && entry.address % 64 != 0) return "is not aligned";
@@ -19,7 +19,7 @@ std::string CheckPlace(StoreModel const& before, StoreModel const& after, unsign
         entry.Overlaps(after.table[other])) {
       return "overlaps another";
     }
-    Entry const& old = before.table[other];
+    const Entry& old = before.table[other];
     const unsigned int next = (old.address + old.size + 63) % 0x10000;
     leadsThere = leadsThere || (other != 0 && old.HasPlace() && std::min(old.address, next) < 0x4040);
   }
@@ -27,15 +27,15 @@ std::string CheckPlace(StoreModel const& before, StoreModel const& after, unsign
   return inReserve && !leadsThere ? "is in the place that is reserved for file 1" : "";
 }
 
-std::string CheckChoice(Rig const& rig, StoreModel const& before, Command const& write,
-                        Outcome const& outcome) {
+std::string CheckChoice(const Rig& rig, const StoreModel& before, const Command& write,
+                        const Outcome& outcome) {
   if (outcome.exit != 0) {
     if (!rig.Holds(before.memory)) return "a refused write changed the chip";
     return before.HasAmpleRoom(write) ? "a write was refused that has ample room" : "";
   }
   const StoreModel after(rig.Memory());
   for (unsigned int file = 0; file < Files; ++file) {
-    auto const& wanted = file == write.file ? std::optional(write.host) : before.contents[file];
+    const auto& wanted = file == write.file ? std::optional(write.host) : before.contents[file];
     const bool isStored = !wanted || wanted->empty() || after.contents[file] == wanted;
     const std::string complaint = isStored ? CheckPlace(before, after, file, write) : "is lost";
     if (!complaint.empty()) return "file " + std::to_string(file + 1) + " " + complaint;
@@ -44,10 +44,10 @@ std::string CheckChoice(Rig const& rig, StoreModel const& before, Command const&
 }
 
 // The new image is written first, and the table once and last.
-bool WritesInOrder(Rig const& rig, Bytes const& contents, StoreModel const& before, Command const& write) {
+bool WritesInOrder(const Rig& rig, const Bytes& contents, const StoreModel& before, const Command& write) {
   constexpr unsigned int TableAddress = 4;
   std::vector<unsigned int> addresses;
-  for (auto const& message : rig.bus->messages) {
+  for (const auto& message : rig.bus->messages) {
     const bool isWrite = !message.isRead && message.bytes.size() > 2;
     if (isWrite) addresses.push_back(256U * message.bytes[0] + message.bytes[1]);
   }
@@ -61,7 +61,7 @@ bool WritesInOrder(Rig const& rig, Bytes const& contents, StoreModel const& befo
 
 }  // namespace
 
-std::string RunAndJudge(Rig& rig, Bytes const& contents, Command const& command) {
+std::string RunAndJudge(Rig& rig, const Bytes& contents, const Command& command) {
   rig.Load(contents);
   rig.bus->messages.clear();
   rig.bus->records = true;
@@ -79,7 +79,7 @@ std::string RunAndJudge(Rig& rig, Bytes const& contents, Command const& command)
   return WritesInOrder(rig, contents, before, command) ? "" : "the images are written in the wrong order";
 }
 
-bool HoldsNothingElse(Rig const& rig, Bytes const& contents, Bytes const& done) {
+bool HoldsNothingElse(const Rig& rig, const Bytes& contents, const Bytes& done) {
   const Bytes started = StoreModel(contents).memory;
   const auto now = rig.chip.Memory();
   for (std::size_t i = 0; i < now.size(); ++i) {

@@ -17,7 +17,7 @@ Rig::Rig(unsigned int attempts, chip_kind kind, unsigned short slave)
     : chip(kind, slave),
       bus(std::make_shared<ChipBus>(std::initializer_list<EmulatedChip*>{&chip, &goldcrest}, attempts)) {}
 
-void Rig::Load(Bytes const& contents) {
+void Rig::Load(const Bytes& contents) {
   std::copy(contents.begin(), contents.end(), chip.Memory().begin());
   chip_model_init(&chip.Model(), chip.Model().kind, chip.Memory().data(), chip.Model().slave);
   constexpr std::uint64_t MessageTime = 100'000;  // ns; some bytes on a bus of 100 kHz
@@ -29,21 +29,21 @@ void Rig::PowerOn() {
   chip_model_power_on(&chip.Model());
 }
 
-bool Rig::Holds(Bytes const& contents) const {
+bool Rig::Holds(const Bytes& contents) const {
   return std::equal(contents.begin(), contents.end(), chip.Memory().begin(), chip.Memory().end());
 }
 
-bool Rig::CameTo(Expectation const& expected, Outcome const& outcome) const {
+bool Rig::CameTo(const Expectation& expected, const Outcome& outcome) const {
   return outcome.exit == expected.exit && outcome.host == expected.host && Holds(expected.memory);
 }
 
-std::string const& Rig::HostFile(Bytes const& content) {
+const std::string& Rig::HostFile(const Bytes& content) {
   if (content != inputContent) host.File("in", {content.begin(), content.end()});
   inputContent = content;
   return input;
 }
 
-Outcome Rig::Run(Command const& command) {
+Outcome Rig::Run(const Command& command) {
   std::vector<std::string> words = {command.word};
   if (command.NamesFile()) words.push_back(std::to_string(command.file + 1));
   if (!command.value.empty()) {
@@ -54,9 +54,9 @@ Outcome Rig::Run(Command const& command) {
   return Run(words);
 }
 
-Outcome Rig::Run(std::vector<std::string> const& words) {
-  std::vector<char const*> argv = {"Brindle"};
-  for (std::string const& word : words) argv.push_back(word.c_str());
+Outcome Rig::Run(const std::vector<std::string>& words) {
+  std::vector<const char*> argv = {"Brindle"};
+  for (const std::string& word : words) argv.push_back(word.c_str());
   unlink(output.c_str());
   std::ostringstream console;
   const int exit = FrontEnd(static_cast<int>(argv.size()), argv.data(), console, [this] { return bus; });

@@ -31,20 +31,20 @@ struct Rig {
 
   // A chip that has just got power, with these contents, without faults, its counts at 0. From now on
   // messages take time, so that a chip that was left busy answers again.
-  void Load(Bytes const& contents);
+  void Load(const Bytes& contents);
   // Power returns to the chip as it is.
   void PowerOn();
 
   // Runs words after the program's name, or a command with the host files `input` and `output`.
-  Outcome Run(std::vector<std::string> const& words);
-  Outcome Run(Command const& command);
+  Outcome Run(const std::vector<std::string>& words);
+  Outcome Run(const Command& command);
   // Makes `content` the content of `input`.
-  std::string const& HostFile(Bytes const& content);
+  const std::string& HostFile(const Bytes& content);
 
   [[nodiscard]] Bytes Memory() const { return {chip.Memory().begin(), chip.Memory().end()}; }
-  [[nodiscard]] bool Holds(Bytes const& contents) const;
+  [[nodiscard]] bool Holds(const Bytes& contents) const;
   // Whether a run that ended so, and left the chip as it is, came to this.
-  [[nodiscard]] bool CameTo(Expectation const& expected, Outcome const& outcome) const;
+  [[nodiscard]] bool CameTo(const Expectation& expected, const Outcome& outcome) const;
 
   EmulatedChip chip;
   EmulatedChip goldcrest{CHIP_CAT24C256, 0x52};

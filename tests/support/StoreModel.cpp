@@ -28,15 +28,15 @@ unsigned int RoundedUp(std::size_t address) {
 }
 
 // The end of the file with the highest address.
-unsigned int FollowingStart(std::span<Entry const> table) {
+unsigned int FollowingStart(std::span<const Entry> table) {
   Entry highest = {0, FileArea};
-  for (Entry const& entry : table) {
+  for (const Entry& entry : table) {
     if (entry.HasPlace() && entry.address > highest.address) highest = entry;
   }
   return RoundedUp(highest.address + highest.size) % 65536;
 }
 
-Bytes InformationText(Bytes const& memory) {
+Bytes InformationText(const Bytes& memory) {
   std::string text;
   for (unsigned int i = 0; i < 64; ++i) {
     char digits[3];
@@ -55,14 +55,14 @@ std::string Command::Name() const {
   return name;
 }
 
-bool Entry::Overlaps(Entry const& other) const {
+bool Entry::Overlaps(const Entry& other) const {
   const std::size_t distance = (other.address + 2 * ChipSize - address) % ChipSize;
   return size != 0 && other.size != 0 && (distance < size || ChipSize - distance < other.size);
 }
 
 StoreModel::StoreModel(Bytes chipMemory) : memory(std::move(chipMemory)), table() {
   for (unsigned int i = 0; i < Files; ++i) {
-    unsigned char const* const raw = &memory[TablePlace.address + 4 * i];
+    const unsigned char* const raw = &memory[TablePlace.address + 4 * i];
     table[i] = {raw[0] + 256U * raw[1], raw[2] + 256U * raw[3]};
   }
   const bool halfListed = table[0].address == FileArea && table[0].IsTorn();
@@ -78,13 +78,13 @@ StoreModel::StoreModel(Bytes chipMemory) : memory(std::move(chipMemory)), table(
   for (unsigned int i = 0; i < Files; ++i) contents[i] = Content(table[i]);
 }
 
-unsigned int StoreModel::Checksum(std::span<unsigned char const> data, unsigned int before) {
+unsigned int StoreModel::Checksum(std::span<const unsigned char> data, unsigned int before) {
   unsigned int sum = before ^ 0xFFFF;
   for (const unsigned int byte : data) sum = sum >> 8 ^ Remainders[(sum ^ byte) % 256];
   return sum ^ 0xFFFF;
 }
 
-Bytes StoreModel::Image(Bytes const& data) {
+Bytes StoreModel::Image(const Bytes& data) {
   const unsigned int sum = Checksum(data);
   Bytes image(2 + data.size());
   image[0] = static_cast<unsigned char>(sum);
@@ -93,7 +93,7 @@ Bytes StoreModel::Image(Bytes const& data) {
   return image;
 }
 
-std::optional<Bytes> StoreModel::Content(Entry const& entry) const {
+std::optional<Bytes> StoreModel::Content(const Entry& entry) const {
   if (!entry.HasPlace() || entry.size < 3 || entry.size == 0xFFFF) return std::nullopt;
   Bytes image(entry.size);
   for (unsigned int i = 0; i < entry.size; ++i) image[i] = memory[(entry.address + i) % ChipSize];
@@ -101,16 +101,16 @@ std::optional<Bytes> StoreModel::Content(Entry const& entry) const {
   return image == Image(data) ? std::optional(data) : std::nullopt;
 }
 
-void StoreModel::PutTable(Bytes& memory, Table const& table) {
+void StoreModel::PutTable(Bytes& memory, const Table& table) {
   auto to = memory.begin() + TablePlace.address;
-  for (auto const& [address, size] : table) {
+  for (const auto& [address, size] : table) {
     for (const unsigned int value : {address, address >> 8, size, size >> 8}) {
       *to++ = static_cast<unsigned char>(value);
     }
   }
 }
 
-std::optional<Expectation> StoreModel::ExpectWrite(Command const& command) const {
+std::optional<Expectation> StoreModel::ExpectWrite(const Command& command) const {
   const unsigned int file = command.file;
   const Entry old = table[file];
   std::vector<std::pair<unsigned int, Bytes>> images = {{file, Image(command.host)}};
@@ -122,7 +122,7 @@ std::optional<Expectation> StoreModel::ExpectWrite(Command const& command) const
     after[other] = {};
   }
   Expectation expected{.memory = memory};
-  for (auto const& [placed, image] : images) {
+  for (const auto& [placed, image] : images) {
     const unsigned int start = after[placed].HasPlace() ? after[placed].address : FollowingStart(after);
     after[placed] = {start, static_cast<unsigned int>(image.size())};
     if (start < FileArea || start + image.size() > ChipSize) return std::nullopt;
@@ -130,7 +130,7 @@ std::optional<Expectation> StoreModel::ExpectWrite(Command const& command) const
   }
   for (unsigned int other = 0; other < Files; ++other) {
     if (other != file && !contents[other]) continue;
-    for (auto const& [placed, image] : images) {
+    for (const auto& [placed, image] : images) {
       if (placed != other && after[placed].Overlaps(after[other])) return std::nullopt;
     }
     if (!keepsSize && TablePlace.Overlaps(after[other])) return std::nullopt;
@@ -139,11 +139,11 @@ std::optional<Expectation> StoreModel::ExpectWrite(Command const& command) const
   return expected;
 }
 
-bool StoreModel::HasAmpleRoom(Command const& write) const {
+bool StoreModel::HasAmpleRoom(const Command& write) const {
   std::size_t end = FileArea;
   std::size_t needed = RoundedUp(write.host.size() + 2);
   for (unsigned int file = 0; file < Files; ++file) {
-    Entry const& entry = table[file];
+    const Entry& entry = table[file];
     if (!entry.HasPlace() || entry.IsTorn()) continue;
     if (entry.address < FileArea || entry.address + entry.size > ChipSize) return false;
     end = std::max<std::size_t>(end, entry.address + entry.size);
@@ -152,10 +152,10 @@ bool StoreModel::HasAmpleRoom(Command const& write) const {
   return RoundedUp(end) + needed <= ChipSize;
 }
 
-std::optional<Expectation> StoreModel::Expect(Command const& command) const {
+std::optional<Expectation> StoreModel::Expect(const Command& command) const {
   if (command.Is("/W")) return ExpectWrite(command);
   Expectation expected{.memory = memory};
-  const auto put = [&](std::size_t start, Bytes const& bytes) {
+  const auto put = [&](std::size_t start, const Bytes& bytes) {
     std::copy(bytes.begin(), bytes.end(), expected.memory.begin() + static_cast<long>(start));
   };
   const auto number = static_cast<unsigned int>(std::strtoul(command.value.c_str(), nullptr, 10));

@@ -20,7 +20,7 @@ struct Command {
   Bytes host = {};         // content of the host file, for the commands that read one
   std::string value = {};  // of /BS and /DS
 
-  [[nodiscard]] bool Is(char const* other) const { return word == other; }
+  [[nodiscard]] bool Is(const char* other) const { return word == other; }
   [[nodiscard]] bool NamesFile() const { return Is("/R") || Is("/W") || Is("/V"); }
   [[nodiscard]] bool MakesHostFile() const { return Is("/R") || Is("/RA") || Is("/RBI"); }
   [[nodiscard]] std::string Name() const;  // for messages
@@ -33,8 +33,8 @@ struct Entry {
   [[nodiscard]] bool HasPlace() const { return address >= 4 && address != 0xFFFF; }
   // The power went before the last byte was written: no image is that long.
   [[nodiscard]] bool IsTorn() const { return HasPlace() && size >= 0xFF00; }
-  [[nodiscard]] bool Overlaps(Entry const& other) const;  // in the chip, whose addresses wrap
-  bool operator==(Entry const&) const = default;
+  [[nodiscard]] bool Overlaps(const Entry& other) const;  // in the chip, whose addresses wrap
+  bool operator==(const Entry&) const = default;
 };
 
 struct Expectation {
@@ -50,22 +50,22 @@ class StoreModel {
   explicit StoreModel(Bytes chipMemory);
 
   // No value where a write in the usual place does not fit or would overwrite another readable file.
-  [[nodiscard]] std::optional<Expectation> Expect(Command const& command) const;
+  [[nodiscard]] std::optional<Expectation> Expect(const Command& command) const;
 
   // Whether a write has so much room that it may not be refused: after all images that have a place there is
   // enough for the new image and all readable ones.
-  [[nodiscard]] bool HasAmpleRoom(Command const& write) const;
+  [[nodiscard]] bool HasAmpleRoom(const Command& write) const;
 
   // The checksum of data that follows others, whose checksum is `before`.
-  static unsigned int Checksum(std::span<unsigned char const> data, unsigned int before = 0xFFFF);
-  static Bytes Image(Bytes const& data);  // checksum and data
-  static void PutTable(Bytes& memory, Table const& table);
+  static unsigned int Checksum(std::span<const unsigned char> data, unsigned int before = 0xFFFF);
+  static Bytes Image(const Bytes& data);  // checksum and data
+  static void PutTable(Bytes& memory, const Table& table);
 
   Bytes memory;  // after start-up, which may have listed the peripheral configuration file
   Table table;
   std::array<std::optional<Bytes>, Files> contents;  // no value for a file that is absent or damaged
 
  private:
-  [[nodiscard]] std::optional<Bytes> Content(Entry const& entry) const;
-  [[nodiscard]] std::optional<Expectation> ExpectWrite(Command const& command) const;
+  [[nodiscard]] std::optional<Bytes> Content(const Entry& entry) const;
+  [[nodiscard]] std::optional<Expectation> ExpectWrite(const Command& command) const;
 };

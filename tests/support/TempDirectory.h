@@ -14,13 +14,13 @@ class TempDirectory {
     if (mkdtemp(path.data()) == nullptr) throw std::runtime_error("no temporary directory");
   }
   ~TempDirectory() { std::filesystem::remove_all(path); }
-  TempDirectory(TempDirectory const&) = delete;
-  TempDirectory& operator=(TempDirectory const&) = delete;
+  TempDirectory(const TempDirectory&) = delete;
+  TempDirectory& operator=(const TempDirectory&) = delete;
 
-  std::string operator/(std::string const& name) const { return path + "/" + name; }
+  std::string operator/(const std::string& name) const { return path + "/" + name; }
 
   // Makes a file and returns its path.
-  std::string File(std::string const& name, std::string const& content) const {
+  std::string File(const std::string& name, const std::string& content) const {
     std::ofstream(*this / name, std::ios::binary) << content;
     return *this / name;
   }
@@ -29,7 +29,7 @@ class TempDirectory {
   std::string path;
 };
 
-inline std::string ContentOf(std::string const& path) {
+inline std::string ContentOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }

@@ -37,7 +37,7 @@ WRAP(int, clock_gettime, clockid_t clock, timespec* time) {
 }
 
 WRAP(int, pthread_cond_timedwait, pthread_cond_t* /*condition*/, pthread_mutex_t* /*mutex*/,
-     timespec const* deadline) {
+     const timespec* deadline) {
   const std::uint64_t end = static_cast<std::uint64_t>(deadline->tv_sec) * NanosecondsPerSecond +
                             static_cast<std::uint64_t>(deadline->tv_nsec);
   std::uint64_t before = now;

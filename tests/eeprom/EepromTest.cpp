@@ -83,7 +83,7 @@ TEST_P(EveryDriver, SendsOneMessageForEachPageTouchedAndWaitsOutEachCycle) {
         memory[i % memory.size()] = data.back();
       }
     }
-    const std::uint64_t begin = VirtualClock::Now();
+    const std::uint64_t begin = VirtualClock::now;
     EXPECT_EQ(rig.Write(pieces[0].first, data), static_cast<int>(data.size()));
     Pieces sent;
     for (const auto& message : rig.bus->messages) {
@@ -91,7 +91,7 @@ TEST_P(EveryDriver, SendsOneMessageForEachPageTouchedAndWaitsOutEachCycle) {
     }
     EXPECT_EQ(sent, pieces);
     EXPECT_TRUE(rig.Holds(memory));
-    EXPECT_EQ(VirtualClock::Now() - begin, pieces.size() * Pause);
+    EXPECT_EQ(VirtualClock::now - begin, pieces.size() * Pause);
     EXPECT_EQ(rig.chip.Model().busy, 0U);
   }
 }
@@ -119,9 +119,9 @@ TEST_P(EveryDriver, RefusesEmptyTransfersWithoutBusTraffic) {
 TEST_P(EveryDriver, SkipsARefusedPieceWithoutAPauseAndGoesOn) {
   Bytes data = Catalogue::Data(3 * driver.page, 1);
   rig.chip.Add(CHIP_FAULT_REFUSE, 2, driver.attempts);
-  const std::uint64_t begin = VirtualClock::Now();
+  const std::uint64_t begin = VirtualClock::now;
   EXPECT_EQ(rig.Write(0, data), static_cast<int>(2 * driver.page));
-  EXPECT_EQ(VirtualClock::Now() - begin, 2 * Pause);
+  EXPECT_EQ(VirtualClock::now - begin, 2 * Pause);
   EXPECT_EQ(rig.chip.Model().messages, 2U + driver.attempts);
   std::fill_n(&data[driver.page], driver.page, static_cast<unsigned char>(0xFF));
   EXPECT_EQ(rig.Read(0, static_cast<int>(data.size())), data);

@@ -30,11 +30,11 @@ struct Node {
   std::string calls;
   Answers answers;  // in the place of what a good node answers; the last one for all that follow
   std::string written;
-  std::uint64_t lastCall = VirtualClock::Now();
+  std::uint64_t lastCall = VirtualClock::now;
   std::function<void()> atEachAttempt = [] {};
 
   long Answer(char call, long number, long good) {
-    const std::uint64_t pause = VirtualClock::Now() - std::exchange(lastCall, VirtualClock::Now());
+    const std::uint64_t pause = VirtualClock::now - std::exchange(lastCall, VirtualClock::now);
     if (pause != 0) calls += 'P' + std::to_string(pause / 1'000'000) + ' ';
     calls += call + std::to_string(number) + ' ';
     auto& scripted = answers[call];

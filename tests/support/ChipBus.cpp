@@ -60,9 +60,9 @@ bool ChipBus::Send(unsigned short slave, Byte* buffer, unsigned int length) {
   int moved = NoChip;
   if (chip != chips.end()) {
     if constexpr (IsRead) {
-      moved = (*chip)->Read(slave, bytes, VirtualClock::Now());
+      moved = (*chip)->Read(slave, bytes, VirtualClock::now);
     } else {
-      moved = (*chip)->Write(slave, bytes, VirtualClock::Now());
+      moved = (*chip)->Write(slave, bytes, VirtualClock::now);
     }
   }
   if (records) messages.push_back({slave, IsRead, {bytes.begin(), bytes.end()}, moved});

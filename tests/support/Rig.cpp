@@ -21,7 +21,7 @@ void Rig::Load(const Bytes& contents) {
   std::copy(contents.begin(), contents.end(), chip.Memory().begin());
   chip_model_init(&chip.Model(), chip.Model().kind, chip.Memory().data(), chip.Model().slave);
   constexpr std::uint64_t MessageTime = 100'000;  // ns; some bytes on a bus of 100 kHz
-  bus->onMessage = [] { VirtualClock::Advance(MessageTime); };
+  bus->onMessage = [] { VirtualClock::now += MessageTime; };
 }
 
 void Rig::PowerOn() {

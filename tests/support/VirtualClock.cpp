@@ -2,31 +2,14 @@
 
 #include <pthread.h>
 
-#include <atomic>
 #include <cerrno>
 #include <ctime>
 
 #include "support/Wrap.h"
 
-namespace {
+using VirtualClock::now;
 
 constexpr std::uint64_t NanosecondsPerSecond = 1'000'000'000;
-
-std::atomic<std::uint64_t> now{0};
-
-}  // namespace
-
-namespace VirtualClock {
-
-std::uint64_t Now() {
-  return now;
-}
-
-void Advance(std::uint64_t nanoseconds) {
-  now += nanoseconds;
-}
-
-}  // namespace VirtualClock
 
 WRAP(int, clock_gettime, clockid_t clock, timespec* time) {
   if (clock != CLOCK_MONOTONIC) return __real_clock_gettime(clock, time);

@@ -6,13 +6,12 @@
 // signals a timed wait. Any thread.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 namespace VirtualClock {
 
 // Nanoseconds since the program started.
-std::uint64_t Now();
-
-void Advance(std::uint64_t nanoseconds);
+inline std::atomic<std::uint64_t> now{0};
 
 }  // namespace VirtualClock

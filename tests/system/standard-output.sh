@@ -4,6 +4,7 @@ bytes 1000 >content
 expect 0 sh -c 'exec Brindle /W 1 content >&-'
 expect 0 sh -c 'exec Brindle /W 2 content <&- >&- 2>&-'
 expect 0 sh -c 'exec Brindle /W 3 content >/dev/full'
+expect 0 sh -c 'exec Brindle /W 3 content <&- 2>&-'
 for number in 1 2 3; do brindle 0 /V "$number" content; done
 cp "$IMAGE" before
 expect 5 sh -c 'exec Brindle /V 3 /dev/null >&-'

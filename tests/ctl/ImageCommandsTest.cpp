@@ -1,11 +1,19 @@
 // The commands that work on images: what they print, how they end.
-#include "ctl/CtlTest.h"
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "ctl/CtlRig.h"
 #include "ctl/EepromContent.h"
+#include "support/Catalogue.h"
 
 namespace {
 
 using Catalogue::After, Catalogue::Data, Catalogue::Write;
-using ImageCommands = CtlTest;
+
+struct ImageCommands : testing::Test, CtlRig {
+  void SetUp() override { std::filesystem::current_path(host / ""); }
+};
 
 const Bytes Erased(ChipSize, 0xFF);
 

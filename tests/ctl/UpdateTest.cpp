@@ -1,12 +1,15 @@
 // update and recover, with what can go wrong at every point: the power, the process, the bus, the journal.
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <utility>
 
-#include "ctl/CtlTest.h"
+#include "ctl/CtlRig.h"
 #include "ctl/Updater.h"
+#include "support/Catalogue.h"
 
 namespace {
 
@@ -26,13 +29,14 @@ std::vector<Command> Commands(unsigned int length, const char* setting) {
           {.word = "/DS", .value = setting}};
 }
 
-class UpdateTest : public CtlTest {
+class UpdateTest : public testing::Test, protected CtlRig {
  protected:
   const Bytes old = After(Commands(200, "1"));
   const Bytes target = After(Commands(250, "2"));
   const std::vector<std::size_t> pages = DifferingPages(old, target);
 
   void SetUp() override {
+    std::filesystem::current_path(host / "");
     Load(old);
     File("target", target);
   }
@@ -239,7 +243,6 @@ TEST_F(UpdateTest, WritesNothingWhenTheJournalCannotBeKept) {
 }  // namespace
 
 // What the journal is kept with. A disk's delays are left out.
-// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 #define COUNTED(result, function, parameters, arguments) \
   extern "C" result __real_##function parameters;        \
   extern "C" result __wrap_##function parameters {       \
@@ -253,4 +256,3 @@ COUNTED(int, unlink, (const char* path), (path))
 extern "C" int __wrap_fsync(int /*fd*/) {
   return onCall() ? -1 : 0;
 }
-// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)

@@ -40,27 +40,20 @@ class FileStoreTest : public testing::Test, public Rig {
 
 // Tables in hexadecimal, address/size of each file; the digits of the readable files; the file to be written
 // and the length of its image; the table afterwards, the same where the write is refused.
-struct PlacementCase {
-  const char* name;
-  std::string before;
-  std::string readable;
-  unsigned int file;
-  unsigned int length;
-  std::string after;
-};
-
-const PlacementCase PlacementCases[] = {
-    {"LowerNumberAboveMovesToMakeRoomForAFollower", "7000/f00 1000/100 2000/200", "123", 2, 0x180,
-     "1180/f00 1000/180 2080/200"},
-    {"SameSizeOverAReadableFileGoesElsewhere", "5000/100 ffff/ffff 4040/1000", "1", 3, 0x1000,
-     "5000/100 ffff/ffff 5100/1000"},
-    {"FileKeptModuloTheDeviceBlocksAWriteInPlace", "40/20 8100/40 c0/41", "12", 3, 0x41,
-     "40/20 8100/40 c0/41"},
-    {"BeyondTheEndOverAnotherFile", "40/100 ffff/ffff 7000/100", "1", 3, 0x1800, "40/100 ffff/ffff 7000/100"},
-    {"HalfWrittenEntryLeavesTheReservedPlaceAlone", "40/4000 ff40/ffff ffff/ffff", "", 3, 10,
-     "40/4000 ff40/ffff 4040/a"},
-    {"UnrelatedHalfWrittenEntryMakesNoRoom", "40/4000 8/ff00 ffff/ffff", "", 3, 0x3FC1,
-     "40/4000 8/ff00 ffff/ffff"},
+const std::tuple<const char*, std::string, std::string, unsigned int, unsigned int, std::string>
+    PlacementCases[] = {
+        {"LowerNumberAboveMovesToMakeRoomForAFollower", "7000/f00 1000/100 2000/200", "123", 2, 0x180,
+         "1180/f00 1000/180 2080/200"},
+        {"SameSizeOverAReadableFileGoesElsewhere", "5000/100 ffff/ffff 4040/1000", "1", 3, 0x1000,
+         "5000/100 ffff/ffff 5100/1000"},
+        {"FileKeptModuloTheDeviceBlocksAWriteInPlace", "40/20 8100/40 c0/41", "12", 3, 0x41,
+         "40/20 8100/40 c0/41"},
+        {"BeyondTheEndOverAnotherFile", "40/100 ffff/ffff 7000/100", "1", 3, 0x1800,
+         "40/100 ffff/ffff 7000/100"},
+        {"HalfWrittenEntryLeavesTheReservedPlaceAlone", "40/4000 ff40/ffff ffff/ffff", "", 3, 10,
+         "40/4000 ff40/ffff 4040/a"},
+        {"UnrelatedHalfWrittenEntryMakesNoRoom", "40/4000 8/ff00 ffff/ffff", "", 3, 0x3FC1,
+         "40/4000 8/ff00 ffff/ffff"},
 };
 
 TEST_F(FileStoreTest, PlacesAFileWhereTheUsualPlaceDoesNotServe) {

@@ -6,9 +6,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
-#include <sstream>
 
-#include "ctl/CommandLine.h"
+#include "ctl/CtlRig.h"
 #include "ctl/Journal.h"
 #include "support/Catalogue.h"
 #include "support/Judge.h"
@@ -38,41 +37,32 @@ std::string RunAnything(FuzzedDataProvider& input, Rig& rig, const Bytes& memory
   return outcome.IsOrderly() ? "" : "exit " + std::to_string(outcome.exit);
 }
 
-// The exit code of a run of brindlectl, and its results.
-std::pair<int, std::string> RunCtl(Rig& rig, const std::vector<std::string>& words) {
-  std::vector<const char*> argv = {"brindlectl"};
-  for (const std::string& word : words) argv.push_back(word.c_str());
-  std::istringstream input;
-  std::ostringstream output, messages;
-  const int code = RunCommandLine(static_cast<int>(argv.size()), argv.data(),
-                                  {input, output, messages, [&rig] { return rig.bus; }});
-  return {code, output.str()};
-}
-
 // The model knows what is stored in an image; anything else is refused.
-std::string InspectAnything(FuzzedDataProvider& input, Rig& rig, Bytes content) {
+std::string InspectAnything(FuzzedDataProvider& input, CtlRig& rig, Bytes content) {
   if (input.ConsumeBool()) content.resize(input.ConsumeIntegralInRange<std::size_t>(0, 70'000));
   const bool isImage = content.size() == ChipSize;
   const std::string& image = rig.HostFile(content);
-  const int problems = RunCtl(rig, {"list", "--json", image}).first;
-  if (problems > 1 || RunCtl(rig, {"check", image}).first != problems) return "list or check";
-  if (RunCtl(rig, {"diff", image, image}).first != (isImage ? 0 : 5)) return "diff";
-  const auto [code, built] = RunCtl(rig, {"build", "--from=" + image, "-"});
-  if (code != (isImage ? 0 : 5)) return "build";
-  if (isImage && RunCtl(rig, {"diff", image, rig.host.File("built", built)}).first != 0)
-    return "what is built";
+  const int problems = rig.Ctl("list --json " + image);
+  if (problems > 1 || rig.Ctl("check " + image) != problems) return "list or check";
+  if (rig.Ctl("diff " + image + " " + image) != (isImage ? 0 : 5)) return "diff";
+  if (rig.Ctl("build --from=" + image + " -") != (isImage ? 0 : 5)) return "build";
+  const Bytes built(rig.results.begin(), rig.results.end());
+  if (isImage && rig.Ctl("diff - " + image, built) != 0) return "what is built";
   for (unsigned int file = 0; file < Files; ++file) {
     const auto data = isImage ? StoreModel(content).contents[file] : std::nullopt;
-    const auto extracted = RunCtl(rig, {"extract", image, std::to_string(file + 1), "-"});
     const bool isStored = data && !data->empty();
-    if (extracted.first != (isStored ? 0 : 5)) return "extract";
-    if (isStored && extracted.second != std::string(data->begin(), data->end())) return "what is extracted";
+    if (rig.Ctl("extract " + image + " " + std::to_string(file + 1) + " -") != (isStored ? 0 : 5))
+      return "extract";
+    if (isStored &&
+        !std::ranges::equal(rig.results, *data, {}, [](char c) { return static_cast<unsigned char>(c); })) {
+      return "what is extracted";
+    }
   }
   return "";
 }
 
 // A journal that is not whole changes nothing, not even itself.
-std::string RecoverAnything(FuzzedDataProvider& input, Rig& rig, const Bytes& memory) {
+std::string RecoverAnything(FuzzedDataProvider& input, CtlRig& rig, const Bytes& memory) {
   const auto change = [&input](Bytes& bytes) {
     const std::string text = input.ConsumeRandomLengthString(200);
     const auto at = input.ConsumeIntegralInRange<std::size_t>(0, bytes.size() - text.size());
@@ -88,7 +78,7 @@ std::string RecoverAnything(FuzzedDataProvider& input, Rig& rig, const Bytes& me
   const std::string written(bytes.begin(), bytes.end());
   const std::string journal = rig.host.File("journal", written);
   rig.Load(memory);
-  const int code = RunCtl(rig, {"recover", "--journal=" + rig.host / ""}).first;
+  const int code = rig.Ctl("recover --journal=" + rig.host / "");
   const bool isDone = bytes == whole && isOurs;
   if (code != (isDone ? 0 : bytes == whole ? 19 : 5)) return "recover ended with " + std::to_string(code);
   if (!rig.Holds(isDone ? target : memory)) return "recover left something else";
@@ -99,7 +89,7 @@ std::string RecoverAnything(FuzzedDataProvider& input, Rig& rig, const Bytes& me
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
-  static Rig rig;
+  static CtlRig rig;
   FuzzedDataProvider input(data, size);
   const Catalogue::Random below = [&input](unsigned int limit) {
     return input.ConsumeIntegralInRange(0U, limit - 1);

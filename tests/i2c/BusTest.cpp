@@ -17,15 +17,13 @@
 #include "support/VirtualClock.h"
 #include "support/Wrap.h"
 
-namespace {
-
 using I2C::AddressMode;
 using I2C::Transaction;
 using Answers = std::map<char, std::deque<long>>;
 
 // The node that the wrapped calls reach. It keeps each call as a letter and its number: I2C_SLAVE (S),
 // I2C_TENBIT (T), the lengths of read (R) and write (W), and the milliseconds of a pause before one (P).
-struct Node {
+static struct Node {
   int fd = -1;
   std::string calls;
   Answers answers;  // in the place of what a good node answers; the last one for all that follow
@@ -44,11 +42,9 @@ struct Node {
   }
 } node;
 
-thread_local bool mutexFails = false;  // the next one that this thread makes
-int createError = 0;
-int workerPriority = 0;
-
-}  // namespace
+static thread_local bool mutexFails = false;  // the next one that this thread makes
+static int createError = 0;
+static int workerPriority = 0;
 
 WRAP(int, ioctl, int fd, unsigned long request, long argument) {
   const char call = request == 0x0703 ? 'S' : request == 0x0704 ? 'T' : '?';

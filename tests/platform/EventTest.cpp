@@ -8,11 +8,7 @@
 #include "platform/PosixEvent.h"
 #include "support/Wrap.h"
 
-namespace {
-
-thread_local int sleepError;  // what a timed sleep of this thread fails with, where it is not 0
-
-}  // namespace
+static thread_local int sleepError;  // what a timed sleep of this thread fails with, where it is not 0
 
 WRAP(int, pthread_cond_timedwait, pthread_cond_t* condition, pthread_mutex_t* mutex,
      const timespec* deadline) {

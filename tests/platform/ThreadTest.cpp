@@ -7,15 +7,11 @@
 #include "platform/ThreadFactory.h"
 #include "support/Wrap.h"
 
-namespace {
-
 // What the last creation of a thread asked for.
-int policy, priority, inherits;
-std::size_t stack;
+static int policy, priority, inherits;
+static std::size_t stack;
 
-int createError;  // what the next creation fails with, where it is not 0
-
-}  // namespace
+static int createError;  // what the next creation fails with, where it is not 0
 
 WRAP(int, pthread_create, pthread_t* id, const pthread_attr_t* attributes, void* (*body)(void*),
      void* argument) {

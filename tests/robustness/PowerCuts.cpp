@@ -68,7 +68,7 @@ class PowerCuts : public testing::TestWithParam<unsigned int> {
         constexpr std::uint64_t LongCommand = 40;
         const bool isTurn = i == page % forms.size() || i == (page + forms.size() / 2) % forms.size();
         if (pages > LongCommand && !isTurn) continue;
-        if ((page * forms.size() + i) % Catalogue::Stride() != 0) continue;
+        if ((page * forms.size() + i) % Catalogue::Stride != 0) continue;
         ++cuts;
         ASSERT_TRUE(CutAt(contents.memory, command, page, forms[i], whole.memory));
         ASSERT_EQ(Check(contents.memory, command, whole), "")
@@ -105,7 +105,7 @@ TEST_P(PowerCuts, CostNoMoreThanWhatIsWrittenAndAreRepairedByRepeating) {
     }
   }
   std::cout << cuts << " cuts, each followed by a second one\n";
-  EXPECT_GE(cuts, 50'000 / Shares / Catalogue::Stride());
+  EXPECT_GE(cuts, 50'000 / Shares / Catalogue::Stride);
 }
 
 INSTANTIATE_TEST_SUITE_P(Shares, PowerCuts, testing::Range(0U, Shares));

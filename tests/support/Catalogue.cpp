@@ -181,16 +181,4 @@ Command AnyCommand(const Random& below, const Bytes& memory) {
   return Write(below(Files), std::clamp<std::size_t>(length, 2, ChipSize + 2) - 2, below(1000));
 }
 
-unsigned int Stride() {
-#if defined(__SANITIZE_ADDRESS__)
-  return 7;
-#elif defined(__SANITIZE_THREAD__)
-  return 11;
-#elif defined(BRINDLE_EMULATED_PROCESSOR)
-  return 101;
-#else
-  return 1;
-#endif
-}
-
 }  // namespace Catalogue

@@ -50,8 +50,8 @@ Bytes AnyMemory(const Random& below);
 // beyond.
 Command AnyCommand(const Random& below, const Bytes& memory);
 
-// Only every so many-th case is run: 1 but under a sanitizer or an emulated processor, where the loops are
-// many times slower.
-unsigned int Stride();
+// Only every so many-th case is run where the loops are many times slower: with a sanitizer, on an emulated
+// processor.
+constexpr unsigned int Stride = BRINDLE_TEST_STRIDE;
 
 }  // namespace Catalogue

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <tuple>
 
 #include "platform/Event.h"
 #include "support/VirtualClock.h"
@@ -38,15 +39,13 @@ bool ChipBus::Unlock() {
 
 void ChipBus::HandleTransaction(I2C::Transaction* transaction) {
   using Type = I2C::TransactionType;
-  const Type type = transaction->type;
-  bool success = type == Type::Read || type == Type::Write || type == Type::WriteThenRead;
-  if (success && type != Type::Read) {
-    success = Send<false>(transaction->address, transaction->writeBuffer, transaction->writeLength);
-  }
-  if (success && type != Type::Write) {
-    success = Send<true>(transaction->address, transaction->readBuffer, transaction->readLength);
-  }
-  transaction->success = success;
+  const auto& [type, slave] = std::tie(transaction->type, transaction->address);
+  const bool writes = type == Type::Write || type == Type::WriteThenRead;
+  const bool reads = type == Type::Read || type == Type::WriteThenRead;
+  transaction->success =
+      (writes || reads) &&
+      (!writes || Send<false>(slave, transaction->writeBuffer, transaction->writeLength)) &&
+      (!reads || Send<true>(slave, transaction->readBuffer, transaction->readLength));
 }
 
 template <bool IsRead, typename Byte>

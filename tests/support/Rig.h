@@ -1,7 +1,5 @@
-// Emulated chips on a bus, a virtual clock, and whole commands that run on them in this process. Host files
-// are in a temporary directory that is removed with the rig.
-//
-// One run at a time in a process.
+// Emulated chips on a bus, a virtual clock, and whole commands that run on them in this process, one at a
+// time. Host files are in a temporary directory that is removed with the rig.
 #pragma once
 
 #include <memory>

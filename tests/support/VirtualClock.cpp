@@ -9,22 +9,16 @@
 
 using VirtualClock::now;
 
-constexpr std::uint64_t NanosecondsPerSecond = 1'000'000'000;
+constexpr long Second = 1'000'000'000;  // ns
 
 WRAP(int, clock_gettime, clockid_t clock, timespec* time) {
   if (clock != CLOCK_MONOTONIC) return __real_clock_gettime(clock, time);
-  const std::uint64_t nanoseconds = now;
-  *time = {static_cast<time_t>(nanoseconds / NanosecondsPerSecond),
-           static_cast<long>(nanoseconds % NanosecondsPerSecond)};
+  *time = {static_cast<long>(now / Second), static_cast<long>(now % Second)};
   return 0;
 }
 
-WRAP(int, pthread_cond_timedwait, pthread_cond_t* /*condition*/, pthread_mutex_t* /*mutex*/,
-     const timespec* deadline) {
-  const std::uint64_t end = static_cast<std::uint64_t>(deadline->tv_sec) * NanosecondsPerSecond +
-                            static_cast<std::uint64_t>(deadline->tv_nsec);
-  std::uint64_t before = now;
-  while (before < end && !now.compare_exchange_weak(before, end)) {
-  }
+WRAP(int, pthread_cond_timedwait, pthread_cond_t*, pthread_mutex_t*, const timespec* deadline) {
+  const auto end = static_cast<std::uint64_t>(deadline->tv_sec * Second + deadline->tv_nsec);
+  for (std::uint64_t before = now; before < end && !now.compare_exchange_weak(before, end);) continue;
   return ETIMEDOUT;
 }

@@ -1,9 +1,7 @@
 # shellcheck shell=sh
-# Shell functions to run programs and to check what they did: for the system tests, the tests of the board and of
-# the packages, the virtual machine and the demo. POSIX, so that busybox can read them too.
-#
-# Each check prints a line and is counted. A script goes on after a failed check and ends with `summary`. A check in
-# a subshell or a pipeline is not counted.
+# Functions that run programs and check what they did, for every script of the tests and for the demo. POSIX, so that
+# busybox can read them too. A script goes on after a failed check and ends with `summary`, but a check in a subshell or
+# a pipeline is not counted.
 
 PATH=$PATH:/usr/sbin:/sbin # Debian has i2c-tools and chroot there, outside a user's PATH
 passed=0
@@ -11,15 +9,8 @@ failed=0
 seed=0
 competitors=
 
-pass() {
-  passed=$((passed + 1))
-  echo "ok      $*"
-}
-
-fail() {
-  failed=$((failed + 1))
-  echo "FAILED  $*"
-}
+pass() { passed=$((passed + 1)) && echo "ok      $*"; }
+fail() { failed=$((failed + 1)) && echo "FAILED  $*"; }
 
 summary() {
   echo "$passed passed, $failed failed"

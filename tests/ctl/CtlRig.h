@@ -1,19 +1,12 @@
-// brindlectl in this process, on emulated chips. The working directory is a temporary one.
+// brindlectl in this process, on emulated chips.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <sstream>
 
 #include "ctl/CommandLine.h"
-#include "support/Catalogue.h"
 #include "support/Rig.h"
 
-class CtlTest : public testing::Test, protected Rig {
- protected:
-  CtlTest() { std::filesystem::current_path(host / ""); }
-
+struct CtlRig : Rig {
   // Runs words that single spaces separate; `results` and `messages` are then what was printed.
   int Ctl(const std::string& line, const Bytes& standardInput = {}) {
     std::vector<std::string> words;
@@ -33,10 +26,11 @@ class CtlTest : public testing::Test, protected Rig {
   void File(const std::string& name, const Bytes& content) const {
     host.File(name, {content.begin(), content.end()});
   }
-  static Bytes Content(const std::string& name) {
-    const std::string content = ContentOf(name);
-    return {content.begin(), content.end()};
-  }
 
   std::string results, messages;
 };
+
+inline Bytes Content(const std::string& path) {
+  const std::string content = ContentOf(path);
+  return {content.begin(), content.end()};
+}

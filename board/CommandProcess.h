@@ -1,7 +1,7 @@
 // The command that runs on the board.
 //
-// A signal that would end the board goes to the command instead, which the board must outlive: the terminal
-// sends its signals to the command as well, and what a process sends to the board is passed on.
+// The board must outlive the command, so a signal that would end the board goes to the command instead: the
+// terminal sends its signals to the command as well, and what a process sends to the board is passed on.
 #pragma once
 
 #include <sys/types.h>

@@ -9,15 +9,10 @@
 // while a host file is read, and while an operation only reads the EEPROM.
 #pragma once
 
-#include <functional>
-#include <memory>
 #include <ostream>
 
-#include "i2c/I2CBus.h"
+#include "eeprom/BoardBus.h"
 
-// Returns the bus of the board EEPROM, empty when there is none. Called at most once, and only when the
-// arguments are in order.
-using BusSource = std::function<std::shared_ptr<I2CBus>()>;
-
-// `argc` and `argv` as main receives them. Returns the exit code.
+// Takes `argc` and `argv` as main receives them. Calls `getBus` at most once, and only when the arguments are
+// in order. Returns the exit code.
 int FrontEnd(int argc, const char* const* argv, std::ostream& output, const BusSource& getBus);

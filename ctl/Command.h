@@ -2,9 +2,7 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <istream>
-#include <memory>
 #include <optional>
 #include <ostream>
 #include <stdexcept>
@@ -12,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "i2c/I2CBus.h"
+#include "eeprom/BoardBus.h"
 
 inline constexpr char ProgramName[] = "brindlectl";
 
@@ -24,10 +22,6 @@ enum class ExitCode : int {
   NotAccessible = 19,    // no EEPROM could be reached
   InvalidArguments = 22  // nothing was done
 };
-
-// Supplies the bus of the board EEPROM, empty when there is none. The board is reserved for this process as
-// long as the bus is kept.
-using BusSource = std::function<std::shared_ptr<I2CBus>()>;
 
 // What a command may use besides its arguments. Borrows the streams.
 struct Environment {
@@ -42,7 +36,7 @@ struct Environment {
 void PrintMessage(const Environment& environment, const std::string& message);
 
 // Ends a command with `exitCode` and a message; the message names what failed and why.
-class Failure : public std::runtime_error {
+class Failure final : public std::runtime_error {
  public:
   Failure(ExitCode code, const std::string& message) : std::runtime_error(message), exitCode(code) {}
 
@@ -55,13 +49,14 @@ struct Arguments {
   std::vector<std::pair<std::string, std::string>> options;  // the name without its dashes, and the value
 
   [[nodiscard]] bool Has(const std::string& option) const { return Value(option).has_value(); }
-  // The value of the option's last occurrence; empty text for an option that takes none.
+  // Returns the value of the option's last occurrence; empty text for an option that takes none.
   [[nodiscard]] std::optional<std::string> Value(const std::string& option) const;
 };
 
-// The number that `text` is, decimal or hexadecimal (0x...). Throws Failure (22) when it is none, not
-// entirely one, or larger than `largest`.
+// Returns the number that `text` spells, decimal or hexadecimal (0x...). Throws Failure (22) when the whole
+// text is not one number, or when the number is larger than `largest`.
 [[nodiscard]] unsigned long ParseNumber(const std::string& text, unsigned long largest);
 
-// The index of the file that `text` names: 1, 2, 3 or peripheral, upgrade, board. Throws Failure (22).
+// Returns the index of the file that `text` names: 1, 2, 3 or peripheral, upgrade, board. Throws Failure
+// (22).
 [[nodiscard]] std::size_t ParseFileType(const std::string& text);

@@ -3,6 +3,6 @@
 
 #include "ctl/Command.h"
 
-// `argc` and `argv` as main receives them. Returns the exit code; throws nothing. Results that the output
-// stream does not take make the exit code 5.
+// Takes `argc` and `argv` as main receives them. Returns the exit code, which is 5 when the output stream
+// does not take the results. Throws nothing.
 int RunCommandLine(int argc, const char* const* argv, const Environment& environment);

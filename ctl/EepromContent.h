@@ -16,8 +16,8 @@ enum class FileState {
   Absent     // the table describes no image
 };
 
-// A file as the table describes it. Addresses and sizes are in bytes. What the state leaves open has no
-// value: an absent file has none of them, a reserved one has a place only.
+// A file as the table describes it. Addresses and sizes are in bytes. An absent file has no
+// values, and a reserved one only its place.
 struct FileContent {
   FileState state = FileState::Absent;
   std::optional<unsigned short> address;           // of the image
@@ -27,8 +27,8 @@ struct FileContent {
   std::vector<unsigned char> data;                 // of a stored or damaged file
 };
 
-// Something that Brindle never leaves behind. `id` is fixed, `text` is a sentence; `files` are the indices of
-// the files that it concerns.
+// A state in which Brindle never leaves an EEPROM. `id` is fixed, `text` is a sentence; `files` are the
+// indices of the files that it concerns.
 struct Problem {
   const char* id;
   std::string text;
@@ -43,13 +43,13 @@ struct EepromContent {
   std::vector<Problem> problems;
 };
 
-// Of an image that has not the size of the EEPROM only that problem is told; nothing else has a value.
+// Returns what `image` holds. If it does not have the EEPROM's size, that problem is all that the result has.
 [[nodiscard]] EepromContent Inspect(std::span<const unsigned char> image);
 
 // "peripheral", "upgrade", "board".
 [[nodiscard]] const char* FileName(std::size_t file);
 
-// As it is called in texts: "file 2 (upgrade)".
+// Returns the name for messages: "file 2 (upgrade)".
 [[nodiscard]] std::string FileTitle(std::size_t file);
 
 // "stored", "empty", "damaged", "reserved", "absent".

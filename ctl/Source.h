@@ -9,25 +9,26 @@
 #include "ctl/Command.h"
 #include "eeprom/Eeprom.h"
 
-// The I2C address of the board's chip: 0x52 with the option "goldcrest", else 0x56.
+// Returns the I2C address of the board's chip: 0x52 with the option "goldcrest", else 0x56.
 [[nodiscard]] unsigned short ChipAddress(const Arguments& arguments);
 
-// The chip at `slave`, with a share of the bus. Throws Failure (19) when there is no bus or no chip.
+// Returns the chip at `slave`, which holds a share of the bus. Throws Failure (19) when there is no bus or no
+// chip.
 [[nodiscard]] std::unique_ptr<Eeprom> OpenChip(std::shared_ptr<I2CBus> bus, unsigned short slave);
 
-// The chip of the board, at ChipAddress. The board is reserved for this
-// process as long as the result is kept. Throws Failure (19) when there is none.
+// Returns the chip of the board, at ChipAddress. The board is reserved for this process as long as the result
+// is kept. Throws Failure (19) when there is none.
 [[nodiscard]] std::unique_ptr<Eeprom> OpenBoard(const Arguments& arguments, const Environment& environment);
 
-// The whole content of the chip. Throws Failure (5) when it cannot be read.
+// Returns the whole content of the chip. Throws Failure (5) when it cannot be read.
 [[nodiscard]] std::vector<unsigned char> ReadChip(Eeprom& chip);
 
-// The content of the file at `path`, or of standard input ("-"); of a larger one, the size of the EEPROM and
-// one byte more. Throws Failure (5) when it cannot be read.
+// Returns the content of the file at `path`, or of standard input ("-"). A larger one is cut one byte after
+// the EEPROM's size. Throws Failure (5) when it cannot be read.
 [[nodiscard]] std::vector<unsigned char> ReadHostFile(const std::string& path,
                                                       const Environment& environment);
 
-// The content of a source; one that is no board can be of the wrong size, and is cut as by ReadHostFile.
+// Returns the content of a source. That of a file can have any size, and is cut as by ReadHostFile.
 [[nodiscard]] std::vector<unsigned char> ReadSource(const std::string& source, const Arguments& arguments,
                                                     const Environment& environment);
 

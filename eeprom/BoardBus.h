@@ -1,12 +1,16 @@
 // The bus of the board EEPROM, for one process at a time.
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "i2c/I2CBus.h"
 #include "platform/DirectoryLock.h"
 
-class BoardBus {
+// Returns the bus of the board EEPROM, empty when there is none.
+using BusSource = std::function<std::shared_ptr<I2CBus>()>;
+
+class BoardBus final {
  public:
   // Waits up to 30 seconds until no other process uses the board, and then finds the bus. Empty when another
   // one still uses it, or there is no bus. The board stays reserved as long as this object lives. Signals

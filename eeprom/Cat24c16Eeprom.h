@@ -9,7 +9,7 @@
 
 #include "eeprom/Eeprom.h"
 
-class Cat24c16Eeprom : public Eeprom {
+class Cat24c16Eeprom final : public Eeprom {
  public:
   using Eeprom::Eeprom;
 

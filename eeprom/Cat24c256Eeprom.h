@@ -7,7 +7,7 @@
 
 #include "eeprom/Eeprom.h"
 
-class Cat24c256Eeprom : public Eeprom {
+class Cat24c256Eeprom final : public Eeprom {
  public:
   using Eeprom::Eeprom;
 

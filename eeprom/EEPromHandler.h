@@ -19,14 +19,14 @@ class EEPromHandler {
 
   [[nodiscard]] virtual bool IsEEPromAccessible() const = 0;
 
-  // Between a stored file and the host file at `path`, which holds the data alone. A host file that cannot be
-  // read in full, or that holds more than the whole device, fails with the EEPROM untouched; a pipe is read
-  // to its end and fails when it delivers no data. Read creates or truncates the host file only once it has
-  // the data. Read and Verify go by the table alone: with a foreign table a file can be longer than the
-  // device, since the chip's addresses wrap, and then has up to 0xFFFC bytes.
+  // These work on a stored file and the host file at `path`, which holds the data alone. A host file that
+  // cannot be read in full fails with the EEPROM untouched, and so does Write of more than the whole device;
+  // a pipe is read to its end and fails when it delivers no data. Read creates or truncates the host file
+  // only once it has the data. Read and Verify go by the table alone: with a foreign table a file can be
+  // longer than the device, since the chip's addresses wrap, and then has up to 0xFFFC bytes.
   virtual bool Write(FilesInEEProm file, const std::string& path) = 0;
-  // Between the whole EEPROM and a raw image. WriteAll pads a shorter image with 0xFF, and refuses one whose
-  // size cannot be measured (a pipe); VerifyAll fails unless the image has the device's size.
+  // These work on the whole EEPROM and a raw image. WriteAll pads a shorter image with 0xFF, and refuses one
+  // whose size cannot be measured (a pipe); VerifyAll fails unless the image has the device's size.
   virtual bool WriteAll(const std::string& path) = 0;
   virtual bool Read(FilesInEEProm file, const std::string& path) = 0;
   virtual bool ReadAll(const std::string& path) = 0;

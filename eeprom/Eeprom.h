@@ -28,7 +28,8 @@ class Eeprom {
   // count does not tell which bytes are missing. On return the chip has finished its write cycle.
   virtual int Write(unsigned short address, const unsigned char* data, int length) = 0;
 
-  // Write ErasedByte, by Write. True when any byte was written: an erase with a refused piece counts as done.
+  // These write ErasedByte, by Write. They return true when any byte was written: an erase with a refused
+  // piece counts as done.
   virtual bool Erase(unsigned short address, unsigned short length);
   virtual bool EraseAll();
 
@@ -36,7 +37,7 @@ class Eeprom {
   [[nodiscard]] virtual unsigned long GetSizeInBytes() const = 0;
 
  protected:
-  // How a chip is spoken to.
+  // What the messages to a chip look like.
   struct Protocol {
     unsigned int pageSize;       // no write message crosses the end of a page
     unsigned int addressSize;    // address bytes in a message, 1 or 2, the high byte first

@@ -6,7 +6,7 @@
 #include "eeprom/Eeprom.h"
 #include "i2c/I2CBus.h"
 
-class EepromFinder {
+class EepromFinder final {
  public:
   EepromFinder() = delete;
 

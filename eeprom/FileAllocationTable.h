@@ -12,7 +12,7 @@
 #include "eeprom/EEPromHandler.h"
 #include "eeprom/EEPromHelper.h"
 
-class FileAllocationTable {
+class FileAllocationTable final {
  public:
   using File = EEPromHandler::FilesInEEProm;
   using Entry = FileAllocationTableEntry;
@@ -26,8 +26,8 @@ class FileAllocationTable {
   static FileAllocationTable Decode(std::span<const unsigned char, EncodedSize> bytes);
   [[nodiscard]] std::array<unsigned char, EncodedSize> Encode() const;
 
-  // Returns whether there is an entry for `file`. Operator[] must not be called without one; what else is
-  // asked about such a file is answered as for an invalid entry.
+  // Returns whether there is an entry for `file`. Operator[] must not be called without one; the other
+  // functions treat such a file as one with an invalid entry.
   [[nodiscard]] static bool HasEntry(File file);
   [[nodiscard]] Entry& operator[](File file) { return entries[static_cast<std::size_t>(file)]; }
   [[nodiscard]] const Entry& operator[](File file) const { return entries[static_cast<std::size_t>(file)]; }

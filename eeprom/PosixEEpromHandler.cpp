@@ -78,9 +78,9 @@ bool PosixEEpromHandler::WriteFileAllocationTable() {
 void PosixEEpromHandler::MakeFirstFileAsPeripheralConfig() {
   FileAllocationTableEntry& entry = table[File::PeripheralConfig];
   const bool isUsable = table.DescribesFile(File::PeripheralConfig);
-  const bool isRestOfListing =
+  const bool isTornReservation =
       entry.Address == EEPromHelper::FilesInEEPromStartOffset && table.IsTorn(File::PeripheralConfig);
-  if (isUsable && !isRestOfListing) return;
+  if (isUsable && !isTornReservation) return;
   entry = {EEPromHelper::FilesInEEPromStartOffset, EEPromHelper::FileInEEPromReservedBytes};
   const Bytes image = ReadCurrentFile(File::PeripheralConfig);
   const auto end = std::find(image.begin(), image.end(), Eeprom::ErasedByte);

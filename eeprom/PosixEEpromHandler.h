@@ -25,8 +25,8 @@ class PosixEEpromHandler : public EEPromHandler {
   // is not accessible when there is no bus or no chip answers.
   PosixEEpromHandler(EEPromHelper::EEPromLocation location, std::shared_ptr<I2CBus> bus);
 
-  // Opens the store on `ownDevice`, which need not be a chip, or none: reads the table, and makes the first
-  // file the peripheral configuration file. A table that cannot be read counts as empty.
+  // Opens the store on `ownDevice`, which may be no chip, or null: reads the table, and makes the first file
+  // the peripheral configuration file. A table that cannot be read counts as empty.
   explicit PosixEEpromHandler(std::unique_ptr<Eeprom> ownDevice);
 
   [[nodiscard]] bool IsEEPromAccessible() const override;
@@ -48,7 +48,7 @@ class PosixEEpromHandler : public EEPromHandler {
 
   // Stores `data` as `file`; PlacementPlan.h says where. True when the new image and, if it had to change,
   // the table were written. False with nothing written when there is no room, or when an image that decides
-  // the placement could not be read: nobody knows then what lies there. A relocated file that could not be
+  // the placement could not be read and may be a good file. A relocated file that could not be
   // written drops out of the table. Data of no bytes is stored, and reads back as no file.
   bool Write(FilesInEEProm file, const std::vector<unsigned char>& data);
 

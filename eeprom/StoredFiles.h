@@ -11,7 +11,7 @@
 #include "eeprom/FileAllocationTable.h"
 #include "eeprom/StoredImage.h"
 
-class StoredFiles {
+class StoredFiles final {
  public:
   using File = FileAllocationTable::File;
 
@@ -29,8 +29,7 @@ class StoredFiles {
   // The intact image of a readable file.
   [[nodiscard]] const StoredImage& Image(File file) const;
 
-  // Returns whether the device has delivered all images in full. If not, nobody knows what the missing ones
-  // are.
+  // Returns whether the device has delivered all images in full. If not, the missing ones may be good files.
   [[nodiscard]] bool AllDelivered() const { return allDelivered; }
 
  private:

@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-class StoredImage {
+class StoredImage final {
  public:
   static constexpr std::size_t ChecksumSize = 2;
 

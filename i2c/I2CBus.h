@@ -33,7 +33,7 @@ class I2CBus {
   // signalled.
   virtual bool Transact(I2C::Transaction* transaction) = 0;
 
-  // Marks the begin, or the end, of transfers that belong together. Returns whether the bus reserved or
+  // Marks the beginning, or the end, of transfers that belong together. Returns whether the bus reserved or
   // released itself; callers continue either way.
   virtual bool Lock() = 0;
   virtual bool Unlock() = 0;

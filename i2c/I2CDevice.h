@@ -28,7 +28,7 @@ class I2CDevice final : public Stream {
   virtual long WriteDelayRead(const unsigned char* writeBuffer, unsigned long writeLength,
                               unsigned char* readBuffer, unsigned long readLength, unsigned int delayMs);
 
-  // Marks the begin, or the end, of transfers that belong together. Returns what the bus returns.
+  // Marks the beginning, or the end, of transfers that belong together. Returns what the bus returns.
   bool Lock();
   bool Unlock();
 

@@ -16,7 +16,7 @@
 #include "i2c/TransactionalizedI2CBus.h"
 #include "platform/SimpleEvent.h"
 
-class LinuxI2CMasterBus : public TransactionalizedI2CBus {
+class LinuxI2CMasterBus final : public TransactionalizedI2CBus {
  public:
   // Opens the node at the path `device` for reading and writing. It stays open as long as the bus lives.
   explicit LinuxI2CMasterBus(const std::filesystem::path& device);

@@ -50,9 +50,9 @@ const std::tuple<const char*, std::string, std::string, unsigned int, unsigned i
          "40/20 8100/40 c0/41"},
         {"BeyondTheEndOverAnotherFile", "40/100 ffff/ffff 7000/100", "1", 3, 0x1800,
          "40/100 ffff/ffff 7000/100"},
-        {"HalfWrittenEntryLeavesTheReservedPlaceAlone", "40/4000 ff40/ffff ffff/ffff", "", 3, 10,
+        {"TornEntryLeavesTheReservedPlaceAlone", "40/4000 ff40/ffff ffff/ffff", "", 3, 10,
          "40/4000 ff40/ffff 4040/a"},
-        {"UnrelatedHalfWrittenEntryMakesNoRoom", "40/4000 8/ff00 ffff/ffff", "", 3, 0x3FC1,
+        {"UnrelatedTornEntryMakesNoRoom", "40/4000 8/ff00 ffff/ffff", "", 3, 0x3FC1,
          "40/4000 8/ff00 ffff/ffff"},
 };
 

@@ -1,6 +1,6 @@
 // Every command, on every EEPROM, with every message to the chip refused or short: once, as often as the bus
-// tries, as often as the driver tries too, and for ever. In commands of many messages some of them are tried,
-// and every write.
+// tries, as often as the driver tries too, and for ever. In a command of many messages only some of them are
+// tried, on some EEPROMs.
 //
 // The measure is the same command without the fault. Exit 0 means that it came to the same, but for a few
 // exceptions, which must all come up. Any other exit leaves all bytes but those that the command writes as

@@ -1,5 +1,5 @@
-// The power goes in every way at every page write of every writing command. Then the chip comes back, its
-// address counter lost.
+// The power goes in every way at every page write of every command that writes little, and in some ways at
+// those of the others. Then the chip comes back, its address counter lost.
 //
 // Every byte is as before or as the command makes it, so no file is lost but those that it writes or moves;
 // every next command ends as the chip's contents demand; repeating the command completes it, also when the

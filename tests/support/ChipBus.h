@@ -38,7 +38,7 @@ class ChipBus final : public TransactionalizedI2CBus {
   std::function<void()> onMessage = [] {};  // called before each message; may throw
 
  protected:
-  // As the Linux bus: an empty or short message fails, as do WriteDelayRead and the memory kinds.
+  // An empty or short message fails, as on the Linux bus. WriteDelayRead and the memory kinds always fail.
   void HandleTransaction(I2C::Transaction* transaction) override;
 
  private:

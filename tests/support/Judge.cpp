@@ -4,8 +4,6 @@
 
 namespace {
 
-constexpr Entry Reserved = {0x40, 0x4000};
-
 // No value where the file is in order.
 std::string CheckPlace(const StoreModel& before, const StoreModel& after, unsigned int file,
                        const Command& write) {
@@ -23,7 +21,7 @@ std::string CheckPlace(const StoreModel& before, const StoreModel& after, unsign
     const unsigned int next = (old.address + old.size + 63) % 0x10000;
     leadsThere = leadsThere || (other != 0 && old.HasPlace() && std::min(old.address, next) < 0x4040);
   }
-  const bool inReserve = file != 0 && after.table[0] == Reserved && entry.address < 0x4040;
+  const bool inReserve = file != 0 && after.table[0] == ReservedEntry && entry.address < 0x4040;
   return inReserve && !leadsThere ? "is in the place that is reserved for file 1" : "";
 }
 

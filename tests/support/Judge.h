@@ -8,6 +8,6 @@
 // its messages.
 std::string RunAndJudge(Rig& rig, const Bytes& contents, const Command& command);
 
-// Whether every byte of the chip is the one before a command, the one that its start-up leaves or the one
-// after it, `done`: so that nothing is lost but what the command writes, wherever it was cut short.
+// Returns whether every byte of the chip is the one before a command, the one that its start-up leaves or the
+// one after it, `done`: so that nothing is lost but what the command writes, wherever it was cut short.
 bool HoldsNothingElse(const Rig& rig, const Bytes& contents, const Bytes& done);

@@ -18,7 +18,7 @@ struct Outcome {
   std::optional<Bytes> host = {};  // the host file that the run made
   std::string output = {};
 
-  // Whether the run ended in one of the ways in which a command with good arguments may end.
+  // Returns whether the run ended in one of the ways in which a command with good arguments may end.
   [[nodiscard]] bool IsOrderly() const;
 };
 
@@ -41,7 +41,7 @@ struct Rig {
 
   [[nodiscard]] Bytes Memory() const { return {chip.Memory().begin(), chip.Memory().end()}; }
   [[nodiscard]] bool Holds(const Bytes& contents) const;
-  // Whether a run that ended so, and left the chip as it is, came to this.
+  // Returns whether the run's outcome and the chip are as expected.
   [[nodiscard]] bool CameTo(const Expectation& expected, const Outcome& outcome) const;
 
   EmulatedChip chip;

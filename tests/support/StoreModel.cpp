@@ -8,7 +8,6 @@
 namespace {
 
 constexpr unsigned int FileArea = 0x40;
-constexpr Entry Reserved = {FileArea, 0x4000};
 constexpr Entry TablePlace = {4, 12};
 constexpr int Failed = 5;
 
@@ -65,12 +64,12 @@ StoreModel::StoreModel(Bytes chipMemory) : memory(std::move(chipMemory)), table(
     const unsigned char* const raw = &memory[TablePlace.address + 4 * i];
     table[i] = {raw[0] + 256U * raw[1], raw[2] + 256U * raw[3]};
   }
-  const bool halfListed = table[0].address == FileArea && table[0].IsTorn();
-  if (!table[0].HasPlace() || table[0].size == 0 || table[0].size == 0xFFFF || halfListed) {
-    table[0] = Reserved;
+  const bool isTorn = table[0].address == FileArea && table[0].IsTorn();
+  if (!table[0].HasPlace() || table[0].size == 0 || table[0].size == 0xFFFF || isTorn) {
+    table[0] = ReservedEntry;
     const auto block = memory.begin() + FileArea;
-    const auto end = std::find(block, block + Reserved.size, 0xFF);
-    if (end != block && end != block + Reserved.size && Content(table[0])) {
+    const auto end = std::find(block, block + ReservedEntry.size, 0xFF);
+    if (end != block && end != block + ReservedEntry.size && Content(table[0])) {
       table[0].size = static_cast<unsigned int>(end - block);
       PutTable(memory, table);
     }

@@ -37,13 +37,15 @@ struct Entry {
   bool operator==(const Entry&) const = default;
 };
 
+constexpr Entry ReservedEntry = {0x40, 0x4000};  // for the peripheral configuration file
+
 struct Expectation {
   int exit = 0;
   std::optional<Bytes> host = {};  // the host file that the command makes
   Bytes memory = {};               // of the chip afterwards
 };
 
-class StoreModel {
+class StoreModel final {
  public:
   using Table = std::array<Entry, Files>;
 
@@ -52,8 +54,8 @@ class StoreModel {
   // No value where a write in the usual place does not fit or would overwrite another readable file.
   [[nodiscard]] std::optional<Expectation> Expect(const Command& command) const;
 
-  // Whether a write has so much room that it may not be refused: after all images that have a place there is
-  // enough for the new image and all readable ones.
+  // Returns whether a write has so much room that it may not be refused: after all images that have a place
+  // there is enough for the new image and all readable ones.
   [[nodiscard]] bool HasAmpleRoom(const Command& write) const;
 
   // The checksum of data that follows others, whose checksum is `before`.

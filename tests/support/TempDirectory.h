@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-class TempDirectory {
+class TempDirectory final {
  public:
   TempDirectory() : path((std::filesystem::temp_directory_path() / "brindle-XXXXXX").string()) {
     if (mkdtemp(path.data()) == nullptr) throw std::runtime_error("no temporary directory");

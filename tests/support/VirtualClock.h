@@ -1,6 +1,6 @@
-// The monotonic clock of a test program that links the CMake target rig. A timed wait on a condition variable
-// moves it to the deadline and times out at once: a pause takes no time, and shows to the nanosecond. Only
-// for programs in which nobody signals a timed wait. Any thread.
+// The monotonic clock of a test program that links this for the system's. A timed wait on a condition
+// variable moves it to the deadline and times out at once: a pause takes no time, and shows to the
+// nanosecond. Only for programs in which nobody signals a timed wait. Any thread.
 #pragma once
 
 #include <atomic>

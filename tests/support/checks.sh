@@ -1,5 +1,5 @@
 # shellcheck shell=sh
-# Functions that run programs and check what they did, for every script of the tests and for the demo. POSIX, so that
+# Functions that run programs and check what they did, for the scripts of the tests and for the demo. POSIX, so that
 # busybox can read them too. A script goes on after a failed check and ends with `summary`, but a check in a subshell or
 # a pipeline is not counted.
 

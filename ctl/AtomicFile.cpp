@@ -61,7 +61,7 @@ void WriteAtomically(const std::string& path, std::span<const unsigned char> dat
   if (exists && !S_ISREG(existing.st_mode)) throw Failure(ExitCode::Failed, path + ": not a regular file");
 
   const SignalHold hold;
-  std::string beside = target + ".XXXXXX";
+  std::string beside = target + TemporarySuffix + "XXXXXX";
   const int fd = mkostemp(beside.data(), O_CLOEXEC);
   if (fd < 0) Fail(path);
   const mode_t mode = exists ? existing.st_mode & 07777 : NewFileMode();

@@ -1,4 +1,4 @@
-// Host files that appear under their names only complete, also after a power cut.
+// Host files that appear under their names only when they are complete, also after a power cut.
 #pragma once
 
 #include <span>
@@ -6,9 +6,13 @@
 
 // Replaces the file at `path`, or creates it: writes `data` into a file beside it, flushes that to the disk,
 // renames it and flushes the folder. Follows symbolic links, keeps the mode of an existing file, and refuses
-// anything but regular files. Throws Failure (5); unless it was the folder that could not be flushed, the
-// file is then as it was. Signals that ask the process to end wait until it is done.
+// anything but regular files. Throws Failure (5); the file is then as it was, unless only the folder could
+// not be flushed. Signals that ask the process to end wait until it is done.
 void WriteAtomically(const std::string& path, std::span<const unsigned char> data);
+
+// What the name of the file beside has after that of the target, and before six characters that differ. A
+// process that is killed leaves such a file.
+inline constexpr char TemporarySuffix[] = ".brindlectl-";
 
 // Removes the file at `path` and flushes its folder. Throws Failure (5).
 void RemoveDurably(const std::string& path);

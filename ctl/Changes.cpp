@@ -27,12 +27,13 @@ PosixEEpromHandler OpenStore(Bytes& image) {
 Changes ReadChanges(const Arguments& arguments, const Environment& environment) {
   constexpr unsigned long LargestRevision = 0xFFFF;
   Changes changes;
-  if (const auto revision = arguments.Value("revision")) {
-    changes.revision = static_cast<unsigned short>(ParseNumber(*revision, LargestRevision));
-  }
-  if (const auto developer = arguments.Value("developer")) changes.developer = ParseSwitch(*developer);
   std::array<std::string, 3> paths;
   for (const auto& [option, value] : arguments.options) {
+    if (option == "revision") {
+      changes.revision = static_cast<unsigned short>(ParseNumber(value, LargestRevision));
+    } else if (option == "developer") {
+      changes.developer = ParseSwitch(value);
+    }
     if (option != "file") continue;
     const std::size_t equals = value.find('=');
     if (equals == std::string::npos) throw Failure(ExitCode::InvalidArguments, "not TYPE=PATH: " + value);

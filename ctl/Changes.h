@@ -13,13 +13,13 @@ struct Changes {
   std::optional<bool> developer;
 };
 
-// The changes that the options "file" (TYPE=PATH), "revision" and "developer" ask for; reads the host files.
-// Throws Failure: 22 for a bad value, 5 for a file that cannot be read.
+// Returns the changes that the options "file" (TYPE=PATH), "revision" and "developer" ask for, with the host
+// files read. Throws Failure: 22 for a bad value, 5 for a file that cannot be read.
 [[nodiscard]] Changes ReadChanges(const Arguments& arguments, const Environment& environment);
 
-// The image that `base`, of the EEPROM's size, becomes when Brindle makes the changes: files by increasing
-// type, then the settings. Throws Failure (5) when a file finds no room, or when a file, a new one or one
-// that `base` holds, could not be read back from the result at Brindle's next start.
+// Returns the image that results when Brindle makes the changes to `base`, which has the EEPROM's size: files
+// by increasing type, then the settings. Throws Failure (5) when there is no room for a file, or when a file,
+// a new one or one of `base`, could not be read back from the result at Brindle's next start.
 [[nodiscard]] std::vector<unsigned char> Apply(const Changes& changes, std::vector<unsigned char> base);
 
 // An erased image.

@@ -54,7 +54,7 @@ const Command Commands[] = {
     {"diff", "SOURCE SOURCE", "Compares settings and files.", JsonAndGoldcrest, Diff},
     {"update",
      "[IMAGE]",
-     "Brings the chip to the content of IMAGE, or makes the changes, and compares.\n"
+     "Writes the content of IMAGE, or the changes, to the chip, and compares.\n"
      "A power cut costs nothing: \"brindlectl recover\" then finishes the update.",
      {FileOption,
       RevisionOption,

@@ -134,11 +134,13 @@ class Examination {
     const bool hasGroup = status.st_gid != 0 && (status.st_mode & GroupAccess) == GroupAccess;
     const std::string join = "usermod --append --groups " +
                              (hasGroup ? GroupName(status.st_gid) : std::string("brindle")) + " " + user;
-    Cause("permission", user + " may not open " + node + ", which belongs to " + owner,
+    Cause("permission",
+          user + " may not open " + node + ", which belongs to " + owner +
+              "; a new group takes effect at the next login",
           hasGroup ? join
                    : "groupadd --system --force brindle && " + join +
                          " && cp /usr/share/doc/brindle/examples/70-brindle.rules /etc/udev/rules.d/ && "
-                         "udevadm trigger --settle " +
+                         "udevadm control --reload && udevadm trigger --settle " +
                          node);
   }
 
@@ -155,7 +157,8 @@ class Examination {
   // As long as the examination lasts, so that the chip is not asked in the middle of another process's read.
   void ReserveBoard() {
     const fs::path& devices = LinuxI2CFactory::DevicesDirectory();
-    if (reservation.Acquire(devices, 0)) return Ok("lock", "no other process holds the board");
+    isReserved = reservation.Acquire(devices, 0);
+    if (isReserved) return Ok("lock", "no other process holds the board");
     const std::string process = LockHolder(devices);
     if (process.empty()) return Cause("lock", "another process holds the board", "wait until it has ended");
     Cause("lock",
@@ -174,17 +177,24 @@ class Examination {
     }
   }
 
-  void LookForJournal() try {
+  void LookForJournal() {
     const JournalFile journal(JournalFile::DefaultFolder);
-    if (!journal.Read()) return Ok("journal", "no update was cut off");
-    Cause("journal", "an update was cut off; its journal is " + journal.Path(), "brindlectl recover");
-  } catch (const Failure& failure) {
-    Cause("journal", failure.what(), "update the EEPROM anew: brindlectl update --force IMAGE");
+    try {
+      if (!journal.Read()) return Ok("journal", "no update was cut off");
+      const std::string update = isReserved ? "an update" : "an update is under way, or";
+      Cause("journal", update + " was cut off; its journal is " + journal.Path(), "brindlectl recover");
+    } catch (const Failure& failure) {
+      const bool isReadable = access(journal.Path().c_str(), R_OK) == 0;
+      Cause(
+          "journal", failure.what(),
+          isReadable ? "update the EEPROM anew: brindlectl update --force IMAGE" : "sudo brindlectl recover");
+    }
   }
 
   unsigned short slave;
   std::string name;  // of the chip, by its address: "0x56"
   DirectoryLock reservation;
+  bool isReserved = false;
   std::vector<Finding> findings;
 };
 

@@ -1,6 +1,10 @@
 #include "ctl/Journal.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <string_view>
 
 #include "ctl/AtomicFile.h"
@@ -71,6 +75,10 @@ bool JournalFile::Exists() const {
 std::optional<Journal> JournalFile::Read() const {
   if (!Exists()) return std::nullopt;
   const auto bytes = HostFile::Read(Path(), JournalSize, HostFile::Kind::Measurable);
+  if (!bytes && access(path.c_str(), R_OK) != 0) {
+    if (errno == ENOENT) return std::nullopt;  // removed meanwhile
+    throw Failure(ExitCode::Failed, Path() + ": " + std::strerror(errno));
+  }
   auto journal = bytes ? Journal::Decode(*bytes) : std::nullopt;
   if (!journal) throw Failure(ExitCode::Failed, Path() + ": not a whole journal; it is left alone");
   return journal;
@@ -92,7 +100,7 @@ void JournalFile::Write(const Journal& journal) const {
 void JournalFile::RemoveLeftovers() const {
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator(path.parent_path(), error)) {
-    if (entry.path().stem() == path.filename() && entry.path() != path) remove(entry.path(), error);
+    if (entry.path().string().starts_with(Path() + TemporarySuffix)) remove(entry.path(), error);
   }
 }
 

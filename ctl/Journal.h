@@ -1,4 +1,4 @@
-// What it takes to finish an update that was cut off, and the file in which it is kept meanwhile.
+// All that is needed to finish an update that was cut off, and the file that keeps it during the update.
 //
 // The file, numbers little-endian, addresses and lengths in bytes:
 //
@@ -6,7 +6,7 @@
 //       8      2  version of this format, 1
 //      10      2  7-bit I2C address of the chip
 //      12  32768  content of the chip before the update
-//   32780  32768  content to bring it to
+//   32780  32768  target: content of the chip after the update
 //   65548      4  CRC-32 (as in IEEE 802.3) of all bytes before
 #pragma once
 
@@ -22,12 +22,12 @@ struct Journal {
   std::vector<unsigned char> target;
 
   [[nodiscard]] std::vector<unsigned char> Encode() const;
-  // No value when the size, the version or the checksum is wrong.
+  // Returns no value when the size, the version or the checksum is wrong.
   [[nodiscard]] static std::optional<Journal> Decode(std::span<const unsigned char> bytes);
 };
 
 // The file of the journal, which is there while an update is under way or was cut off.
-class JournalFile {
+class JournalFile final {
  public:
   // Made by the package.
   static constexpr char DefaultFolder[] = "/var/lib/brindle";
@@ -36,14 +36,15 @@ class JournalFile {
 
   [[nodiscard]] std::string Path() const { return path.string(); }
 
-  // Whether there is a file, whatever it holds. One that cannot be looked for counts as there.
+  // Returns whether the file exists, whatever it holds. If its folder cannot be searched, it counts as
+  // existing.
   [[nodiscard]] bool Exists() const;
 
-  // No value when there is no file. Throws Failure (5) when it cannot be read or is no whole journal.
+  // Returns no value when there is no file. Throws Failure (5) when it cannot be read or is no whole journal.
   [[nodiscard]] std::optional<Journal> Read() const;
 
-  // Each is on the disk when it returns. Write replaces an older file at once; to remove no file succeeds.
-  // Throw Failure (5); a failed Write leaves no journal where there was none.
+  // The change is on the disk when these return. Write replaces an older file in one step; Remove succeeds
+  // without a file. They throw Failure (5); a failed Write leaves no journal where there was none.
   void Write(const Journal& journal) const;
   void Remove() const;
 

@@ -29,7 +29,8 @@ Bytes ReadNewImage(const Arguments& arguments, const Environment& environment) {
   const EepromContent content = Inspect(image);
   for (const Problem& problem : content.problems) PrintMessage(environment, path + ": " + problem.text);
   if (!content.problems.empty() && !arguments.Has("force")) {
-    throw Failure(ExitCode::Found, path + ": not stored; --force stores it all the same");
+    const char* const advice = content.developerByte ? "; --force stores it all the same" : "";
+    throw Failure(ExitCode::Found, path + ": not stored" + advice);
   }
   if (!content.developerByte) throw Failure(ExitCode::Failed, path + ": not stored");
   return image;
@@ -61,7 +62,7 @@ void PrintPlan(const Updater& updater, const std::vector<std::size_t>& pages, st
     output << "up to date\n";
   } else {
     output << "would write " << pages.size() << " of " << Updater::Pages << " pages in about "
-           << updater.Seconds(pages.size()) << " seconds: " << Ranges(pages) << '\n';
+           << updater.Seconds(pages.size()) << " s: " << Ranges(pages) << '\n';
   }
 }
 
@@ -69,7 +70,7 @@ JournalFile JournalOf(const Arguments& arguments) {
   return JournalFile(arguments.Value("journal").value_or(JournalFile::DefaultFolder));
 }
 
-// On a terminal, one line that shows how far the writing is, and that goes when it is done.
+// On a terminal, shows the progress of the writing in one line, which is cleared at the end.
 Updater::Progress ShowProgress(const Updater& updater, const Environment& environment) {
   if (!environment.onTerminal) return [](std::size_t, std::size_t) {};
   return [&](std::size_t written, std::size_t pages) {
@@ -84,7 +85,7 @@ Updater::Progress ShowProgress(const Updater& updater, const Environment& enviro
   };
 }
 
-// Brings the chip to the target. The journal, when there is one, goes when that is done.
+// Updates the chip to the target, and then removes the journal if there is one.
 ExitCode Finish(Updater& updater, const Bytes& target, const JournalFile& journal,
                 const Environment& environment) {
   const std::size_t pages = DifferingPages(updater.Content(), target).size();

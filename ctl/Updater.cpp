@@ -49,7 +49,9 @@ bool Updater::IsCutOff(const Journal& journal) {
   ReadAgain(ForeignPages(content, journal));
   const std::vector<std::size_t> foreign = ForeignPages(content, journal);
   if (foreign.empty()) return true;
-  return foreign.size() == 1 && !IsSamePage(foreign.front(), journal.old, journal.target);
+  // Pages are written in order, so the cut can have torn only the first one that is not the target's yet.
+  const std::size_t torn = DifferingPages(content, journal.target).front();
+  return foreign == std::vector{torn} && !IsSamePage(torn, journal.old, journal.target);
 }
 
 void Updater::Run(const Bytes& target, const Progress& progress) {
@@ -71,7 +73,7 @@ void Updater::Run(const Bytes& target, const Progress& progress) {
   throw Failure(ExitCode::Failed, "board: EEPROM does not hold what was written");
 }
 
-// One bad transfer shifts what is read after it, so a page is not taken for different by one reading.
+// One bad transfer shifts what is read after it, so a page counts as different only if two readings say so.
 void Updater::ReadAgain(const std::vector<std::size_t>& pages) {
   for (const std::size_t page : pages) {
     const std::size_t offset = page * PageSize;

@@ -1,5 +1,5 @@
-// Brings the content of a CAT24C256 to a target: writes the pages that differ, reads the chip back and
-// repeats what still differs.
+// Updates a CAT24C256 to a target content: writes the pages that differ, reads the chip back, and writes
+// again what still differs.
 #pragma once
 
 #include <functional>
@@ -13,12 +13,12 @@
 [[nodiscard]] std::vector<std::size_t> DifferingPages(const std::vector<unsigned char>& content,
                                                       const std::vector<unsigned char>& target);
 
-class Updater {
+class Updater final {
  public:
   static constexpr std::size_t PageSize = 64;
   static constexpr std::size_t Pages = 512;
 
-  // Called after each page, with how many of the pages to write are written.
+  // Called after each page, with the number of pages written so far and of all pages to write.
   using Progress = std::function<void(std::size_t written, std::size_t pages)>;
 
   // Borrows the chip, which nobody else may use meanwhile, and reads it. Throws Failure (5).
@@ -27,13 +27,13 @@ class Updater {
   // What the chip held when it was last read.
   [[nodiscard]] const std::vector<unsigned char>& Content() const { return content; }
 
-  // How long it takes to write as many pages and to read the chip back, by how long it took to read it; whole
-  // seconds, rounded up.
+  // Returns an estimate of the seconds, rounded up, for writing so many pages and reading the chip back. It
+  // comes from the time that the first read took.
   [[nodiscard]] unsigned long Seconds(std::size_t pages) const;
 
-  // Whether the chip holds what a cut leaves of the journal's update, so that nothing was stored since: every
-  // page is the old or the target's one, but for one page at most that the update writes. Pages that seem not
-  // to be are read a second time. Throws Failure (5).
+  // Returns whether the chip still holds what the cut left of the journal's update, so that nothing was
+  // stored since: every page equals the old or the target's one, except for the first one that is not the
+  // target's if the update writes it. A page that equals neither is read a second time. Throws Failure (5).
   [[nodiscard]] bool IsCutOff(const Journal& journal);
 
   // Returns when the chip, read back, equals the target; throws Failure (5) when it does not after three

@@ -3,6 +3,10 @@
 _brindlectl() {
   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word operands=0 choices=''
   COMPREPLY=()
+  if [[ $previous == [\<\>\&]* || $current == [\$\<\>\&]* ]]; then # redirections and variables
+    compopt -o bashdefault -o default
+    return
+  fi
   # The shell takes --option=value apart into three words.
   [ "$current" != = ] || current=''
   [ "$previous" != = ] || previous=${COMP_WORDS[COMP_CWORD - 2]}

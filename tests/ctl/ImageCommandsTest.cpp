@@ -140,9 +140,9 @@ TEST_F(ImageCommands, EndWithNothingDoneWhenTheyFail) {
   const std::tuple<int, std::string, std::vector<std::string>> cases[] = {
       {22, "", {"", "frobnicate", "list image image", "list --frobnicate", "diff image", "build"}},
       {22, "extract image ", {"1", "0 -", "4 -", " -", "1a -", "Board -"}},
-      {22, "build new --revision=", {"65536", "-1", "0x", "99999999999999999999"}},
+      {22, "build new --revision=", {"65536", "-1", "0x", "99999999999999999999", "a --revision=1"}},
       {22, "build new --file=1", {"", "=", "4=small", "=small --file=peripheral=small"}},
-      {22, "build new --", {"from", "developer=1"}},
+      {22, "build new --", {"from", "developer=1", "developer=1 --developer=on"}},
       {22,
        "update ",
        {"", "image --revision=3", "--revision=3 --keep-settings", "image --journal= --no-journal"}},

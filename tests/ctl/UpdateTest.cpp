@@ -63,7 +63,7 @@ TEST_F(UpdateTest, IsFinishedAfterAPowerCutAnywhereAndAfterASecondOne) {
       AddCut(page, cuts[form]);
       ASSERT_EQ(Update(), 5);
       PowerOn();
-      // Every pair of page writes meets; the second one is torn in another form.
+      // Every pair of page writes comes up; the second one is torn in another form.
       const std::uint64_t second = page + 1 + form % pages.size();
       AddCut(second, cuts[(form + 37) % cuts.size()]);
       const int code = Recover();
@@ -77,6 +77,7 @@ TEST_F(UpdateTest, IsFinishedAfterAPowerCutAnywhereAndAfterASecondOne) {
 }
 
 TEST_F(UpdateTest, IsFinishedAfterAKillBetweenAnyTwoCalls) {
+  File("journal.backup", {});
   unsigned int kills = 0;
   for (int status = 0;; ++kills) {
     SCOPED_TRACE(kills);
@@ -107,7 +108,7 @@ TEST_F(UpdateTest, IsFinishedAfterAKillBetweenAnyTwoCalls) {
     ASSERT_EQ(Update(), 0) << messages;
     ASSERT_TRUE(Holds(target));
     unlink("memory");
-    ASSERT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 1) << "files";
+    ASSERT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 2) << "files";
   }
   EXPECT_GT(kills, 20U);
 }
@@ -145,8 +146,7 @@ TEST_F(UpdateTest, IsNotFinishedOverWhatWasStoredSince) {
   const Bytes torn = Memory();
   const Bytes waiting = Content("journal");
   for (std::size_t page = 0; page < Updater::Pages; page += page < 8 ? 1 : 7) {
-    const bool isWritten = std::find(pages.begin(), pages.end(), page) != pages.end();
-    for (const auto& [cut, isAllowed] : {std::pair{torn, page == pages[2]}, std::pair{old, isWritten}}) {
+    for (const auto& [cut, isAllowed] : {std::pair{torn, page == pages[2]}, {old, page == pages[0]}}) {
       SCOPED_TRACE(page);
       Bytes content = cut;
       content[PageSize * page + 50] ^= 0x10;
@@ -187,7 +187,7 @@ TEST_F(UpdateTest, DoesWhatItsOptionsSay) {
   const Bytes kept = After(Commands(250, "1"));
   const std::tuple<const char*, int, const Bytes&, const char*> cases[] = {
       {"target", 0, target, "updated, 5 of 512 pages written, compared\n"},
-      {"target --dry-run", 0, old, "would write 5 of 512 pages in about 1 seconds: 3-6, 0\n"},
+      {"target --dry-run", 0, old, "would write 5 of 512 pages in about 1 s: 3-6, 0\n"},
       {"target --keep-settings", 0, kept, "updated, 5 of 512"},
       {"--developer=off", 0, changed, "updated, 1 of 512"},
       {"--revision=1", 0, old, "up to date\n"},

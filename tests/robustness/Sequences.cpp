@@ -12,8 +12,7 @@ namespace {
 
 class Sequences : public testing::Test {
  protected:
-  // Runs one more command on what the chip holds. Returns what is wrong, the commands until then, the table
-  // before, and the value of BRINDLE_TEST_SEED that repeats it all.
+  // Runs one more command on what the chip holds. Returns what is wrong, and all that it takes to repeat it.
   std::string Step(const Bytes& contents, const Command& command) {
     std::string complaint = RunAndJudge(rig, contents, command);
     history.push_back(command.Name());

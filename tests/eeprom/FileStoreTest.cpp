@@ -48,12 +48,11 @@ const std::tuple<const char*, std::string, std::string, unsigned int, unsigned i
          "5000/100 ffff/ffff 5100/1000"},
         {"FileKeptModuloTheDeviceBlocksAWriteInPlace", "40/20 8100/40 c0/41", "12", 3, 0x41,
          "40/20 8100/40 c0/41"},
+        {"UnrelatedTornEntryStays", "40/4000 8/ff00 ffff/ffff", "", 3, 0x3FC1, "40/4000 8/ff00 ffff/ffff"},
         {"BeyondTheEndOverAnotherFile", "40/100 ffff/ffff 7000/100", "1", 3, 0x1800,
          "40/100 ffff/ffff 7000/100"},
         {"TornEntryLeavesTheReservedPlaceAlone", "40/4000 ff40/ffff ffff/ffff", "", 3, 10,
          "40/4000 ff40/ffff 4040/a"},
-        {"UnrelatedTornEntryMakesNoRoom", "40/4000 8/ff00 ffff/ffff", "", 3, 0x3FC1,
-         "40/4000 8/ff00 ffff/ffff"},
 };
 
 TEST_F(FileStoreTest, PlacesAFileWhereTheUsualPlaceDoesNotServe) {

@@ -32,8 +32,9 @@ class Updater final {
   [[nodiscard]] unsigned long Seconds(std::size_t pages) const;
 
   // Returns whether the chip still holds what the cut left of the journal's update, so that nothing was
-  // stored since: every page equals the old or the target's one, except for the first one that is not the
-  // target's if the update writes it. A page that equals neither is read a second time. Throws Failure (5).
+  // stored since: every page equals the old or the target's one. One page that the update writes may be torn:
+  // the first, in the order of writing, that is not the target's. A page that equals neither is read a second
+  // time. Throws Failure (5).
   [[nodiscard]] bool IsCutOff(const Journal& journal);
 
   // Returns when the chip, read back, equals the target; throws Failure (5) when it does not after three

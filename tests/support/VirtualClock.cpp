@@ -13,7 +13,8 @@ constexpr long Second = 1'000'000'000;  // ns
 
 WRAP(int, clock_gettime, clockid_t clock, timespec* time) {
   if (clock != CLOCK_MONOTONIC) return __real_clock_gettime(clock, time);
-  *time = {static_cast<long>(now / Second), static_cast<long>(now % Second)};
+  const auto nanoseconds = static_cast<long>(now.load());
+  *time = {nanoseconds / Second, nanoseconds % Second};
   return 0;
 }
 

@@ -19,7 +19,7 @@
 #include "eeprom/StoredImage.h"
 #include "i2c/I2CBus.h"
 
-class PosixEEpromHandler : public EEPromHandler {
+class PosixEEpromHandler final : public EEPromHandler {
  public:
   // Finds the chip at `location` on `bus`, of which it keeps no share, and opens the store on it. The store
   // is not accessible when there is no bus or no chip answers.

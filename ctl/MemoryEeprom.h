@@ -5,11 +5,11 @@
 
 #include <vector>
 
-#include "eeprom/Eeprom.h"
+#include "eeprom/Cat24c256Eeprom.h"
 
 class MemoryEeprom final : public Eeprom {
  public:
-  static constexpr std::size_t Size = 32768;
+  static constexpr std::size_t Size = Cat24c256Eeprom::Size;
 
   // Borrows `image`, which must hold Size bytes.
   explicit MemoryEeprom(std::vector<unsigned char>& image);

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "ctl/Journal.h"
-#include "eeprom/Eeprom.h"
+#include "eeprom/Cat24c256Eeprom.h"
 
 // The numbers of the pages of 64 bytes in which two contents differ, in the order in which they are written:
 // increasing, but page 0 with settings and table last.
@@ -15,8 +15,8 @@
 
 class Updater final {
  public:
-  static constexpr std::size_t PageSize = 64;
-  static constexpr std::size_t Pages = 512;
+  static constexpr std::size_t PageSize = Cat24c256Eeprom::PageSize;
+  static constexpr std::size_t Pages = Cat24c256Eeprom::Size / PageSize;
 
   // Called after each page, with the number of pages written so far and of all pages to write.
   using Progress = std::function<void(std::size_t written, std::size_t pages)>;

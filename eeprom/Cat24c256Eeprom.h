@@ -9,6 +9,9 @@
 
 class Cat24c256Eeprom final : public Eeprom {
  public:
+  static constexpr int Size = 32768;
+  static constexpr int PageSize = 64;
+
   using Eeprom::Eeprom;
 
   int Read(unsigned short address, unsigned char* buffer, int length) override;
@@ -16,7 +19,6 @@ class Cat24c256Eeprom final : public Eeprom {
   [[nodiscard]] unsigned long GetSizeInBytes() const override;
 
  private:
-  static constexpr int Size = 32768;
   static constexpr Protocol Chip = {
-      .pageSize = 64, .addressSize = 2, .slaveMask = 0, .largestRead = 16, .writeAttempts = 2};
+      .pageSize = PageSize, .addressSize = 2, .slaveMask = 0, .largestRead = 16, .writeAttempts = 2};
 };

@@ -1,7 +1,6 @@
 #include "eeprom/Eeprom.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 

@@ -74,7 +74,9 @@ bool JournalFile::Exists() const {
 
 std::optional<Journal> JournalFile::Read() const {
   if (!Exists()) return std::nullopt;
-  const auto bytes = HostFile::Read(Path(), JournalSize, HostFile::Kind::Measurable);
+  std::error_code error;
+  const bool isFile = is_regular_file(path, error);
+  const auto bytes = isFile ? HostFile::Read(Path(), JournalSize, HostFile::Kind::Measurable) : std::nullopt;
   if (!bytes && access(path.c_str(), R_OK) != 0) {
     if (errno == ENOENT) return std::nullopt;  // removed meanwhile
     throw Failure(ExitCode::Failed, Path() + ": " + std::strerror(errno));

@@ -24,7 +24,7 @@ truncate -s $((4 * 1024 * 1024 * 1024 + 10)) sparse
 truncate -s $((3 * 1024 * 1024 * 1024)) sparse3
 bytes 32767 >image-1
 bytes 32769 >image+1
-for path in missing folder folder/missing sparse sparse3 large /dev/full; do
+for path in missing folder folder/missing sparse sparse3 large /dev/full /sys/class/net/lo/mtu; do # mtu's size is wrong
   for command in "/W 3" "/V 2" /WA /VA; do brindle 5 $command "$path"; done
 done
 for path in /dev/full folder missing/file; do

@@ -1,9 +1,9 @@
 # What the product is compiled with in a Release build, where CMake's own choice is -O3: the tool waits for the
 # chip, so its size counts and its speed does not. docs/performance.md has what each option gives.
-add_library(brindle_release INTERFACE)
-target_compile_options(brindle_release INTERFACE $<$<CONFIG:Release>:-Os>)
+add_library(release INTERFACE)
+target_compile_options(release INTERFACE $<$<CONFIG:Release>:-Os>)
 # For those who link statically: it leaves out what nobody calls of the libraries.
-target_link_options(brindle_release INTERFACE $<$<CONFIG:Release>:-Wl,--gc-sections>)
+target_link_options(release INTERFACE $<$<CONFIG:Release>:-Wl,--gc-sections>)
 
 # Link-time optimisation where the compiler has it. Not for clang, which needs another linker for it. g++ 12 then
 # folds functions that are identical but for the types that they read, and drops stores that only the one of the
@@ -11,12 +11,12 @@ target_link_options(brindle_release INTERFACE $<$<CONFIG:Release>:-Wl,--gc-secti
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   include(CheckIPOSupported)
   check_ipo_supported(RESULT BRINDLE_LTO LANGUAGES CXX)
-  target_compile_options(brindle_release INTERFACE -fno-ipa-icf)
+  target_compile_options(release INTERFACE -fno-ipa-icf)
 endif()
 
 # brindle_product(TARGET): a part of the product.
 function(brindle_product target)
-  target_link_libraries(${target} PRIVATE brindle_warnings brindle_release)
+  target_link_libraries(${target} PRIVATE warnings release)
   if(BRINDLE_LTO)
     set_target_properties(${target} PROPERTIES INTERPROCEDURAL_OPTIMIZATION ON)
   endif()

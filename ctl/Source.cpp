@@ -1,10 +1,13 @@
 #include "ctl/Source.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <utility>
 
+#include "ctl/EepromContent.h"
 #include "ctl/MemoryEeprom.h"
 #include "eeprom/EEPromHelper.h"
 #include "eeprom/EepromFinder.h"
@@ -34,6 +37,21 @@ std::vector<unsigned char> ReadChip(Eeprom& chip) {
   return content;
 }
 
+std::vector<unsigned char> Confirmed(Eeprom& chip, std::vector<unsigned char> content) {
+  std::array<unsigned char, Cat24c256Eeprom::PageSize> settings{};
+  const int size = static_cast<int>(settings.size());
+  constexpr int Readings = 4;
+  for (int reading = 1; reading < Readings; ++reading) {
+    const bool isRead = chip.Read(0, settings.data(), size) == size;
+    const bool isSame = std::equal(settings.begin(), settings.end(), content.begin());
+    if (isRead && isSame && Inspect(content).problems.empty()) return content;
+    std::vector<unsigned char> again = ReadChip(chip);
+    if (again == content) return content;
+    content = std::move(again);
+  }
+  throw Failure(ExitCode::Failed, "board: EEPROM reads differently each time");
+}
+
 std::vector<unsigned char> ReadHostFile(const std::string& path, const Environment& environment) {
   std::ifstream file;
   if (path != "-") file.open(path, std::ios::binary);
@@ -48,7 +66,8 @@ std::vector<unsigned char> ReadHostFile(const std::string& path, const Environme
 std::vector<unsigned char> ReadSource(const std::string& source, const Arguments& arguments,
                                       const Environment& environment) {
   if (!source.empty() && source != "board") return ReadHostFile(source, environment);
-  return ReadChip(*OpenBoard(arguments, environment));
+  const auto chip = OpenBoard(arguments, environment);
+  return Confirmed(*chip, ReadChip(*chip));
 }
 
 std::vector<unsigned char> ReadImage(const std::string& source, const Arguments& arguments,

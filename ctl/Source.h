@@ -23,6 +23,11 @@
 // Returns the whole content of the chip. Throws Failure (5) when it cannot be read.
 [[nodiscard]] std::vector<unsigned char> ReadChip(Eeprom& chip);
 
+// Returns `content`, a reading of the chip, when no disturbance of the bus can have spoiled its settings,
+// table or files: page 0 reads the same again, and every checksum is right. Otherwise reads the chip until
+// two readings agree. Throws Failure (5) when it cannot be read, or when four readings differ.
+[[nodiscard]] std::vector<unsigned char> Confirmed(Eeprom& chip, std::vector<unsigned char> content);
+
 // Returns the content of the file at `path`, or of standard input ("-"). A larger one is cut one byte after
 // the EEPROM's size. Throws Failure (5) when it cannot be read.
 [[nodiscard]] std::vector<unsigned char> ReadHostFile(const std::string& path,

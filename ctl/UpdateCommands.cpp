@@ -66,6 +66,14 @@ void PrintPlan(const Updater& updater, const std::vector<std::size_t>& pages, st
   }
 }
 
+// A journal that is not whole is of no chip.
+bool IsOfAnotherChip(const JournalFile& file, unsigned short slave) try {
+  const auto journal = file.Read();
+  return journal && journal->slave != slave;
+} catch (const Failure&) {
+  return false;
+}
+
 JournalFile JournalOf(const Arguments& arguments) {
   return JournalFile(arguments.Value("journal").value_or(JournalFile::DefaultFolder));
 }
@@ -117,10 +125,11 @@ ExitCode Update(const Arguments& arguments, const Environment& environment) {
 
   const SignalHold hold;
   const auto chip = OpenBoard(arguments, environment);
-  if (journal.Exists() && !arguments.Has("force")) {
+  if (journal.Exists() && (!arguments.Has("force") || IsOfAnotherChip(journal, ChipAddress(arguments)))) {
     throw Failure(ExitCode::Failed, journal.Path() + ": an update was cut off; recover first");
   }
   Updater updater(*chip);
+  if (image.empty() || arguments.Has("keep-settings")) updater.ConfirmContent();
   const Bytes target = Target(image, changes, updater.Content(), arguments.Has("keep-settings"));
   const std::vector<std::size_t> pages = DifferingPages(updater.Content(), target);
   if (arguments.Has("dry-run")) {

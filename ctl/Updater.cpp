@@ -54,6 +54,10 @@ bool Updater::IsCutOff(const Journal& journal) {
   return foreign == std::vector{torn} && !IsSamePage(torn, journal.old, journal.target);
 }
 
+void Updater::ConfirmContent() {
+  content = Confirmed(chip, std::move(content));
+}
+
 void Updater::Run(const Bytes& target, const Progress& progress) {
   if (content == target) return;
   constexpr int Rounds = 3;
@@ -61,8 +65,8 @@ void Updater::Run(const Bytes& target, const Progress& progress) {
     const std::vector<std::size_t> pages = DifferingPages(content, target);
     for (std::size_t i = 0; i < pages.size(); ++i) {
       const std::size_t offset = pages[i] * PageSize;
-      // A page that the chip refuses shows when it is read back.
-      chip.Write(static_cast<unsigned short>(offset), target.data() + offset, PageSize);
+      if (chip.Write(static_cast<unsigned short>(offset), target.data() + offset, PageSize) != PageSize)
+        break;
       progress(i + 1, pages.size());
     }
     // Nothing but one undisturbed reading shows that all is right; the second one shows what to write again.

@@ -27,18 +27,21 @@ class Updater final {
   // What the chip held when it was last read.
   [[nodiscard]] const std::vector<unsigned char>& Content() const { return content; }
 
+  // Reads again what could have been misread, so that a target can be made from the content. Throws as
+  // Confirmed does.
+  void ConfirmContent();
+
   // Returns an estimate of the seconds, rounded up, for writing so many pages and reading the chip back. It
   // comes from the time that the first read took.
   [[nodiscard]] unsigned long Seconds(std::size_t pages) const;
 
-  // Returns whether the chip still holds what the cut left of the journal's update, so that nothing was
-  // stored since: every page equals the old or the target's one. One page that the update writes may be torn:
-  // the first, in the order of writing, that is not the target's. A page that equals neither is read a second
-  // time. Throws Failure (5).
+  // Returns whether nothing was stored on the chip since the journal's update was cut off: every page equals
+  // the old or the target's one. One page that the update writes may be torn: the first, in the order of
+  // writing, that is not the target's. A page that equals neither is read a second time. Throws Failure (5).
   [[nodiscard]] bool IsCutOff(const Journal& journal);
 
   // Returns when the chip, read back, equals the target; throws Failure (5) when it does not after three
-  // rounds, or cannot be read.
+  // rounds, or cannot be read. A round ends at the first page that the chip refuses.
   void Run(const std::vector<unsigned char>& target, const Progress& progress);
 
  private:

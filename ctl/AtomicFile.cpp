@@ -58,7 +58,9 @@ void WriteAtomically(const std::string& path, std::span<const unsigned char> dat
   const std::string target = Resolved(path);
   struct stat existing {};
   const bool exists = stat(target.c_str(), &existing) == 0;
-  if (exists && !S_ISREG(existing.st_mode)) throw Failure(ExitCode::Failed, path + ": not a regular file");
+  const bool leadsNowhere = !exists && lstat(target.c_str(), &existing) == 0;
+  if (leadsNowhere || (exists && !S_ISREG(existing.st_mode)))
+    throw Failure(ExitCode::Failed, path + ": not a regular file");
 
   const SignalHold hold;
   std::string beside = target + TemporarySuffix + "XXXXXX";

@@ -6,12 +6,12 @@
 
 // Replaces the file at `path`, or creates it: writes `data` into a file beside it, flushes that to the disk,
 // renames it and flushes the folder. Follows symbolic links, keeps the mode of an existing file, and refuses
-// anything but regular files. Throws Failure (5); the file is then as it was, unless only the folder could
-// not be flushed. Signals that ask the process to end wait until it is done.
+// anything but regular files and links to them. Throws Failure (5); the file is then as it was, unless only
+// the folder could not be flushed. Signals that ask the process to end wait until it is done.
 void WriteAtomically(const std::string& path, std::span<const unsigned char> data);
 
-// What the name of the file beside has after that of the target, and before six characters that differ. A
-// process that is killed leaves such a file.
+// The file beside is named after the target, followed by this suffix and six random characters. A process
+// that is killed leaves such a file.
 inline constexpr char TemporarySuffix[] = ".brindlectl-";
 
 // Removes the file at `path` and flushes its folder. Throws Failure (5).

@@ -73,7 +73,7 @@ std::string LockHolder(const fs::path& directory) {
 
 // Goes the way that Brindle goes to the chip, from the kernel's list of adapters to a one-byte read, and
 // collects what it finds. Nothing that is wrong ends it; the chip is asked when everything before is right.
-class Examination {
+class Examination final {
  public:
   explicit Examination(unsigned short chipAddress) : slave(chipAddress), name("0x" + Hex(slave).substr(4)) {}
 
@@ -128,7 +128,10 @@ class Examination {
       close(fd);
       return Ok("node", node + " can be opened; it belongs to " + owner);
     }
-    if (errno != EACCES) return Cause("node", node + ": " + std::strerror(errno), "modprobe i2c-dev");
+    if (errno != EACCES) {
+      return Cause("node", node + ": " + std::strerror(errno),
+                   "look into the kernel's messages (dmesg), and into the limits of this process");
+    }
     const std::string user = UserName(geteuid());
     constexpr mode_t GroupAccess = S_IRGRP | S_IWGRP;
     const bool hasGroup = status.st_gid != 0 && (status.st_mode & GroupAccess) == GroupAccess;
@@ -185,9 +188,8 @@ class Examination {
       Cause("journal", update + " was cut off; its journal is " + journal.Path(), "brindlectl recover");
     } catch (const Failure& failure) {
       const bool isReadable = access(journal.Path().c_str(), R_OK) == 0;
-      Cause(
-          "journal", failure.what(),
-          isReadable ? "update the EEPROM anew: brindlectl update --force IMAGE" : "sudo brindlectl recover");
+      Cause("journal", failure.what(),
+            isReadable ? "brindlectl update --force IMAGE" : "sudo brindlectl recover");
     }
   }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <string_view>
 
 #include "ctl/AtomicFile.h"
@@ -13,6 +14,8 @@
 #include "eeprom/HostFile.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 using Bytes = std::vector<unsigned char>;
 
@@ -65,17 +68,19 @@ std::optional<Journal> Journal::Decode(std::span<const unsigned char> bytes) {
   return journal;
 }
 
-JournalFile::JournalFile(const std::filesystem::path& folder) : path(folder / "journal") {}
+JournalFile::JournalFile(const std::string& folder) : path((fs::path(folder) / "journal").string()) {}
 
 bool JournalFile::Exists() const {
   std::error_code error;
-  return symlink_status(path, error).type() != std::filesystem::file_type::not_found;
+  const fs::file_type type = fs::symlink_status(path, error).type();
+  if (type == fs::file_type::none) throw Failure(ExitCode::Failed, Path() + ": " + error.message());
+  return type != fs::file_type::not_found;
 }
 
 std::optional<Journal> JournalFile::Read() const {
   if (!Exists()) return std::nullopt;
   std::error_code error;
-  const bool isFile = is_regular_file(path, error);
+  const bool isFile = fs::is_regular_file(path, error);
   const auto bytes = isFile ? HostFile::Read(Path(), JournalSize, HostFile::Kind::Measurable) : std::nullopt;
   if (!bytes && access(path.c_str(), R_OK) != 0) {
     if (errno == ENOENT) return std::nullopt;  // removed meanwhile
@@ -93,7 +98,7 @@ void JournalFile::Write(const Journal& journal) const {
     WriteAtomically(Path(), journal.Encode());
   } catch (const Failure&) {
     std::error_code error;
-    if (!replaces) std::filesystem::remove(path, error);
+    if (!replaces) fs::remove(path, error);
     throw;
   }
 }
@@ -101,8 +106,8 @@ void JournalFile::Write(const Journal& journal) const {
 // What a process that was killed while it wrote a journal has left beside it.
 void JournalFile::RemoveLeftovers() const {
   std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(path.parent_path(), error)) {
-    if (entry.path().string().starts_with(Path() + TemporarySuffix)) remove(entry.path(), error);
+  for (const auto& entry : fs::directory_iterator(fs::path(path).parent_path(), error)) {
+    if (entry.path().string().starts_with(Path() + TemporarySuffix)) fs::remove(entry.path(), error);
   }
 }
 

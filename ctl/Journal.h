@@ -10,7 +10,6 @@
 //   65548      4  CRC-32 (as in IEEE 802.3) of all bytes before
 #pragma once
 
-#include <filesystem>
 #include <optional>
 #include <span>
 #include <string>
@@ -32,12 +31,12 @@ class JournalFile final {
   // Made by the package.
   static constexpr char DefaultFolder[] = "/var/lib/brindle";
 
-  explicit JournalFile(const std::filesystem::path& folder);
+  explicit JournalFile(const std::string& folder);
 
-  [[nodiscard]] std::string Path() const { return path.string(); }
+  [[nodiscard]] const std::string& Path() const { return path; }
 
-  // Returns whether the file exists, whatever it holds. If its folder cannot be searched, it counts as
-  // existing.
+  // Returns whether the file exists, whatever it holds. Throws Failure (5) when its folder cannot be
+  // searched.
   [[nodiscard]] bool Exists() const;
 
   // Returns no value when there is no file. Throws Failure (5) when it cannot be read or is no whole journal.
@@ -51,5 +50,5 @@ class JournalFile final {
  private:
   void RemoveLeftovers() const;
 
-  std::filesystem::path path;
+  std::string path;
 };

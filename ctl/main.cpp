@@ -24,5 +24,6 @@ std::shared_ptr<I2CBus> GetBus() {
 
 int main(int argc, char* argv[]) {
   PrepareProcess();
+  std::ios::sync_with_stdio(false);  // standard input then tells an error from its end
   return RunCommandLine(argc, argv, {std::cin, std::cout, std::cerr, GetBus, isatty(STDERR_FILENO) != 0});
 }

@@ -60,6 +60,7 @@ equal "the other name" "$(cat folder/old)" old
 expect 5 sh -c 'trap "" XFSZ; ulimit -f 1; brindlectl build folder/image --revision 1'
 equal "mode, size and revision" "$(stat -c '%a %s' folder/image) $(hex folder/image 1 2)" "640 32768 ffff"
 equal "files" "$(echo folder/*)" "folder/image folder/link folder/old"
+expect 5 sh -c 'brindlectl list - <folder'
 mkfifo pipe
 for path in folder missing/image pipe; do expect 5 brindlectl build $path; done
 check "the pipe stays one" [ -p pipe ]

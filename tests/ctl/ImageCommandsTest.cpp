@@ -118,9 +118,8 @@ TEST_F(ImageCommands, CompareContentAndNotPlaces) {
   for (const std::size_t at : {0xC0U, 0xC3U}) {  // the stored checksum, the data
     EXPECT_EQ(Ctl("diff damaged -", Changed(Content("damaged"), at, {9})), 1);
   }
-  EXPECT_EQ(Ctl("diff one -",
-                After({Write(1, 2, 1), {.word = "/BS", .value = "1"}, {.word = "/DS", .value = "1"}})),
-            1);
+  const Bytes other = After({Write(1, 2, 1), {.word = "/BS", .value = "1"}, {.word = "/DS", .value = "1"}});
+  EXPECT_EQ(Ctl("diff one -", other), 1);
   EXPECT_EQ(results,
             "revision: erased and 1\ndeveloper board: erased and on\n"
             "file 2 (upgrade): 3 bytes, checksum 0x2eb7 and 2 bytes, checksum 0x7689\n"
@@ -143,9 +142,8 @@ TEST_F(ImageCommands, EndWithNothingDoneWhenTheyFail) {
       {22, "build new --revision=", {"65536", "-1", "0x", "99999999999999999999", "a --revision=1"}},
       {22, "build new --file=1", {"", "=", "4=small", "=small --file=peripheral=small"}},
       {22, "build new --", {"from", "developer=1", "developer=1 --developer=on"}},
-      {22,
-       "update ",
-       {"", "image --revision=3", "--revision=3 --keep-settings", "image --journal= --no-journal"}},
+      {22, "update ", {"", "--revision=3 --keep-settings"}},
+      {22, "update image --", {"revision=3", "journal= --no-journal"}},
       {5, "build image --file=", {"2=empty", "1=block", "1=larger", "1=missing", "3=block --from=full"}},
       {5, "build image --from=", {"wrapped --revision=7", "missing", "small", "larger"}},
       {5, "", {"extract missing 1 new", "extract small 1 new", "update small --force"}},

@@ -82,14 +82,18 @@ const Contents& ThreeFiles() {
   return Eeproms()[3];
 }
 
-const std::vector<Command>& Reading() {
-  static const std::vector<Command> commands = {{.word = "/R", .file = 0},
-                                                {.word = "/R", .file = 2},
-                                                {.word = "/V", .file = 0, .host = Data(300, 1)},
-                                                {.word = "/V", .file = 1, .host = Data(130, 2)},
-                                                {.word = "/RBI"},
-                                                {.word = "/RA"},
-                                                {.word = "/VA", .host = ThreeFiles().memory}};
+const std::vector<Command>& All() {
+  static const std::vector<Command> commands = [] {
+    std::vector<Command> all = {{.word = "/R", .file = 0},
+                                {.word = "/R", .file = 2},
+                                {.word = "/V", .file = 0, .host = Data(300, 1)},
+                                {.word = "/V", .file = 1, .host = Data(130, 2)},
+                                {.word = "/RBI"},
+                                {.word = "/RA"},
+                                {.word = "/VA", .host = ThreeFiles().memory}};
+    all.insert(all.end(), Writing().begin(), Writing().end());
+    return all;
+  }();
   return commands;
 }
 
@@ -98,8 +102,8 @@ const std::vector<Command>& Writing() {
     std::vector<Command> all = {{.word = "/BS", .value = "300"},
                                 {.word = "/DS", .value = "1"},
                                 {.word = "/E"},
-                                {.word = "/WA", .host = ThreeFiles().memory},
                                 {.word = "/WA", .host = Data(700, 3)},
+                                {.word = "/WA", .host = ThreeFiles().memory},
                                 Write(0, Block - 2),
                                 {.word = "/W", .host = WithoutErasedBytes(Data(Block - 2, 1))}};
     for (const unsigned int length : {1U, 300U, 420U, 3000U, 12'000U}) all.push_back(Write(0, length, 10));
@@ -167,8 +171,7 @@ Bytes AnyMemory(const Random& below) {
 
 Command AnyCommand(const Random& below, const Bytes& memory) {
   const unsigned int number = below(40);
-  if (number < Reading().size()) return Reading()[number];
-  if (number < Reading().size() + 7) return Writing()[number - Reading().size()];
+  if (number < 14) return All()[number];
   const auto [address, size] = StoreModel(memory).table[below(Files)];
   std::size_t length = size;
   const unsigned int kind = below(4);

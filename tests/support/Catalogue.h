@@ -31,8 +31,8 @@ const Contents& ThreeFiles();
 // Gives the image of this entry the right checksum.
 void MakeReadable(Bytes& memory, const Entry& entry);
 
-// Commands that only read, and commands that write.
-const std::vector<Command>& Reading();
+// Commands that only read and then those that write, and the latter alone.
+const std::vector<Command>& All();
 const std::vector<Command>& Writing();
 
 // The ways in which the power may go during a page write: nothing of the page is stored, or its first n

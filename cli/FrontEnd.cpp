@@ -150,7 +150,7 @@ std::optional<File> ParseFileType(std::string_view text) {
   return static_cast<File>(number - 1);
 }
 
-// No value when the file type is none.
+// Returns no value when the file type is none.
 std::optional<Request> ParseRequest(const Command& command, std::span<const char* const> arguments) {
   Request request;
   if (command.expectedCount > FilePathArgument) {
@@ -168,7 +168,7 @@ std::optional<Request> ParseRequest(const Command& command, std::span<const char
   return request;
 }
 
-// Empty when the store has no EEPROM or could not be built.
+// Returns null when the store has no EEPROM or could not be built.
 std::unique_ptr<PosixEEpromHandler> OpenStore(Location location, const BusSource& getBus) try {
   auto store = std::make_unique<PosixEEpromHandler>(location, getBus());
   return store->IsEEPromAccessible() ? std::move(store) : nullptr;

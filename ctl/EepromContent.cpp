@@ -20,7 +20,7 @@ constexpr Entry Reservation = {EEPromHelper::FilesInEEPromStartOffset,
 
 // Collects what there is to tell about an image of the right size. The store works on a copy: it enters a
 // file that it recognises in the reserved place into the table.
-class Inspection {
+class Inspection final {
  public:
   explicit Inspection(std::span<const unsigned char> image)
       : memory(image.begin(), image.end()),

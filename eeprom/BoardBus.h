@@ -12,9 +12,9 @@ using BusSource = std::function<std::shared_ptr<I2CBus>()>;
 
 class BoardBus final {
  public:
-  // Waits up to 30 seconds until no other process uses the board, and then finds the bus. Empty when another
-  // one still uses it, or there is no bus. The board stays reserved as long as this object lives. Signals
-  // that are held can end the process while it waits.
+  // Waits up to 30 seconds until no other process uses the board, and then finds the bus. The pointer is null
+  // when another one still uses it, or there is no bus. The board stays reserved as long as this object
+  // lives. While it waits, signals that are otherwise held back take effect at once.
   //
   // The reservation is a lock on the directory in which the kernel lists its adapters. It is needed because a
   // continued read carries no address: a second process on the chip would shift the bytes of the first one

@@ -31,7 +31,7 @@ class EEPromHandler {
   virtual bool Read(FilesInEEProm file, const std::string& path) = 0;
   virtual bool ReadAll(const std::string& path) = 0;
 
-  // Turns every byte into 0xFF. True when any page was erased.
+  // Turns every byte into 0xFF. Returns whether any page was erased.
   virtual bool Erase() = 0;
 
   virtual bool Verify(FilesInEEProm file, const std::string& path) = 0;

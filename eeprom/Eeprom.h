@@ -33,7 +33,7 @@ class Eeprom {
   virtual bool Erase(unsigned short address, unsigned short length);
   virtual bool EraseAll();
 
-  // The size of the memory.
+  // Returns the size of the memory.
   [[nodiscard]] virtual unsigned long GetSizeInBytes() const = 0;
 
  protected:

@@ -32,7 +32,7 @@ class FileAllocationTable final {
   [[nodiscard]] Entry& operator[](File file) { return entries[static_cast<std::size_t>(file)]; }
   [[nodiscard]] const Entry& operator[](File file) const { return entries[static_cast<std::size_t>(file)]; }
 
-  // Returns whether the file's address is valid: it is written there, whatever the size says.
+  // Returns whether the file's address is valid. If so, the file is written there, even if the size is not.
   [[nodiscard]] bool HasPlace(File file) const;
 
   // Returns whether address and size are valid, so that there is an image to read.

@@ -15,9 +15,9 @@ namespace HostFile {
 // as read: its writer has failed.
 enum class Kind { Any, Measurable };
 
-// Returns the whole content of the file at `path`, up to `limit` bytes. No value when it cannot be opened, is
-// not of the kind, cannot be read to its end, or is longer than `limit`; at most one byte beyond that is
-// read.
+// Returns the whole content of the file at `path`, up to `limit` bytes. Returns no value when it cannot be
+// opened, is not of the kind, cannot be read to its end, or is longer than `limit`; at most one byte beyond
+// that is read.
 [[nodiscard]] std::optional<std::vector<unsigned char>> Read(const std::string& path, unsigned long limit,
                                                              Kind kind);
 

@@ -37,7 +37,8 @@ class PlacementPlan final {
 
   // Returns where an image of `length` bytes is appended for a file whose entry is erased: at the table's
   // StartAddress or, where it does not fit there, at that of the table without its torn entries. If it would
-  // overwrite an image there, it goes after the image that ends highest. No value if it does not fit there.
+  // overwrite an image there, it goes after the image that ends highest. Returns no value if it does not fit
+  // there.
   [[nodiscard]] std::optional<unsigned short> AppendAddress(File which, unsigned long length) const;
 
   // Enters an image, which is not overwritten from now on.

@@ -46,17 +46,17 @@ class PosixEEpromHandler final : public EEPromHandler {
   bool DeveloperBoardSet(unsigned short address, const std::string& text) override;
   bool ReadBoardInformation(const std::string& path) override;
 
-  // Stores `data` as `file`; PlacementPlan.h says where. True when the new image and, if it had to change,
-  // the table were written. False with nothing written when there is no room, or when an image that decides
-  // the placement could not be read and may be a good file. A relocated file that could not be
+  // Stores `data` as `file`; PlacementPlan.h says where. Returns true when the new image and, if it had
+  // to change, the table were written, and false with nothing written when there is no room, or when an image
+  // that decides the placement could not be read and may be a good file. A relocated file that could not be
   // written drops out of the table. Data of no bytes is stored, and reads back as no file.
   bool Write(FilesInEEProm file, const std::vector<unsigned char>& data);
 
   // Sets the word at `address` to the decimal number in `text`; throws as WordSet does.
   bool BaseboardIdSet(unsigned short address, const std::string& text);
 
-  // The stored image of `file`, its two checksum bytes included; empty when the file is absent or damaged or
-  // could not be read.
+  // Returns the stored image of `file`, its two checksum bytes included; empty when the file is absent or
+  // damaged or could not be read.
   [[nodiscard]] std::vector<unsigned char> ReadCurrentFile(FilesInEEProm file) const;
 
   // Returns where `file` is, or by the table alone would be, stored, which may be outside the file area.
@@ -65,7 +65,7 @@ class PosixEEpromHandler final : public EEPromHandler {
   // Reads the table into the copy, which stays as it was when that fails.
   bool ReadFileAllocationTable();
 
-  // Writes the copy and reads it back. True when the whole table was written.
+  // Writes the copy and reads it back. Returns whether the whole table was written.
   bool WriteFileAllocationTable();
 
   // Reserves the peripheral configuration file's place when its entry is not usable, or was torn by a power

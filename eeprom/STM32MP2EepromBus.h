@@ -5,11 +5,11 @@
 
 #include "i2c/I2CBus.h"
 
-class EepromBus {
+class EepromBus final {
  public:
   EepromBus() = delete;
 
-  // Returns a new bus on controller I2C4 of the STM32MP2, which each call looks for; empty when the system
-  // has no such adapter.
+  // Returns a new bus on controller I2C4 of the STM32MP2, which each call looks for, or null when the
+  // system has no such adapter.
   static std::shared_ptr<I2CBus> Get();
 };

@@ -17,16 +17,16 @@ class StoredFiles final {
 
   StoredFiles(Eeprom& readDevice, const FileAllocationTable& currentTable);
 
-  // Reads what the table describes as the file's image, intact or not: no bytes if it describes none. No
-  // value if the device delivers it short.
+  // Reads what the table describes as the file's image, intact or not: no bytes if it describes none.
+  // Returns no value if the device delivers it short.
   static std::optional<StoredImage> Read(Eeprom& device, const FileAllocationTable& table, File file);
 
-  // Returns whether the file's image is intact. One bad read is not enough to call a file damaged, since
-  // bytes may be written over it then: a transfer that fails after the chip's address counter has moved is
-  // repeated by the bus, and delivers what follows the lost bytes.
+  // Returns whether the file's image is intact. A file counts as damaged, and may be overwritten, only after
+  // two bad reads: the bus repeats a transfer that fails after the chip's address counter has moved, and then
+  // delivers the bytes after the lost ones.
   [[nodiscard]] bool IsReadable(File file);
 
-  // The intact image of a readable file.
+  // Returns the intact image of a readable file.
   [[nodiscard]] const StoredImage& Image(File file) const;
 
   // Returns whether the device has delivered all images in full. If not, the missing ones may be good files.

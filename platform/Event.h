@@ -1,7 +1,7 @@
 // A word of 32 flag bits that threads signal and wait for.
 //
 // Time-outs are in milliseconds on the monotonic clock. NoTimeout waits without a limit, and 0 tests once
-// without waiting. Any other time-out ends one millisecond later than it says, so that a wait never ends
+// without waiting. A wait with any other time-out lasts one millisecond longer, so that it never ends
 // early; the deadline is fixed when the wait begins. Any thread may call any operation, and several may wait
 // at once. A wait returns 0 or false on time-out, when its sleep fails, and at once when the event could not
 // be made. It throws only what a predicate throws.

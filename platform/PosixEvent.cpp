@@ -21,7 +21,7 @@ int MakeMonotonicCondition(pthread_cond_t& condition) {
 }
 
 // Unlocks on every way out of a wait: a predicate may throw, and a cancelled thread unwinds out of its sleep.
-class Unlocker {
+class Unlocker final {
  public:
   explicit Unlocker(PosixEvent& locked) : event(locked) {}
   ~Unlocker() { event.Unlock(); }

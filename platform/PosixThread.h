@@ -24,7 +24,7 @@ class PosixThread : public Thread {
  private:
   // Holds the key under which each thread stores its own PosixThread. Nothing in the program reads it: it
   // lets a debugger find the object that a thread belongs to.
-  class CurrentThreadHolder {
+  class CurrentThreadHolder final {
    public:
     CurrentThreadHolder();
     ~CurrentThreadHolder();

@@ -37,7 +37,7 @@ COMMANDS = [
 # The third file's pages are written, and nothing when the content is the image's already.
 UPDATE, UNCHANGED = "brindlectl update --journal . --file 3=file3", "brindlectl update --journal . image"
 UNCHANGED_FLOOR = "bench-floor /dev/i2c-5 read:0:1 read:0:32768"
-UPDATE_FLOOR = UNCHANGED_FLOOR + " write:21568:320 read:0:32768"
+UPDATE_FLOOR = UNCHANGED_FLOOR + " read:0:64 write:21568:320 read:0:32768"
 
 
 def pieces(size):

@@ -57,10 +57,8 @@ bool FlushFolder(const std::string& path) {
 void WriteAtomically(const std::string& path, std::span<const unsigned char> data) {
   const std::string target = Resolved(path);
   struct stat existing {};
-  const bool exists = stat(target.c_str(), &existing) == 0;
-  const bool leadsNowhere = !exists && lstat(target.c_str(), &existing) == 0;
-  if (leadsNowhere || (exists && !S_ISREG(existing.st_mode)))
-    throw Failure(ExitCode::Failed, path + ": not a regular file");
+  const bool exists = lstat(target.c_str(), &existing) == 0;  // a link only if it leads nowhere
+  if (exists && !S_ISREG(existing.st_mode)) throw Failure(ExitCode::Failed, path + ": not a regular file");
 
   const SignalHold hold;
   std::string beside = target + TemporarySuffix + "XXXXXX";

@@ -63,7 +63,7 @@ TEST_F(UpdateTest, IsFinishedAfterAPowerCutAnywhereAndAfterASecondOne) {
       SCOPED_TRACE(testing::Message() << "page write " << page << ", form " << form);
       Load(old);
       AddCut(page, cuts[form]);
-      if (form % 2 != 0) chip.Add(CHIP_FAULT_REFUSE, FirstWrite + 1, 6, 0);  // the second page at first
+      if (form % 2 != 0) chip.Add(CHIP_FAULT_REFUSE, FirstWrite + 1, 6, 0);  // all attempts at page two
       ASSERT_EQ(Update(), 5);
       PowerOn();
       // Every pair of page writes comes up; the second one is torn in another form.

@@ -171,7 +171,7 @@ Bytes AnyMemory(const Random& below) {
 
 Command AnyCommand(const Random& below, const Bytes& memory) {
   const unsigned int number = below(40);
-  if (number < 14) return All()[number];
+  if (number < 14) return All()[number];  // the seven that read, and seven that write
   const auto [address, size] = StoreModel(memory).table[below(Files)];
   std::size_t length = size;
   const unsigned int kind = below(4);

@@ -9,8 +9,8 @@
 
 class Cat24c256Eeprom final : public Eeprom {
  public:
-  static constexpr int Size = 32768;
-  static constexpr int PageSize = 64;
+  static constexpr int Size = 32768;   // bytes
+  static constexpr int PageSize = 64;  // bytes
 
   using Eeprom::Eeprom;
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "eeprom/Cat24c256Eeprom.h"
+#include "eeprom/Eeprom.h"
 
 class MemoryEeprom final : public Eeprom {
  public:
@@ -16,6 +17,8 @@ class MemoryEeprom final : public Eeprom {
 
   int Read(unsigned short address, unsigned char* buffer, int length) override;
   int Write(unsigned short address, const unsigned char* data, int length) override;
+  bool Erase(unsigned short address, unsigned short length) override;
+  bool EraseAll() override;
   [[nodiscard]] unsigned long GetSizeInBytes() const override { return Size; }
 
  private:

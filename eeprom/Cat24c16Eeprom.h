@@ -7,14 +7,16 @@
 // whole; a refused piece is not sent again. A read goes in transfers of at most 2 bytes.
 #pragma once
 
-#include "eeprom/Eeprom.h"
+#include "eeprom/I2CEeprom.h"
 
-class Cat24c16Eeprom final : public Eeprom {
+class Cat24c16Eeprom final : public I2CEeprom {
  public:
-  using Eeprom::Eeprom;
+  using I2CEeprom::I2CEeprom;
 
   int Read(unsigned short address, unsigned char* buffer, int length) override;
   int Write(unsigned short address, const unsigned char* data, int length) override;
+  bool Erase(unsigned short address, unsigned short length) override;
+  bool EraseAll() override;
   [[nodiscard]] unsigned long GetSizeInBytes() const override;
 
  private:

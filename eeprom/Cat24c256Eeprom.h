@@ -5,17 +5,19 @@
 // address: the low 16 bits are sent, of which the chip looks at 15.
 #pragma once
 
-#include "eeprom/Eeprom.h"
+#include "eeprom/I2CEeprom.h"
 
-class Cat24c256Eeprom final : public Eeprom {
+class Cat24c256Eeprom final : public I2CEeprom {
  public:
   static constexpr int Size = 32768;   // bytes
   static constexpr int PageSize = 64;  // bytes
 
-  using Eeprom::Eeprom;
+  using I2CEeprom::I2CEeprom;
 
   int Read(unsigned short address, unsigned char* buffer, int length) override;
   int Write(unsigned short address, const unsigned char* data, int length) override;
+  bool Erase(unsigned short address, unsigned short length) override;
+  bool EraseAll() override;
   [[nodiscard]] unsigned long GetSizeInBytes() const override;
 
  private:

@@ -1,8 +1,7 @@
-#include "eeprom/Eeprom.h"
+#include "eeprom/I2CEeprom.h"
 
 #include <algorithm>
 #include <array>
-#include <utility>
 
 #include "i2c/DeviceLock.h"
 #include "platform/ByteBuffer.h"
@@ -37,18 +36,8 @@ long Send(I2CDevice& device, const ByteBuffer& message, unsigned int attempts) {
 
 }  // namespace
 
-Eeprom::Eeprom(std::shared_ptr<I2CDevice> sharedDevice) : device(std::move(sharedDevice)) {}
-
-bool Eeprom::Erase(unsigned short address, unsigned short length) {
-  return WriteErased(address, length);
-}
-
-bool Eeprom::EraseAll() {
-  return WriteErased(0, GetSizeInBytes());
-}
-
-int Eeprom::ReadInTransfers(const Protocol& protocol, unsigned short address, unsigned char* buffer,
-                            int length) {
+int I2CEeprom::ReadInTransfers(const Protocol& protocol, unsigned short address, unsigned char* buffer,
+                               int length) {
   if (length <= 0) return 0;
   const DeviceLock lock(*device);
   int count = 0;
@@ -72,8 +61,8 @@ int Eeprom::ReadInTransfers(const Protocol& protocol, unsigned short address, un
   }
 }
 
-int Eeprom::WriteInPages(const Protocol& protocol, unsigned short address, const unsigned char* data,
-                         int length) {
+int I2CEeprom::WriteInPages(const Protocol& protocol, unsigned short address, const unsigned char* data,
+                            int length) {
   if (length <= 0) return 0;
   ByteBuffer message(protocol.addressSize + protocol.pageSize);
   const DeviceLock lock(*device);
@@ -92,13 +81,13 @@ int Eeprom::WriteInPages(const Protocol& protocol, unsigned short address, const
   return static_cast<int>(written);
 }
 
-bool Eeprom::WriteErased(unsigned short address, unsigned long length) {
+bool I2CEeprom::WriteErased(unsigned short address, unsigned long length) {
   ByteBuffer erased(length);
   erased.FillBuffer(ErasedByte, length);
   return Write(address, erased.GetBuffer(), static_cast<int>(length)) != 0;
 }
 
-std::shared_ptr<I2CDevice> Eeprom::DeviceFor(const Protocol& protocol, unsigned int address) const {
+std::shared_ptr<I2CDevice> I2CEeprom::DeviceFor(const Protocol& protocol, unsigned int address) const {
   const unsigned int own = device->GetAddress();
   const unsigned int above = address >> 8 * protocol.addressSize;
   const unsigned int selected = (own & ~protocol.slaveMask) | ((own + above) & protocol.slaveMask);

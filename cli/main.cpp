@@ -6,6 +6,5 @@
 
 int main(int argc, char* argv[]) {
   PrepareProcess();
-  BoardBus board;
-  return FrontEnd(argc, argv, std::cout, [&board] { return board.Get(); });
+  return FrontEnd(argc, argv, std::cout, BoardBus::Get);
 }

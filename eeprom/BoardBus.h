@@ -12,15 +12,18 @@ using BusSource = std::function<std::shared_ptr<I2CBus>()>;
 
 class BoardBus final {
  public:
-  // Waits up to 30 seconds until no other process uses the board, and then finds the bus. The pointer is null
-  // when another one still uses it, or there is no bus. The board stays reserved as long as this object
-  // lives. While it waits, signals that are otherwise held back take effect at once.
+  BoardBus() = delete;
+
+  // Waits up to 30 seconds until no other process uses the board, and reserves it as long as the pointer
+  // lives. Returns null when another one still uses it. While it waits, signals that are otherwise held back
+  // take effect at once.
   //
   // The reservation is a lock on the directory in which the kernel lists its adapters. It is needed because a
   // continued read carries no address: a second process on the chip would shift the bytes of the first one
   // unseen.
-  std::shared_ptr<I2CBus> Get();
+  [[nodiscard]] static std::shared_ptr<DirectoryLock> Reserve();
 
- private:
-  DirectoryLock reservation;
+  // Reserves the board and returns its bus, which keeps the reservation until the bus is gone. Returns null
+  // when another process uses the board, or there is no bus.
+  [[nodiscard]] static std::shared_ptr<I2CBus> Get();
 };

@@ -15,8 +15,6 @@ using Bytes = std::vector<unsigned char>;
 using Entry = FileAllocationTable::Entry;
 
 constexpr unsigned short TableAddress = EEPromHelper::FileAllocationTableEntryOffset;
-constexpr Entry Reservation = {EEPromHelper::FilesInEEPromStartOffset,
-                               EEPromHelper::FileInEEPromReservedBytes};
 
 // Collects what there is to tell about an image of the right size. The store works on a copy: it enters a
 // file that it recognises in the reserved place into the table.
@@ -71,7 +69,7 @@ class Inspection final {
     FileContent& file = content.files[index];
     file.address = entry.Address;
     file.size = entry.Size;
-    if (readable.empty() && index == 0 && entry == Reservation) {
+    if (readable.empty() && index == 0 && entry == FileAllocationTable::Reservation) {
       file.state = FileState::Reserved;
     } else {
       InspectImage(index, !readable.empty());

@@ -21,9 +21,12 @@ class FileAllocationTable final {
   static constexpr std::size_t EncodedSize = Files.size() * EEPromHelper::FileAllocationTableEntrySize;
   static constexpr unsigned int Alignment = 64;  // of the images that are placed here
   static constexpr Entry Erased = {EEPromHelper::FreshEEPromValue, EEPromHelper::FreshEEPromValue};
+  // Keeps the peripheral configuration file's place while nothing says how long the file is.
+  static constexpr Entry Reservation = {EEPromHelper::FilesInEEPromStartOffset,
+                                        EEPromHelper::FileInEEPromReservedBytes};
 
   // The coding in the EEPROM, at EEPromHelper::FileAllocationTableEntryOffset. Any bytes can be decoded.
-  static FileAllocationTable Decode(std::span<const unsigned char, EncodedSize> bytes);
+  [[nodiscard]] static FileAllocationTable Decode(std::span<const unsigned char, EncodedSize> bytes);
   [[nodiscard]] std::array<unsigned char, EncodedSize> Encode() const;
 
   // Returns whether there is an entry for `file`. Operator[] must not be called without one; the other

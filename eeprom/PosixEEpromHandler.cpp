@@ -81,7 +81,7 @@ void PosixEEpromHandler::MakeFirstFileAsPeripheralConfig() {
   const bool isTornReservation =
       entry.Address == EEPromHelper::FilesInEEPromStartOffset && table.IsTorn(File::PeripheralConfig);
   if (isUsable && !isTornReservation) return;
-  entry = {EEPromHelper::FilesInEEPromStartOffset, EEPromHelper::FileInEEPromReservedBytes};
+  entry = FileAllocationTable::Reservation;
   const Bytes image = ReadCurrentFile(File::PeripheralConfig);
   const auto end = std::find(image.begin(), image.end(), Eeprom::ErasedByte);
   if (end == image.begin() || end == image.end()) return;

@@ -19,7 +19,7 @@
 #include "eeprom/StoredImage.h"
 #include "i2c/I2CBus.h"
 
-class PosixEEpromHandler final : public EEPromHandler {
+class PosixEEpromHandler : public EEPromHandler {
  public:
   // Finds the chip at `location` on `bus`, of which it keeps no share, and opens the store on it. The store
   // is not accessible when there is no bus or no chip answers.
@@ -58,6 +58,10 @@ class PosixEEpromHandler final : public EEPromHandler {
   // Returns the stored image of `file`, its two checksum bytes included; empty when the file is absent or
   // damaged or could not be read.
   [[nodiscard]] std::vector<unsigned char> ReadCurrentFile(FilesInEEProm file) const;
+
+  // Returns the copy of the table: as the EEPROM holds it, but for a reservation that has not been stored
+  // yet.
+  [[nodiscard]] const FileAllocationTable& Table() const { return table; }
 
   // Returns where `file` is, or by the table alone would be, stored, which may be outside the file area.
   [[nodiscard]] unsigned short GetFileStartAddress(FilesInEEProm file) const;

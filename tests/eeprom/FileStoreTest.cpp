@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -72,6 +72,7 @@ TEST_F(FileStoreTest, ReservesWithoutWritingWhereNothingCanBeListed) {
   const auto store = Open();
   EXPECT_EQ(store.GetFileStartAddress(File::PeripheralConfig), 0x40);
   EXPECT_EQ(store.GetFileStartAddress(File::UpgradeFile), 0x4040);
+  EXPECT_EQ(store.Table()[File::PeripheralConfig], FileAllocationTable::Reservation);
   EXPECT_EQ(chip.Model().page_writes, 0U);
   chip.Add("refuse:3:2");
   EXPECT_EQ(Open().GetFileStartAddress(File::UpgradeFile), 0x40) << "the table could not be read";
@@ -135,6 +136,37 @@ TEST_F(FileStoreTest, KeepsToTheFourBoardBytesAndTheThreeFiles) {
   EXPECT_TRUE(store.ReadCurrentFile(static_cast<File>(3)).empty());
   EXPECT_FALSE(store.Write(static_cast<File>(3), Bytes{1}));
   EXPECT_EQ(chip.Model().messages, before);
+}
+
+// Notes what its numeric setters are given, and sets nothing.
+class NotingStore final : public PosixEEpromHandler {
+ public:
+  using PosixEEpromHandler::ByteSet;
+  using PosixEEpromHandler::PosixEEpromHandler;
+  using PosixEEpromHandler::WordSet;
+
+  bool ByteSet(unsigned short address, unsigned char value) override { return Note("byte", address, value); }
+  bool WordSet(unsigned short address, unsigned short value) override { return Note("word", address, value); }
+
+  std::vector<std::string> notes;
+
+ private:
+  bool Note(const std::string& kind, unsigned int address, unsigned int value) {
+    notes.push_back(kind + " " + std::to_string(address) + " = " + std::to_string(value));
+    return true;
+  }
+};
+
+TEST_F(FileStoreTest, SetsTextsByTheNumericSettersOfADerivedStore) {
+  NotingStore store(EEPromHelper::EEPromLocation::BaseboardDefault, bus);
+  EXPECT_TRUE(store.ByteSet(9, "12", 10));
+  EXPECT_TRUE(store.WordSet(9, "ff", 16));
+  EXPECT_TRUE(store.BaseboardIdSet(1, "70000"));
+  EXPECT_TRUE(store.DeveloperBoardSet(3, "1"));
+  EXPECT_TRUE(store.DeveloperBoardSet(3, "0"));
+  EXPECT_THAT(store.notes, testing::ElementsAre("byte 9 = 12", "word 9 = 255", "word 1 = 4464",
+                                                "byte 3 = 165", "byte 3 = 0"));
+  EXPECT_EQ(chip.Model().page_writes, 0U);
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
-#include <system_error>
+#include <utility>
 
 #include "i2c/LinuxI2CMasterBus.h"
 #include "platform/PlatformStrings.h"
@@ -42,24 +42,40 @@ std::optional<unsigned long> LinuxI2CFactory::AddressIn(const std::string& name)
   return std::strtoull(name.substr(digits, suffix - digits).c_str(), nullptr, 16);
 }
 
-void LinuxI2CFactory::LocateBuses() {
+std::optional<std::string> LinuxI2CFactory::NameOf(const std::string& entry) {
+  const fs::path nameFile = I2CDevicesPath / entry / I2CDeviceNameFile;
   std::error_code error;
-  fs::directory_iterator entry(I2CDevicesPath, error);
-  while (!error && entry != fs::directory_iterator()) {
-    AddBus(*entry);
-    entry.increment(error);
+  if (!fs::is_regular_file(nameFile, error)) return std::nullopt;
+  return ReadText(nameFile);
+}
+
+void LinuxI2CFactory::LocateBuses() {
+  candidates.clear();
+  searchError.clear();
+  fs::directory_iterator entry(I2CDevicesPath, searchError);
+  while (!searchError && entry != fs::directory_iterator()) {
+    Consider(*entry);
+    entry.increment(searchError);
   }
 }
 
-void LinuxI2CFactory::AddBus(const fs::directory_entry& entry) {
+void LinuxI2CFactory::Consider(const fs::directory_entry& entry) {
+  Candidate candidate = {.entry = entry.path().filename(), .node = {}, .address = {}, .verdict = {}};
+  candidate.node = fs::path(PlatformStrings::FilePaths::DevicesPath) / candidate.entry;
+  candidate.verdict = Examine(entry, candidate);
+  candidates.push_back(std::move(candidate));
+}
+
+LinuxI2CFactory::Verdict LinuxI2CFactory::Examine(const fs::directory_entry& entry, Candidate& candidate) {
   std::error_code error;
-  if (!entry.is_directory(error)) return;
-  const fs::path node = fs::path(PlatformStrings::FilePaths::DevicesPath) / entry.path().filename();
-  const fs::path nameFile = entry.path() / I2CDeviceNameFile;
-  if (!fs::exists(node, error) || !fs::is_regular_file(nameFile, error)) return;
-  const std::optional<std::string> name = ReadText(nameFile);
-  if (!name) return;
-  if (const auto address = AddressIn(*name)) buses.try_emplace(*address, node);
+  if (!entry.is_directory(error)) return Verdict::NotADirectory;
+  if (!fs::exists(candidate.node, error)) return Verdict::NoNode;
+  const std::optional<std::string> name = NameOf(candidate.entry);
+  if (!name) return Verdict::NoName;
+  candidate.address = AddressIn(*name);
+  if (!candidate.address) return Verdict::NoAddress;
+  const auto& [known, isNew] = buses.try_emplace(*candidate.address, candidate.node);
+  return isNew || known->second == candidate.node ? Verdict::Found : Verdict::Duplicate;
 }
 
 std::shared_ptr<I2CBus> LinuxI2CFactory::GetBus(unsigned long address) {

@@ -27,7 +27,7 @@ namespace EEPromHelper {
 enum class EEPromLocation : unsigned int { GoldcrestBaseboard = 0, BaseboardDefault = 1 };
 
 // Returns its 7-bit I2C address.
-unsigned short SlaveAddress(EEPromLocation location);
+[[nodiscard]] unsigned short SlaveAddress(EEPromLocation location);
 
 inline constexpr unsigned short DeveloperByteSetAddress = 3;
 inline constexpr unsigned char DeveloperBoardEnabled = 0xA5;
@@ -49,13 +49,14 @@ void ParseFileMetaData(const std::vector<unsigned char>& buffer, unsigned short&
                        unsigned short& size);
 
 // Encodes an entry into exactly 4 bytes.
-std::vector<unsigned char> ConstructFileMetaDataBuffer(unsigned short address, const unsigned short& size);
+[[nodiscard]] std::vector<unsigned char> ConstructFileMetaDataBuffer(unsigned short address,
+                                                                     const unsigned short& size);
 
 // Return whether an entry may have this address or size: 4 to 0xFFFE, and 1 to 0xFFFE.
-bool IsAddressValid(unsigned short address);
-bool IsSizeValid(unsigned short size);
+[[nodiscard]] bool IsAddressValid(unsigned short address);
+[[nodiscard]] bool IsSizeValid(unsigned short size);
 
 // Returns whether `address` is one of the four board bytes.
-bool ValidByteSetAddress(unsigned short address);
+[[nodiscard]] bool ValidByteSetAddress(unsigned short address);
 
 }  // namespace EEPromHelper

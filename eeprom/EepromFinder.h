@@ -12,6 +12,6 @@ class EepromFinder final {
 
   // Returns the driver for `type` at the 7-bit slave address `address`; it holds a share of the bus. Returns
   // null without a bus, for an unknown type, and when a one-byte read of address 0 fails.
-  static std::unique_ptr<Eeprom> FindEeprom(std::shared_ptr<I2CBus> bus, unsigned short address,
-                                            Eeprom::EepromType type);
+  [[nodiscard]] static std::unique_ptr<Eeprom> FindEeprom(std::shared_ptr<I2CBus> bus, unsigned short address,
+                                                          Eeprom::EepromType type);
 };

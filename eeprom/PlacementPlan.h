@@ -25,8 +25,9 @@ class PlacementPlan final {
   // Plans for an image of `length` bytes as `file`. Borrows `files`, and asks it which of the other files are
   // readable as far as that matters, which reads the chip. There is no plan when an image would exceed 0xFFFE
   // bytes, start below 0x0040, end beyond the device or, wherever it goes, overwrite a readable file.
-  static std::optional<PlacementPlan> Make(const FileAllocationTable& table, File file, unsigned long length,
-                                           unsigned long deviceSize, StoredFiles& files);
+  [[nodiscard]] static std::optional<PlacementPlan> Make(const FileAllocationTable& table, File file,
+                                                         unsigned long length, unsigned long deviceSize,
+                                                         StoredFiles& files);
 
   // The table with the new image entered and the entries of the relocated files erased, but for those that
   // have been placed since.

@@ -11,5 +11,5 @@ class EepromBus final {
 
   // Returns a new bus on controller I2C4 of the STM32MP2, which each call looks for, or null when the
   // system has no such adapter.
-  static std::shared_ptr<I2CBus> Get();
+  [[nodiscard]] static std::shared_ptr<I2CBus> Get();
 };

@@ -19,7 +19,8 @@ class StoredFiles final {
 
   // Reads what the table describes as the file's image, intact or not: no bytes if it describes none.
   // Returns no value if the device delivers it short.
-  static std::optional<StoredImage> Read(Eeprom& device, const FileAllocationTable& table, File file);
+  [[nodiscard]] static std::optional<StoredImage> Read(Eeprom& device, const FileAllocationTable& table,
+                                                       File file);
 
   // Returns whether the file's image is intact. A file counts as damaged, and may be overwritten, only after
   // two bad reads: the bus repeats a transfer that fails after the chip's address counter has moved, and then

@@ -18,7 +18,7 @@ class StoredImage final {
   explicit StoredImage(std::vector<unsigned char> storedBytes);
 
   // Returns the image of `data`. It is intact unless there is no data.
-  static StoredImage Of(std::span<const unsigned char> data);
+  [[nodiscard]] static StoredImage Of(std::span<const unsigned char> data);
 
   // Returns whether the image is that of a file: it has data, and the checksum is right.
   [[nodiscard]] bool IsIntact() const;

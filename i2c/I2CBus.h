@@ -16,22 +16,23 @@ class I2CBus {
 
   // Each bus defines the unit and the effect of its speed. It may ignore the speed and return 0.
   virtual void SetBusSpeed(unsigned int speed) = 0;
-  virtual unsigned int GetBusSpeed() const = 0;
+  [[nodiscard]] virtual unsigned int GetBusSpeed() const = 0;
 
-  virtual int Read(unsigned char* buffer, unsigned int length, unsigned short address,
-                   I2C::AddressMode mode) = 0;
-  virtual int Write(const unsigned char* buffer, unsigned int length, unsigned short address,
-                    I2C::AddressMode mode) = 0;
-  virtual int WriteThenRead(const unsigned char* writeBuffer, unsigned int writeLength,
-                            unsigned char* readBuffer, unsigned int readLength, unsigned short address,
-                            I2C::AddressMode mode) = 0;
-  virtual int WriteDelayRead(const unsigned char* writeBuffer, unsigned int writeLength,
-                             unsigned char* readBuffer, unsigned int readLength, unsigned short address,
-                             I2C::AddressMode mode, unsigned int delayMs) = 0;
+  [[nodiscard]] virtual int Read(unsigned char* buffer, unsigned int length, unsigned short address,
+                                 I2C::AddressMode mode) = 0;
+  [[nodiscard]] virtual int Write(const unsigned char* buffer, unsigned int length, unsigned short address,
+                                  I2C::AddressMode mode) = 0;
+  [[nodiscard]] virtual int WriteThenRead(const unsigned char* writeBuffer, unsigned int writeLength,
+                                          unsigned char* readBuffer, unsigned int readLength,
+                                          unsigned short address, I2C::AddressMode mode) = 0;
+  [[nodiscard]] virtual int WriteDelayRead(const unsigned char* writeBuffer, unsigned int writeLength,
+                                           unsigned char* readBuffer, unsigned int readLength,
+                                           unsigned short address, I2C::AddressMode mode,
+                                           unsigned int delayMs) = 0;
 
   // Queues a record without waiting for it. Returns whether the bus accepted it; if not, its event is never
   // signalled.
-  virtual bool Transact(I2C::Transaction* transaction) = 0;
+  [[nodiscard]] virtual bool Transact(I2C::Transaction* transaction) = 0;
 
   // Marks the beginning, or the end, of transfers that belong together. Returns whether the bus reserved or
   // released itself; callers continue either way.

@@ -9,6 +9,6 @@ namespace I2C {
 
 // Returns the base address of the controller's registers (STM32MP2 memory map), which the kernel puts into
 // the name of its adapter. Returns no value for a number that is not a controller.
-std::optional<unsigned long> GetBusAddress(Bus bus);
+[[nodiscard]] std::optional<unsigned long> GetBusAddress(Bus bus);
 
 }  // namespace I2C

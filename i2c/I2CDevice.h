@@ -23,19 +23,20 @@ class I2CDevice final : public Stream {
   void Close() override;
 
   // Writes, pauses for `delayMs` milliseconds where there is one, and reads, as two transfers.
-  virtual long WriteThenRead(const unsigned char* writeBuffer, unsigned long writeLength,
-                             unsigned char* readBuffer, unsigned long readLength);
-  virtual long WriteDelayRead(const unsigned char* writeBuffer, unsigned long writeLength,
-                              unsigned char* readBuffer, unsigned long readLength, unsigned int delayMs);
+  [[nodiscard]] virtual long WriteThenRead(const unsigned char* writeBuffer, unsigned long writeLength,
+                                           unsigned char* readBuffer, unsigned long readLength);
+  [[nodiscard]] virtual long WriteDelayRead(const unsigned char* writeBuffer, unsigned long writeLength,
+                                            unsigned char* readBuffer, unsigned long readLength,
+                                            unsigned int delayMs);
 
   // Marks the beginning, or the end, of transfers that belong together. Returns what the bus returns.
   bool Lock();
   bool Unlock();
 
-  unsigned short GetAddress() const;
+  [[nodiscard]] unsigned short GetAddress() const;
 
   // Returns a handle on another slave address of the same bus, for a chip that answers at several.
-  I2CDevice Sibling(unsigned short slaveAddress) const;
+  [[nodiscard]] I2CDevice Sibling(unsigned short slaveAddress) const;
 
  private:
   std::shared_ptr<I2CBus> bus;

@@ -23,7 +23,7 @@ class LinuxI2CMasterBus final : public TransactionalizedI2CBus {
   ~LinuxI2CMasterBus() override;
 
   void SetBusSpeed(unsigned int speed) override;
-  unsigned int GetBusSpeed() const override;
+  [[nodiscard]] unsigned int GetBusSpeed() const override;
 
  protected:
   void HandleTransaction(I2C::Transaction* transaction) override;
@@ -35,7 +35,7 @@ class LinuxI2CMasterBus final : public TransactionalizedI2CBus {
   void WriteMem(I2C::Transaction* transaction);
 
  private:
-  bool SelectSlave(const I2C::Transaction& transaction) const;
+  [[nodiscard]] bool SelectSlave(const I2C::Transaction& transaction) const;
 
   int fd;                                   // -1 when the node could not be opened
   std::unique_ptr<SimpleEvent> delayEvent;  // the pause of WriteDelayRead

@@ -46,7 +46,7 @@ class TransactionalizedI2CBus : public I2CBus {
   virtual void HandleTransaction(I2C::Transaction* transaction) = 0;
 
   // Takes the oldest queued transaction out of the ring and returns it, or null.
-  I2C::Transaction* PopTransaction();
+  [[nodiscard]] I2C::Transaction* PopTransaction();
 
   // The worker's loop, and its entry, whose `argument` is the bus.
   void ThreadFunction();

@@ -25,10 +25,10 @@ class ByteBuffer final {
   void Reset();
 
   // Returns the first byte of the storage, which may have been read already. Valid as long as the buffer.
-  const unsigned char* GetBuffer() const { return storage.get(); }
-  unsigned long GetCapacity() const { return capacity; }
-  unsigned long GetWritePosition() const { return writePosition; }
-  unsigned long GetReadPosition() const { return readPosition; }
+  [[nodiscard]] const unsigned char* GetBuffer() const { return storage.get(); }
+  [[nodiscard]] unsigned long GetCapacity() const { return capacity; }
+  [[nodiscard]] unsigned long GetWritePosition() const { return writePosition; }
+  [[nodiscard]] unsigned long GetReadPosition() const { return readPosition; }
 
  private:
   unsigned long capacity;

@@ -51,7 +51,7 @@ class Event {
   virtual int ResetFlags(unsigned int flags) = 0;
 
   // Returns whether one of `flags` is set, without taking the lock.
-  virtual bool IsSignalled(unsigned int flags) const;
+  [[nodiscard]] virtual bool IsSignalled(unsigned int flags) const;
 
  protected:
   std::atomic<unsigned int> flagWord;  // written only under the implementation's lock

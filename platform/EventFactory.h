@@ -12,9 +12,9 @@ class EventFactory final {
 
   EventFactory() = delete;
 
-  static std::shared_ptr<Event> GetSharedEvent(bool autoReset);
-  static std::unique_ptr<Event> GetUniqueEvent(bool autoReset);
-  static std::unique_ptr<SimpleEvent> GetUniqueSimpleEvent(bool autoReset);
+  [[nodiscard]] static std::shared_ptr<Event> GetSharedEvent(bool autoReset);
+  [[nodiscard]] static std::unique_ptr<Event> GetUniqueEvent(bool autoReset);
+  [[nodiscard]] static std::unique_ptr<SimpleEvent> GetUniqueSimpleEvent(bool autoReset);
   // Every value but AutoReset means manual reset.
-  static std::unique_ptr<SimpleEvent> GetUniqueSimpleEvent(Reset reset);
+  [[nodiscard]] static std::unique_ptr<SimpleEvent> GetUniqueSimpleEvent(Reset reset);
 };

@@ -23,7 +23,7 @@ class FileStream final : public Stream {
   ~FileStream() override;
 
   // Returns false once the stream has met the end of the file, has failed or is broken.
-  bool Good() const;
+  [[nodiscard]] bool Good() const;
 
   using Stream::Read;
   using Stream::Write;
@@ -38,16 +38,16 @@ class FileStream final : public Stream {
 
   // Reads from the current position as many bytes as the whole file has, or up to its end. What could not be
   // read is missing from the vector. When the size cannot be measured, it reads nothing: the vector is empty.
-  std::vector<unsigned char> Read();
+  [[nodiscard]] std::vector<unsigned char> Read();
 
   // Returns the size in bytes and keeps the position. The result is negative when the size cannot be measured
   // (a pipe, which stays usable, or a stream that has failed) or needs the 32nd bit.
-  long GetFileSize();
+  [[nodiscard]] long GetFileSize();
 
   // Passes pending output to the operating system and closes. Good() turns false when either fails.
   void Close() override;
 
-  std::ios_base::openmode TranslateFlags(unsigned char openFlags);
+  [[nodiscard]] std::ios_base::openmode TranslateFlags(unsigned char openFlags);
 
  private:
   void Synchronise();

@@ -35,7 +35,7 @@ class PosixEvent : public Event {
 
   // Returns the absolute CLOCK_MONOTONIC time at which a wait of `timeout` milliseconds that begins now gives
   // up: now for 0, otherwise `timeout` + 1 ms from now.
-  static timespec CalculateWakeUpTime(unsigned int timeout);
+  [[nodiscard]] static timespec CalculateWakeUpTime(unsigned int timeout);
 
   // Clears the asked `flags` of an automatic-reset event, so that a broken wait leaves no stale signal. Every
   // wait calls it with the event locked when its sleep has failed with `error`.

@@ -42,7 +42,7 @@ class PosixThread : public Thread {
 
   static void* CallableEntry(void* self);
 
-  bool WaitForThreadId() const;
+  [[nodiscard]] bool WaitForThreadId() const;
   void EndAndJoin();
 
   pthread_attr_t attributes;

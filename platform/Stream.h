@@ -40,14 +40,14 @@ class Stream {
   virtual void Open() { connected = true; }
 
   // Descriptive values for the users of a stream. Nothing in this class depends on them.
-  virtual unsigned int GetID() const { return id; }
-  virtual unsigned int GetType() const { return type; }
-  virtual unsigned int GetStatus() const { return status; }
-  virtual unsigned int GetConnectivitySource() const { return connectivitySource; }
-  virtual StreamDataType GetStreamDataType() const { return dataType; }
+  [[nodiscard]] virtual unsigned int GetID() const { return id; }
+  [[nodiscard]] virtual unsigned int GetType() const { return type; }
+  [[nodiscard]] virtual unsigned int GetStatus() const { return status; }
+  [[nodiscard]] virtual unsigned int GetConnectivitySource() const { return connectivitySource; }
+  [[nodiscard]] virtual StreamDataType GetStreamDataType() const { return dataType; }
   virtual void SetStreamDataType(StreamDataType newDataType) { dataType = newDataType; }
 
-  virtual bool Connected() const { return connected; }
+  [[nodiscard]] virtual bool Connected() const { return connected; }
 
  private:
   unsigned int id;

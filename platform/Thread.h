@@ -31,10 +31,10 @@ class Thread {
   // can make the naming fail.
   virtual int StartThread(void* bodyArgument, const std::string& name) = 0;
 
-  virtual unsigned int GetStopRequestFlag() const;
+  [[nodiscard]] virtual unsigned int GetStopRequestFlag() const;
 
   // Returns an automatic-reset event. A body that stops on request waits on it for the stop request flag.
-  virtual std::shared_ptr<Event> GetThreadEvent() const;
+  [[nodiscard]] virtual std::shared_ptr<Event> GetThreadEvent() const;
 
   // Asks for a priority for a thread started afterwards. Returns whether the platform accepted it.
   virtual bool SetPriority(int wantedPriority) = 0;
@@ -43,7 +43,7 @@ class Thread {
   virtual void SetStopRequestFlag(unsigned int flags);
 
   // Returns whether the thread was started, which stays true after the body has returned.
-  virtual bool IsRunning() const;
+  [[nodiscard]] virtual bool IsRunning() const;
 
   // Signals the stop request flag on the thread's event. Returns 0 or an errno number.
   virtual int RequestStop();

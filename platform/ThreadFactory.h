@@ -10,6 +10,6 @@ class ThreadFactory final {
   ThreadFactory() = delete;
 
   // `stackBytes` is the stack's size, 0 for the platform's default.
-  static std::unique_ptr<Thread> GetUniqueThread(Thread::EntryFunction body, int priority,
-                                                 unsigned long stackBytes);
+  [[nodiscard]] static std::unique_ptr<Thread> GetUniqueThread(Thread::EntryFunction body, int priority,
+                                                               unsigned long stackBytes);
 };

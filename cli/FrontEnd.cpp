@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "eeprom/PosixEEpromHandler.h"
+#include "platform/ExitCode.h"
 #include "platform/SignalHold.h"
 
 namespace {
@@ -18,10 +19,10 @@ namespace {
 using File = EEPromHandler::FilesInEEProm;
 using Location = EEPromHelper::EEPromLocation;
 
-constexpr int Success = 0;
-constexpr int OperationFailed = 5;
-constexpr int NotAccessible = 19;
-constexpr int InvalidArguments = 22;
+constexpr int Success = static_cast<int>(ExitCode::Success);
+constexpr int OperationFailed = static_cast<int>(ExitCode::Failed);
+constexpr int NotAccessible = static_cast<int>(ExitCode::NotAccessible);
+constexpr int InvalidArguments = static_cast<int>(ExitCode::InvalidArguments);
 
 constexpr std::string_view ReadFlag = "/R";
 constexpr std::string_view WriteFlag = "/W";

@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
-#include "ctl/Command.h"
+#include "ctl/Failure.h"
+#include "ctl/HostBytes.h"
 #include "platform/SignalHold.h"
 
 namespace {
@@ -28,15 +28,6 @@ mode_t NewFileMode() {
   return 0666 & ~mask;
 }
 
-bool WriteFully(int fd, std::span<const unsigned char> data) {
-  while (!data.empty()) {
-    const ssize_t count = write(fd, data.data(), data.size());
-    if (count < 0 && errno != EINTR) return false;
-    if (count > 0) data = data.subspan(static_cast<std::size_t>(count));
-  }
-  return true;
-}
-
 bool FlushFolder(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
@@ -45,11 +36,6 @@ bool FlushFolder(const std::string& path) {
   const bool flushed = fsync(fd) == 0;
   close(fd);
   return flushed;
-}
-
-// Throws what the last system call says.
-[[noreturn]] void Fail(const std::string& path) {
-  throw Failure(ExitCode::Failed, path + ": " + std::strerror(errno));
 }
 
 }  // namespace
@@ -63,7 +49,7 @@ void WriteAtomically(const std::string& path, std::span<const unsigned char> dat
   const SignalHold hold;
   std::string beside = target + TemporarySuffix + "XXXXXX";
   const int fd = mkostemp(beside.data(), O_CLOEXEC);
-  if (fd < 0) Fail(path);
+  if (fd < 0) FailAt(path);
   const mode_t mode = exists ? existing.st_mode & 07777 : NewFileMode();
   bool written = WriteFully(fd, data) && fchmod(fd, mode) == 0 && fsync(fd) == 0;
   written = close(fd) == 0 && written;
@@ -71,11 +57,11 @@ void WriteAtomically(const std::string& path, std::span<const unsigned char> dat
     const int error = errno;
     unlink(beside.c_str());
     errno = error;
-    Fail(path);
+    FailAt(path);
   }
-  if (!FlushFolder(target)) Fail(path);
+  if (!FlushFolder(target)) FailAt(path);
 }
 
 void RemoveDurably(const std::string& path) {
-  if (unlink(path.c_str()) != 0 || !FlushFolder(path)) Fail(path);
+  if (unlink(path.c_str()) != 0 || !FlushFolder(path)) FailAt(path);
 }

@@ -10,8 +10,8 @@
 // the folder could not be flushed. Signals that ask the process to end wait until it is done.
 void WriteAtomically(const std::string& path, std::span<const unsigned char> data);
 
-// The file beside is named after the target, followed by this suffix and six random characters. A process
-// that is killed leaves such a file.
+// The temporary file is named after the target, with this suffix and six random characters; a killed process
+// leaves it behind.
 inline constexpr char TemporarySuffix[] = ".brindlectl-";
 
 // Removes the file at `path` and flushes its folder. Throws Failure (5).

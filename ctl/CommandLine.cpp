@@ -4,8 +4,11 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 
+#include "ctl/Arguments.h"
 #include "ctl/Commands.h"
+#include "ctl/Failure.h"
 
 namespace {
 
@@ -19,59 +22,79 @@ struct Option {
 struct Command {
   const char* name;
   const char* operands;  // as the help shows them: [optional], repeated...
+  std::size_t fewest;    // operands
+  std::size_t most;
   const char* help;
   std::vector<Option> options;
   // Returns the exit code, or throws Failure.
   ExitCode (*run)(const Arguments& arguments, const Environment& environment);
 };
 
+constexpr std::size_t AnyNumber = std::numeric_limits<std::size_t>::max();
+
 constexpr Option GoldcrestOption = {"goldcrest", nullptr, "the board's chip is the one at 0x52, not 0x56"};
 constexpr Option FileOption = {"file", "TYPE=PATH", "store the host file PATH; TYPE as in extract"};
-constexpr Option RevisionOption = {"revision", "N", "set the baseboard revision, 0 to 65535"};
-constexpr Option JournalOption = {"journal", "DIR", "keep the journal in DIR, not in /var/lib/brindle"};
+constexpr Option RemoveOption = {"remove", "TYPE", "remove a stored file; the others stay where they are"};
+constexpr Option RevisionOption = {"revision", "N", "set the baseboard revision, 0 to 65534"};
 constexpr Option DeveloperOption = {"developer", "on|off", "set or clear the developer-board flag"};
+constexpr Option JournalOption = {"journal", "DIR", "keep the journal in DIR, not in /var/lib/brindle"};
 
 const std::vector<Option> JsonAndGoldcrest = {{"json", nullptr, "print JSON"}, GoldcrestOption};
 
 const Command Commands[] = {
-    {"list", "[SOURCE]", "Shows settings, files, free room and problems.", JsonAndGoldcrest, List},
-    {"check", "[SOURCE]...", "Shows the problems alone.", JsonAndGoldcrest, Check},
+    {"list", "[SOURCE]", 0, 1, "Shows settings, files, free room and problems.", JsonAndGoldcrest, List},
+    {"check", "[SOURCE]...", 0, AnyNumber, "Shows the problems alone.", JsonAndGoldcrest, Check},
     {"extract",
      "SOURCE TYPE PATH",
+     3,
+     3,
      "Copies the data of a stored file into the host file PATH, or to standard output (-).\n"
      "TYPE is 1, 2, 3 or peripheral, upgrade, board.",
      {GoldcrestOption},
      Extract},
     {"build",
      "IMAGE",
+     1,
+     1,
      "Makes a new image, as Brindle would write it onto an erased chip.",
      {{"from", "SOURCE", "start from this content"},
       FileOption,
+      RemoveOption,
       RevisionOption,
       DeveloperOption,
       GoldcrestOption},
      Build},
-    {"diff", "SOURCE SOURCE", "Compares settings and files.", JsonAndGoldcrest, Diff},
+    {"diff", "SOURCE SOURCE", 2, 2, "Compares settings and files.", JsonAndGoldcrest, Diff},
     {"update",
      "[IMAGE]",
+     0,
+     1,
      "Writes the content of IMAGE, or the changes, to the chip, and compares.\n"
      "A power cut costs nothing: \"brindlectl recover\" then finishes the update.",
      {FileOption,
+      RemoveOption,
       RevisionOption,
       DeveloperOption,
       {"keep-settings", nullptr, "keep the chip's settings, bytes 0 to 3, with IMAGE"},
       {"dry-run", nullptr, "show which pages would be written, and how long it takes"},
-      {"force", nullptr, "in spite of problems of IMAGE and of an update that was cut off"},
+      {"force", nullptr, "in spite of problems of what is to be stored"},
+      {"discard", nullptr, "throw away the journal of an update that was cut off"},
       GoldcrestOption,
       JournalOption,
       {"no-journal", nullptr, "do without; a power cut then costs the content"}},
      Update},
     {"recover",
      "",
+     0,
+     0,
      "Finishes an update that was cut off, if there is one.",
-     {{"force", nullptr, "also when something was stored since"}, JournalOption},
+     {{"dry-run", nullptr, "show which pages would be written, or why none may be"},
+      {"force", nullptr, "also when something was stored since"},
+      {"discard", nullptr, "throw the journal away, and leave the chip as it is"},
+      {"wait", "SECONDS", "wait so long for a chip that does not answer yet"},
+      JournalOption},
      Recover},
-    {"doctor", "", "Shows why Brindle finds no EEPROM, and what to do.", JsonAndGoldcrest, Doctor},
+    {"doctor", "", 0, 0, "Shows why Brindle finds no EEPROM, and what to do.", JsonAndGoldcrest, Doctor},
 };
 
 void PrintUsage(std::ostream& output) {
@@ -83,7 +106,7 @@ void PrintUsage(std::ostream& output) {
   }
   output
       << "\nSOURCE is an image file, - for standard input, or board (or nothing) for the board's chip.\n"
-         "\"brindlectl COMMAND --help\" shows the options of a command.\n"
+         "\"brindlectl help COMMAND\" shows the options of a command.\n"
          "Exit codes: 0 done, 1 differences or problems found, 5 failed, 19 no EEPROM, 22 bad arguments.\n";
 }
 
@@ -100,14 +123,9 @@ void PrintHelp(const Command& command, std::ostream& output) {
     left.resize(std::max(left.size() + 1, Column), ' ');
     output << left << option.help << '\n';
   }
-}
-
-bool Takes(const Command& command, std::size_t count) {
-  const std::string text = command.operands;
-  const auto most =
-      static_cast<std::size_t>(text.empty() ? 0 : 1 + std::count(text.begin(), text.end(), ' '));
-  const auto optional = static_cast<std::size_t>(std::count(text.begin(), text.end(), '['));
-  return count >= most - optional && (count <= most || text.ends_with("..."));
+  std::string last = "  --help, -h";
+  last.resize(Column, ' ');
+  output << last << "show this help\n";
 }
 
 // `words` begins with the program's name. getopt_long itself says what it does not know.
@@ -128,8 +146,12 @@ Arguments Parse(const Command& command, std::vector<std::string> words) {
   optind = 0;  // makes getopt_long start afresh
   while (true) {
     int index = 0;
-    const int result = getopt_long(argc, argv.data(), "", known.data(), &index);
+    const int result = getopt_long(argc, argv.data(), "h", known.data(), &index);
     if (result == -1) break;
+    if (result == 'h') {
+      arguments.options.emplace_back("help", "");
+      continue;
+    }
     if (result != 0) throw Failure(ExitCode::InvalidArguments, "usage: " + Synopsis(command));
     arguments.options.emplace_back(known[static_cast<std::size_t>(index)].name,
                                    optarg == nullptr ? "" : optarg);
@@ -147,31 +169,54 @@ const Command& FindCommand(const std::string& name) {
   return *found;
 }
 
+// An empty text is most often a variable that is not set, and must not stand for anything.
+void RefuseEmptyTexts(const Command& command, const Arguments& arguments) {
+  for (const Option& option : command.options) {
+    if (option.value != nullptr && arguments.Value(option.name) == "") {
+      throw Failure(ExitCode::InvalidArguments, std::string("--") + option.name + " has an empty value");
+    }
+  }
+  const auto& operands = arguments.operands;
+  if (std::find(operands.begin(), operands.end(), "") != operands.end()) {
+    throw Failure(ExitCode::InvalidArguments, "an empty argument");
+  }
+}
+
+// `words` are "help" and what follows it.
+ExitCode Help(const std::vector<std::string>& words, const Environment& environment) {
+  if (words.size() > 1) {
+    PrintHelp(FindCommand(words[1]), environment.output);
+  } else {
+    PrintUsage(environment.output);
+  }
+  return ExitCode::Success;
+}
+
 // `words` begins with the program's name.
 ExitCode Dispatch(std::vector<std::string> words, const Environment& environment) {
   if (words.size() < 2) {
     PrintUsage(environment.messages);
     return ExitCode::InvalidArguments;
   }
-  if (words[1] == "--help") {
-    PrintUsage(environment.output);
-    return ExitCode::Success;
-  }
-  if (words[1] == "--version") {
+  words.erase(words.begin());
+  const std::string& first = words.front();
+  if (first == "help" || first == "--help" || first == "-h") return Help(words, environment);
+  if (first == "--version") {
     environment.output << ProgramName << ' ' << BRINDLE_VERSION << '\n';
     return ExitCode::Success;
   }
-  const Command& command = FindCommand(words[1]);
-  words.erase(words.begin());
+  const Command& command = FindCommand(first);
   words.front() = ProgramName;
   const Arguments arguments = Parse(command, std::move(words));
   if (arguments.Has("help")) {
     PrintHelp(command, environment.output);
     return ExitCode::Success;
   }
-  if (!Takes(command, arguments.operands.size())) {
+  const std::size_t count = arguments.operands.size();
+  if (count < command.fewest || count > command.most) {
     throw Failure(ExitCode::InvalidArguments, "usage: " + Synopsis(command));
   }
+  RefuseEmptyTexts(command, arguments);
   return command.run(arguments, environment);
 }
 

@@ -1,7 +1,10 @@
-// The commands of brindlectl. Each returns its exit code, or throws Failure.
+// The commands of brindlectl. Each returns its exit code, or throws Failure; another
+// std::exception stands for exit code 5.
 #pragma once
 
-#include "ctl/Command.h"
+#include "ctl/Arguments.h"
+#include "ctl/Environment.h"
+#include "platform/ExitCode.h"
 
 ExitCode List(const Arguments& arguments, const Environment& environment);
 ExitCode Check(const Arguments& arguments, const Environment& environment);

@@ -2,45 +2,44 @@
 #include <grp.h>
 #include <pwd.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <sstream>
+#include <filesystem>
 
+#include "content/Hexadecimal.h"
+#include "ctl/Chip.h"
 #include "ctl/Commands.h"
-#include "ctl/Journal.h"
+#include "ctl/Failure.h"
+#include "ctl/JournalFile.h"
 #include "ctl/Json.h"
-#include "ctl/Report.h"
-#include "ctl/Source.h"
-#include "eeprom/STM32MP2EepromBus.h"
+#include "ctl/LockHolder.h"
+#include "ctl/Updater.h"
+#include "eeprom/EEPromHelper.h"
+#include "eeprom/EepromFinder.h"
 #include "i2c/I2CBusHelper.h"
 #include "i2c/LinuxI2CFactory.h"
-#include "platform/DirectoryLock.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-struct Finding {
+using Location = EEPromHelper::EEPromLocation;
+
+// What was examined, and what came of it.
+struct Observation {
   const char* id;
   std::string text;
   std::string remedy;  // a command line or an advice; empty when nothing is wrong
 };
 
-bool IsWell(const std::vector<Finding>& findings) {
-  return std::all_of(findings.begin(), findings.end(),
-                     [](const Finding& finding) { return finding.remedy.empty(); });
-}
+using Observations = std::vector<Observation>;
 
-std::string FirstLine(const fs::path& path) {
-  std::ifstream file(path);
-  std::string line;
-  std::getline(file, line);
-  return line;
+bool IsWell(const Observations& observations) {
+  return std::all_of(observations.begin(), observations.end(),
+                     [](const Observation& observation) { return observation.remedy.empty(); });
 }
 
 std::string UserName(uid_t user) {
@@ -53,68 +52,88 @@ std::string GroupName(gid_t group) {
   return entry == nullptr ? std::to_string(group) : entry->gr_name;
 }
 
-// The process that took a lock (flock) on the directory; empty when the kernel does not tell, or when only a
-// child that inherited the lock is left.
-std::string LockHolder(const fs::path& directory) {
-  struct stat status {};
-  char place[64];
-  if (stat(directory.c_str(), &status) != 0) return {};
-  std::snprintf(place, sizeof place, "%02x:%02x:%lu", major(status.st_dev), minor(status.st_dev),
-                static_cast<unsigned long>(status.st_ino));
-  std::ifstream locks("/proc/locks");
-  for (std::string line; std::getline(locks, line);) {
-    std::istringstream words(line);
-    std::string number, kind, isMandatory, access, process, locked;
-    words >> number >> kind >> isMandatory >> access >> process >> locked;
-    if (kind == "FLOCK" && locked == place && fs::exists("/proc/" + process)) return process;
+using Candidate = LinuxI2CFactory::Candidate;
+using Verdict = LinuxI2CFactory::Verdict;
+
+// Returns why the search for the EEPROM's controller went past an adapter.
+const char* ReasonText(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::Found:
+    case Verdict::Duplicate:
+      return "is another controller";
+    case Verdict::NotADirectory:
+      return "is no directory";
+    case Verdict::NoNode:
+      return "has no device node";
+    case Verdict::NoName:
+      return "has no readable name";
+    case Verdict::NoAddress:
+      return "has a name without an address";
   }
-  return {};
+  return "";
 }
 
-// Goes the way that Brindle goes to the chip, from the kernel's list of adapters to a one-byte read, and
-// collects what it finds. Nothing that is wrong ends it; the chip is asked when everything before is right.
+// Gives the nodes of the EEPROM's controller to the group, also at every boot. The same line as in the
+// example 70-brindle.rules.
+constexpr char RuleCommand[] =
+    "echo 'SUBSYSTEM==\"i2c-dev\", ATTR{name}==\"STM32F7 I2C(0x*40150000)\", GROUP=\"brindle\", "
+    "MODE=\"0660\"' >/etc/udev/rules.d/70-brindle.rules";
+
+// Follows Brindle's path to the chip and collects what it finds. No cause ends it; the chip is probed only if
+// there is none.
 class Examination final {
  public:
-  explicit Examination(unsigned short chipAddress) : slave(chipAddress), name("0x" + Hex(slave).substr(4)) {}
+  Examination(unsigned short chipAddress, const Environment& usedEnvironment)
+      : environment(usedEnvironment), slave(chipAddress), name(Hex(slave, 2)) {}
 
-  std::vector<Finding> Run() {
-    if (const std::string adapter = FindAdapter(); !adapter.empty()) {
-      Ok("adapter", "the EEPROM's controller is " + adapter);
-      ExamineNode("/dev/" + adapter);
-      ExamineDriver(adapter.substr(adapter.find('-') + 1));
+  Observations Run() {
+    const LinuxI2CFactory factory;
+    if (const Candidate* const adapter = FindAdapter(factory)) {
+      if (adapter->verdict == Verdict::Found) {
+        Ok("adapter", "the EEPROM's controller is " + adapter->entry);
+      }
+      ExamineNode(adapter->node.string());
+      ExamineDriver(adapter->entry.substr(adapter->entry.find('-') + 1));
     }
-    ReserveBoard();
-    if (IsWell(findings)) AskChip();
+    ReserveTheBoard();
+    if (IsWell(observations)) ProbeChip();
     LookForJournal();
-    return std::move(findings);
+    return std::move(observations);
   }
 
  private:
-  void Ok(const char* id, const std::string& text) { findings.push_back({id, text, ""}); }
+  void Ok(const char* id, const std::string& text) { observations.push_back({id, text, ""}); }
   void Cause(const char* id, const std::string& text, const std::string& remedy) {
-    findings.push_back({id, text, remedy});
+    observations.push_back({id, text, remedy});
   }
 
-  // The name of the EEPROM's adapter in the kernel's list, as in "i2c-5"; empty when there is none.
-  std::string FindAdapter() {
+  // Returns the adapter that Brindle uses, or else one that only lacks its node, or null.
+  const Candidate* FindAdapter(const LinuxI2CFactory& factory) {
     const unsigned long controller = *I2C::GetBusAddress(I2C::Bus::I2C4);
-    std::string others;
-    std::error_code error;
-    for (const auto& entry : fs::directory_iterator(LinuxI2CFactory::DevicesDirectory(), error)) {
-      std::string adapter = entry.path().filename();
-      if (!adapter.starts_with("i2c-")) continue;
-      const std::string text = FirstLine(entry.path() / "name");
-      if (LinuxI2CFactory::AddressIn(text) == controller) return adapter;
-      others.append("; there is ").append(adapter).append(", ").append(text);
-    }
-    if (error) {
+    const auto& candidates = factory.Candidates();
+    const auto isUsed = [&](const Candidate& candidate) {
+      return candidate.verdict == Verdict::Found && candidate.address == controller;
+    };
+    const auto lacksNode = [&](const Candidate& candidate) {
+      return candidate.verdict == Verdict::NoNode &&
+             LinuxI2CFactory::AddressIn(LinuxI2CFactory::NameOf(candidate.entry).value_or("")) == controller;
+    };
+    auto found = std::find_if(candidates.begin(), candidates.end(), isUsed);
+    if (found == candidates.end()) found = std::find_if(candidates.begin(), candidates.end(), lacksNode);
+    if (found != candidates.end()) return &*found;
+    if (candidates.empty() && factory.SearchError()) {
       Cause("kernel", "the kernel has no I2C: no " + LinuxI2CFactory::DevicesDirectory().string(),
             "use a kernel with CONFIG_I2C and the driver of the board's I2C controllers");
-    } else {
-      Cause("adapter", "no adapter has the address " + Hex(static_cast<unsigned int>(controller)) + others,
-            "enable the controller in the device tree, and its driver in the kernel");
+      return nullptr;
     }
-    return {};
+    std::string others;
+    for (const Candidate& candidate : candidates) {
+      if (!candidate.entry.starts_with("i2c-")) continue;
+      others.append("; ").append(candidate.entry).append(" ").append(ReasonText(candidate.verdict));
+    }
+    Cause("adapter", "no adapter has the address " + Hex(static_cast<unsigned int>(controller)) + others,
+          "enable the controller in the device tree, and its driver in the kernel");
+    return nullptr;
   }
 
   void ExamineNode(const std::string& node) {
@@ -141,14 +160,12 @@ class Examination final {
           user + " may not open " + node + ", which belongs to " + owner +
               "; a new group takes effect at the next login",
           hasGroup ? join
-                   : "groupadd --system --force brindle && " + join +
-                         " && cp /usr/share/doc/brindle/examples/70-brindle.rules /etc/udev/rules.d/ && "
-                         "udevadm control --reload && udevadm trigger --settle " +
-                         node);
+                   : "groupadd --system --force brindle && " + join + " && " + RuleCommand +
+                         " && udevadm control --reload && udevadm trigger --settle " + node);
   }
 
   void ExamineDriver(const std::string& bus) {
-    const std::string device = bus + "-" + Hex(slave).substr(2);
+    const std::string device = bus + "-" + Hex(slave).substr(2);  // as the kernel names it, "5-0056"
     const fs::path link = LinuxI2CFactory::DevicesDirectory() / device / "driver";
     std::error_code error;
     const std::string driver = fs::read_symlink(link, error).filename();
@@ -157,64 +174,81 @@ class Examination final {
           "echo " + device + " >/sys/bus/i2c/drivers/" + driver + "/unbind");
   }
 
-  // As long as the examination lasts, so that the chip is not asked in the middle of another process's read.
-  void ReserveBoard() {
-    const fs::path& devices = LinuxI2CFactory::DevicesDirectory();
-    isReserved = reservation.Acquire(devices, 0);
-    if (isReserved) return Ok("lock", "no other process holds the board");
-    const std::string process = LockHolder(devices);
-    if (process.empty()) return Cause("lock", "another process holds the board", "wait until it has ended");
+  // As long as the examination lasts, so that the chip is not probed in the middle of another process's read.
+  void ReserveTheBoard() {
+    reservation = environment.board.reserve(0);
+    if (reservation) return Ok("lock", "no other process holds the board");
+    const auto holder = LockHolder::Of(LinuxI2CFactory::DevicesDirectory());
+    if (!holder) return Cause("lock", "another process holds the board", "wait until it has ended");
     Cause("lock",
-          "process " + process + " (" + FirstLine("/proc/" + process + "/comm") +
+          "process " + holder->process + " (" + holder->program +
               ") holds the board; others wait up to 30 seconds for it",
-          "kill " + process);
+          holder->IsOurs() ? "wait until it has ended" : "kill " + holder->process);
   }
 
-  void AskChip() {
-    try {
-      const auto chip = OpenChip(EepromBus::Get(), slave);
-      Ok("chip", "the EEPROM at " + name + " answers");
-    } catch (const Failure&) {
-      Cause("chip", "no EEPROM answers at " + name,
-            "check the chip's supply and address pins, and the lines of the bus");
+  void ProbeChip() {
+    if (EepromFinder::FindEeprom(environment.board.findBus(), slave, Eeprom::EepromType::Cat24c256)) {
+      return Ok("chip", "the EEPROM at " + name + " answers");
     }
+    Cause("chip", "no EEPROM answers at " + name,
+          "check the chip's supply and address pins, and the lines of the bus");
   }
 
   void LookForJournal() {
-    const JournalFile journal(JournalFile::DefaultFolder);
+    const JournalFile file;
     try {
-      if (!journal.Read()) return Ok("journal", "no update was cut off");
-      const std::string update = isReserved ? "an update" : "an update is under way, or";
-      Cause("journal", update + " was cut off; its journal is " + journal.Path(), "brindlectl recover");
+      const auto journal = file.Read();
+      if (!journal) return Ok("journal", "no update was cut off");
+      if (reservation) return ExamineJournal(*journal, file);
+      Cause("journal", "an update is under way or was cut off; its journal is " + file.Path(),
+            "wait until the process that holds the board has ended");
     } catch (const Failure& failure) {
-      const bool isReadable = access(journal.Path().c_str(), R_OK) == 0;
-      Cause("journal", failure.what(),
-            isReadable ? "brindlectl update --force IMAGE" : "sudo brindlectl recover");
+      const bool isReadable = access(file.Path().c_str(), R_OK) == 0;
+      Cause("journal", failure.what(), isReadable ? file.Recover("--discard") : "sudo " + file.Recover());
     }
   }
 
+  void ExamineJournal(const Journal& journal, const JournalFile& file) {
+    const std::string text =
+        "an update of the chip at " + Hex(journal.slave, 2) + " was cut off; its journal is " + file.Path();
+    try {
+      Chip chip(journal.slave, environment);
+      Updater updater(chip.Memory(), chip.Name());
+      if (updater.IsCutOff(journal)) return Cause("journal", text, file.Recover());
+      Cause("journal", text + ", and something was stored since", file.Recover("--dry-run"));
+    } catch (const std::exception&) {
+      const bool isThisChip = journal.slave == slave;
+      const bool isDefault = !isThisChip && slave != EEPromHelper::SlaveAddress(Location::BaseboardDefault);
+      const std::string other = isDefault ? "brindlectl doctor" : "brindlectl doctor --goldcrest";
+      Cause("journal",
+            text + ", and that chip cannot be read; if it never will be, \"" + file.Recover("--discard") +
+                "\" throws the journal away",
+            isThisChip ? file.Recover() : other);
+    }
+  }
+
+  const Environment& environment;
   unsigned short slave;
   std::string name;  // of the chip, by its address: "0x56"
-  DirectoryLock reservation;
-  bool isReserved = false;
-  std::vector<Finding> findings;
+  std::shared_ptr<DirectoryLock> reservation;
+  Observations observations;
 };
 
-void PrintText(const std::vector<Finding>& findings, std::ostream& output) {
-  for (const Finding& finding : findings) {
-    output << (finding.remedy.empty() ? "ok: " : "cause: ") << finding.text << '\n';
-    if (!finding.remedy.empty()) output << "  do: " << finding.remedy << '\n';
+void PrintText(const Observations& observations, std::ostream& output) {
+  for (const Observation& observation : observations) {
+    output << (observation.remedy.empty() ? "ok: " : "cause: ") << observation.text << '\n';
+    if (!observation.remedy.empty()) output << "  do: " << observation.remedy << '\n';
   }
 }
 
-Json ToJson(const std::vector<Finding>& findings) {
+Json ToJson(const Observations& observations) {
   Json list = Json::array();
-  for (const Finding& finding : findings) {
-    const bool isOk = finding.remedy.empty();
-    list.push_back({{"id", finding.id},
+  for (const Observation& observation : observations) {
+    const bool isOk = observation.remedy.empty();
+    list.push_back({{"id", observation.id},
                     {"ok", isOk},
-                    {"text", finding.text},
-                    {"do", isOk ? Json() : Json(finding.remedy)}});
+                    {"text", observation.text},
+                    {"do", isOk ? Json() : Json(observation.remedy)}});
   }
   return list;
 }
@@ -222,12 +256,12 @@ Json ToJson(const std::vector<Finding>& findings) {
 }  // namespace
 
 ExitCode Doctor(const Arguments& arguments, const Environment& environment) {
-  const std::vector<Finding> findings = Examination(ChipAddress(arguments)).Run();
-  const bool isWell = IsWell(findings);
+  const Observations observations = Examination(ChipAddress(arguments), environment).Run();
+  const bool isWell = IsWell(observations);
   if (arguments.Has("json")) {
-    Print({{"ok", isWell}, {"findings", ToJson(findings)}}, environment.output);
+    Print({{"ok", isWell}, {"findings", ToJson(observations)}}, environment.output);
   } else {
-    PrintText(findings, environment.output);
+    PrintText(observations, environment.output);
   }
   return isWell ? ExitCode::Success : ExitCode::Found;
 }

@@ -1,26 +1,27 @@
+#include <sys/stat.h>
+
 #include <algorithm>
 
+#include "content/Changes.h"
+#include "content/EepromContent.h"
+#include "content/Hexadecimal.h"
 #include "ctl/AtomicFile.h"
-#include "ctl/Changes.h"
+#include "ctl/ChangeOptions.h"
 #include "ctl/Commands.h"
-#include "ctl/EepromContent.h"
+#include "ctl/Failure.h"
+#include "ctl/HostBytes.h"
 #include "ctl/Report.h"
 #include "ctl/Source.h"
-#include "eeprom/HostFile.h"
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-std::string FirstOperand(const Arguments& arguments) {
-  return arguments.operands.empty() ? "board" : arguments.operands.front();
-}
-
 void Output(const Bytes& data, std::ostream& output) {
   output.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
 }
 
-// What a file reads as: its data when it is stored, the damaged image, or nothing.
+// Describes a file for diff: its length and checksum, "damaged" or "no file".
 std::string ContentText(const FileContent& file) {
   if (file.state == FileState::Stored) {
     return std::to_string(file.data.size()) + " bytes, checksum " + Hex(*file.checksum);
@@ -36,8 +37,11 @@ bool HaveSameContent(const FileContent& left, const FileContent& right) {
   return left.state == right.state && left.checksum == right.checksum && left.data == right.data;
 }
 
-std::vector<Problem> Differences(const EepromContent& left, const EepromContent& right) {
-  std::vector<Problem> differences;
+// What two contents do not have in common, told as a finding is.
+using Difference = Finding;
+
+std::vector<Difference> Differences(const EepromContent& left, const EepromContent& right) {
+  std::vector<Difference> differences;
   const auto add = [&](const char* id, const std::string& what, const std::string& one,
                        const std::string& other, std::vector<std::size_t> files) {
     differences.push_back({id, what + ": " + one + " and " + other, std::move(files)});
@@ -55,32 +59,69 @@ std::vector<Problem> Differences(const EepromContent& left, const EepromContent&
   return differences;
 }
 
-// Appends what the source holds to `contents`, null when it cannot be read.
+// Returns whether two contents differ in places that matter to nothing. Those of a chip are read twice.
+bool HaveDifferentLayout(Source& left, Source& right) {
+  const PageSet pages = DifferingPages(left.Content(), right.Content());
+  left.Confirm(pages);
+  right.Confirm(pages);
+  return left.Content() != right.Content();
+}
+
+// One of several sources, with its name and the reason why it could not be read, if it could not.
+Json NamedJson(const std::string& source, const Json& error, const Json& content) {
+  Json json = {{"source", source}, {"error", error}};
+  json.update(content);
+  return json;
+}
+
+Json UnreadableJson() {
+  Json json = ToJson(EepromContent());
+  for (auto& value : json) value = nullptr;
+  return json;
+}
+
+// Appends what the source holds to `contents`.
 ExitCode CheckOne(const std::string& source, const Arguments& arguments, const Environment& environment,
-                  Json& contents) try {
-  const EepromContent content = Inspect(ReadSource(source, arguments, environment));
-  contents.push_back(ToJson(content));
-  if (content.problems.empty()) return ExitCode::Success;
-  for (const Problem& problem : content.problems) {
-    if (!arguments.Has("json")) environment.output << source << ": " << problem.text << '\n';
+                  Json& contents) {
+  const auto fail = [&](ExitCode code, const char* reason) {
+    PrintMessage(environment, reason);
+    contents.push_back(NamedJson(source, reason, UnreadableJson()));
+    return code;
+  };
+  try {
+    const EepromContent content = Source(source, arguments, environment).Examine();
+    contents.push_back(NamedJson(source, nullptr, ToJson(content)));
+    if (content.findings.empty()) return ExitCode::Success;
+    for (const Finding& finding : content.findings) {
+      if (!arguments.Has("json")) environment.output << source << ": " << finding.text << '\n';
+    }
+    return ExitCode::Found;
+  } catch (const Failure& failure) {
+    return fail(failure.exitCode, failure.what());
+  } catch (const std::exception& failure) {
+    return fail(ExitCode::Failed, failure.what());
   }
-  return ExitCode::Found;
-} catch (const Failure& failure) {
-  PrintMessage(environment, failure.what());
-  contents.push_back(nullptr);
-  return failure.exitCode;
+}
+
+void RefuseSameFile(const std::string& source, const std::string& path) {
+  struct stat first {};
+  struct stat second {};
+  if (stat(source.c_str(), &first) != 0 || stat(path.c_str(), &second) != 0) return;
+  if (first.st_dev != second.st_dev || first.st_ino != second.st_ino) return;
+  throw Failure(ExitCode::InvalidArguments, path + ": is the source, which would be overwritten");
 }
 
 }  // namespace
 
 ExitCode List(const Arguments& arguments, const Environment& environment) {
-  const EepromContent content = Inspect(ReadSource(FirstOperand(arguments), arguments, environment));
+  const std::string source = arguments.operands.empty() ? "board" : arguments.operands.front();
+  const EepromContent content = Source(source, arguments, environment).Examine();
   if (arguments.Has("json")) {
     Print(ToJson(content), environment.output);
   } else {
     PrintText(content, environment.output);
   }
-  return content.problems.empty() ? ExitCode::Success : ExitCode::Found;
+  return content.findings.empty() ? ExitCode::Success : ExitCode::Found;
 }
 
 ExitCode Check(const Arguments& arguments, const Environment& environment) {
@@ -91,45 +132,68 @@ ExitCode Check(const Arguments& arguments, const Environment& environment) {
   for (const std::string& source : sources) {
     code = std::max(code, CheckOne(source, arguments, environment, contents));
   }
-  if (arguments.Has("json")) Print(sources.size() == 1 ? contents.front() : contents, environment.output);
+  if (!arguments.Has("json")) return code;
+  if (sources.size() > 1) {
+    Print(contents, environment.output);
+    return code;
+  }
+  Json& only = contents.front();
+  const bool isReadable = only["error"].is_null();
+  only.erase("source");
+  only.erase("error");
+  Print(isReadable ? only : Json(), environment.output);
   return code;
 }
 
 ExitCode Extract(const Arguments& arguments, const Environment& environment) {
+  const std::string& source = arguments.operands[0];
   const std::string& path = arguments.operands[2];
   const std::size_t index = ParseFileType(arguments.operands[1]);
-  const Bytes image = ReadImage(arguments.operands[0], arguments, environment);
-  const FileContent file = Inspect(image).files[index];
+  if (!Source::IsChip(source)) RefuseSameFile(source, path);
+  const EepromContent content = Source(source, arguments, environment).Examine();
+  if (!content.freeBytes) throw Failure(ExitCode::Failed, source + ": not 32768 bytes long");
+  const FileContent& file = content.files[index];
   if (file.state != FileState::Stored) {
     throw Failure(ExitCode::Failed, FileTitle(index) + " is " + StateName(file.state));
   }
   if (path == "-") {
     Output(file.data, environment.output);
-  } else if (!HostFile::Write(path, file.data)) {
-    throw Failure(ExitCode::Failed, path + ": cannot be written");
+  } else {
+    WriteBytes(path, file.data);
   }
   return ExitCode::Success;
 }
 
 ExitCode Diff(const Arguments& arguments, const Environment& environment) {
-  const Bytes left = ReadImage(arguments.operands[0], arguments, environment);
-  const Bytes right = ReadImage(arguments.operands[1], arguments, environment);
-  const std::vector<Problem> differences = Differences(Inspect(left), Inspect(right));
+  Source left(arguments.operands[0], arguments, environment);
+  Source right(arguments.operands[1], arguments, environment);
+  const EepromContent leftContent = left.Examine();
+  const EepromContent rightContent = right.Examine();
+  if (!leftContent.freeBytes || !rightContent.freeBytes) {
+    const std::size_t wrong = leftContent.freeBytes ? 1 : 0;
+    throw Failure(ExitCode::Failed, arguments.operands[wrong] + ": not 32768 bytes long");
+  }
+  const std::vector<Difference> differences = Differences(leftContent, rightContent);
   if (arguments.Has("json")) {
     Print({{"same", differences.empty()}, {"differences", ToJson(differences)}}, environment.output);
-  } else if (left != right && differences.empty()) {
+  } else if (differences.empty() && HaveDifferentLayout(left, right)) {
     environment.output << "same content, different layout\n";
   } else {
-    for (const Problem& difference : differences) environment.output << difference.text << '\n';
+    for (const Difference& difference : differences) environment.output << difference.text << '\n';
   }
   return differences.empty() ? ExitCode::Success : ExitCode::Found;
 }
 
 ExitCode Build(const Arguments& arguments, const Environment& environment) {
   const std::string& path = arguments.operands.front();
-  const auto from = arguments.Value("from");
   const Changes changes = ReadChanges(arguments, environment);
-  const Bytes image = Apply(changes, from ? ReadImage(*from, arguments, environment) : ErasedImage());
+  Bytes base = ErasedImage();
+  if (const auto from = arguments.Value("from")) {
+    Source source(*from, arguments, environment);
+    source.Confirm(PageSet().set());  // an image has no unused bytes
+    base = source.Content();
+  }
+  const Bytes image = Apply(changes, std::move(base)).content;
   if (path == "-") {
     Output(image, environment.output);
   } else {

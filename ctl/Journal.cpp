@@ -1,30 +1,16 @@
 #include "ctl/Journal.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
 #include <string_view>
 
-#include "ctl/AtomicFile.h"
-#include "ctl/Command.h"
-#include "ctl/MemoryEeprom.h"
-#include "eeprom/HostFile.h"
-
 namespace {
-
-namespace fs = std::filesystem;
 
 using Bytes = std::vector<unsigned char>;
 
 constexpr std::string_view Magic = "BRINDLEJ";
-constexpr unsigned short Version = 1;
-constexpr std::size_t OldOffset = 12;
-constexpr std::size_t TargetOffset = OldOffset + MemoryEeprom::Size;
-constexpr std::size_t ChecksumOffset = TargetOffset + MemoryEeprom::Size;
-constexpr std::size_t JournalSize = ChecksumOffset + 4;
+constexpr unsigned int FirstVersion = 1;
+constexpr unsigned int Version = 2;
+constexpr std::size_t ChecksumSize = 4;
 
 void Append(Bytes& bytes, unsigned long number, int width) {
   for (int i = 0; i < width; ++i) bytes.push_back(static_cast<unsigned char>(number >> 8 * i));
@@ -40,77 +26,86 @@ unsigned int Checksum(std::span<const unsigned char> bytes) {
   return ~remainder;
 }
 
+void AppendPages(Bytes& bytes, const PageSet& pages) {
+  constexpr std::size_t PagesInAByte = 8;
+  for (std::size_t page = 0; page < PageCount; page += PagesInAByte) {
+    unsigned char byte = 0;
+    for (std::size_t i = 0; i < PagesInAByte; ++i) {
+      byte = static_cast<unsigned char>(byte | (pages[page + i] ? 1U << i : 0U));
+    }
+    bytes.push_back(byte);
+  }
+}
+
+// Takes one field after the other. A field that is not there in full is empty, or 0.
+class Reader final {
+ public:
+  explicit Reader(std::span<const unsigned char> bytes) : rest(bytes) {}
+
+  std::span<const unsigned char> Take(std::size_t size) {
+    const auto taken = rest.first(std::min(size, rest.size()));
+    rest = rest.subspan(taken.size());
+    return taken.size() == size ? taken : std::span<const unsigned char>();
+  }
+
+  unsigned int TakeNumber(std::size_t width) {
+    unsigned int number = 0;
+    const auto bytes = Take(width);
+    for (std::size_t i = bytes.size(); i > 0; --i) number = number << 8 | bytes[i - 1];
+    return number;
+  }
+
+  [[nodiscard]] std::size_t Rest() const { return rest.size(); }
+
+ private:
+  std::span<const unsigned char> rest;
+};
+
+PageSet TakePages(Reader& reader) {
+  PageSet pages;
+  const auto bytes = reader.Take(PageCount / 8);
+  for (std::size_t page = 0; page < 8 * bytes.size(); ++page) {
+    pages.set(page, (bytes[page / 8] >> page % 8 & 1) != 0);
+  }
+  return pages;
+}
+
 }  // namespace
 
 Bytes Journal::Encode() const {
   Bytes bytes(Magic.begin(), Magic.end());
-  bytes.reserve(JournalSize);
   Append(bytes, Version, 2);
   Append(bytes, slave, 2);
+  Append(bytes, chip.size(), 2);
+  bytes.insert(bytes.end(), chip.begin(), chip.end());
+  AppendPages(bytes, pages);
   bytes.insert(bytes.end(), old.begin(), old.end());
   bytes.insert(bytes.end(), target.begin(), target.end());
-  Append(bytes, Checksum(bytes), 4);
+  Append(bytes, Checksum(bytes), ChecksumSize);
   return bytes;
 }
 
 std::optional<Journal> Journal::Decode(std::span<const unsigned char> bytes) {
-  if (bytes.size() != JournalSize) return std::nullopt;
-  const auto part = [bytes](std::size_t offset) {
-    const auto content = bytes.subspan(offset, MemoryEeprom::Size);
-    return Bytes(content.begin(), content.end());
-  };
-  constexpr std::size_t SlaveOffset = 10;
-  const auto slave = static_cast<unsigned short>(bytes[SlaveOffset] | bytes[SlaveOffset + 1] << 8);
-  Journal journal = {slave, part(OldOffset), part(TargetOffset)};
-  // The encoding has no choices, so whatever is wrong shows as a difference.
-  const Bytes whole = journal.Encode();
-  if (!std::equal(whole.begin(), whole.end(), bytes.begin(), bytes.end())) return std::nullopt;
+  Reader reader(bytes);
+  const auto magic = reader.Take(Magic.size());
+  const unsigned int version = reader.TakeNumber(2);
+  Journal journal;
+  journal.slave = static_cast<unsigned short>(reader.TakeNumber(2));
+  if (version == Version) {
+    const auto name = reader.Take(reader.TakeNumber(2));
+    journal.chip.assign(name.begin(), name.end());
+    journal.pages = TakePages(reader);
+  } else {
+    journal.pages.set();
+  }
+  const auto old = reader.Take(EepromSize);
+  const auto target = reader.Take(EepromSize);
+  if (version < FirstVersion || version > Version || reader.Rest() != ChecksumSize) return std::nullopt;
+  const bool isWhole = std::equal(magic.begin(), magic.end(), Magic.begin(), Magic.end()) && !old.empty() &&
+                       !target.empty() &&
+                       reader.TakeNumber(ChecksumSize) == Checksum(bytes.first(bytes.size() - ChecksumSize));
+  if (!isWhole) return std::nullopt;
+  journal.old.assign(old.begin(), old.end());
+  journal.target.assign(target.begin(), target.end());
   return journal;
-}
-
-JournalFile::JournalFile(const std::string& folder) : path((fs::path(folder) / "journal").string()) {}
-
-bool JournalFile::Exists() const {
-  std::error_code error;
-  const fs::file_type type = fs::symlink_status(path, error).type();
-  if (type == fs::file_type::none) throw Failure(ExitCode::Failed, Path() + ": " + error.message());
-  return type != fs::file_type::not_found;
-}
-
-std::optional<Journal> JournalFile::Read() const {
-  if (!Exists()) return std::nullopt;
-  std::error_code error;
-  const bool isFile = fs::is_regular_file(path, error);
-  const auto bytes = isFile ? HostFile::Read(Path(), JournalSize, HostFile::Kind::Measurable) : std::nullopt;
-  if (!bytes && access(path.c_str(), R_OK) != 0) {
-    if (errno == ENOENT) return std::nullopt;  // removed meanwhile
-    throw Failure(ExitCode::Failed, Path() + ": " + std::strerror(errno));
-  }
-  auto journal = bytes ? Journal::Decode(*bytes) : std::nullopt;
-  if (!journal) throw Failure(ExitCode::Failed, Path() + ": not a whole journal; it is left alone");
-  return journal;
-}
-
-void JournalFile::Write(const Journal& journal) const {
-  const bool replaces = Exists();
-  RemoveLeftovers();
-  try {
-    WriteAtomically(Path(), journal.Encode());
-  } catch (const Failure&) {
-    std::error_code error;
-    if (!replaces) fs::remove(path, error);
-    throw;
-  }
-}
-
-// What a process that was killed while it wrote a journal has left beside it.
-void JournalFile::RemoveLeftovers() const {
-  std::error_code error;
-  for (const auto& entry : fs::directory_iterator(fs::path(path).parent_path(), error)) {
-    if (entry.path().string().starts_with(Path() + TemporarySuffix)) fs::remove(entry.path(), error);
-  }
-}
-
-void JournalFile::Remove() const {
-  if (Exists()) RemoveDurably(Path());
 }

@@ -1,13 +1,18 @@
-// All that is needed to finish an update that was cut off, and the file that keeps it during the update.
+// All that is needed to finish an update that was cut off.
 //
-// The file, numbers little-endian, addresses and lengths in bytes:
+// Its coding, numbers little-endian, addresses and lengths in bytes:
 //
-//       0      8  "BRINDLEJ"
-//       8      2  version of this format, 1
-//      10      2  7-bit I2C address of the chip
-//      12  32768  content of the chip before the update
-//   32780  32768  target: content of the chip after the update
-//   65548      4  CRC-32 (as in IEEE 802.3) of all bytes before
+//        0      8  "BRINDLEJ"
+//        8      2  version of this format, 2
+//       10      2  7-bit I2C address of the chip
+//       12      2  length n of the next field
+//       14      n  name of the chip, as the user gave it
+//     14+n     64  the pages that the update writes, bit 0 of the first byte for page 0
+//     78+n  32768  content of the chip before the update
+//  32846+n  32768  target: content of the chip after the update
+//  65614+n      4  CRC-32 (as in IEEE 802.3) of all bytes before
+//
+// Version 1 has neither the name nor the pages: it is of the board's chip and of all pages.
 #pragma once
 
 #include <optional>
@@ -15,40 +20,18 @@
 #include <string>
 #include <vector>
 
+#include "content/Pages.h"
+
 struct Journal {
+  static constexpr std::size_t LargestSize = 65618 + 0xFFFF;  // bytes, encoded
+
+  std::string chip = "board";
   unsigned short slave = 0;
-  std::vector<unsigned char> old;  // of the EEPROM's size, as is the target
-  std::vector<unsigned char> target;
+  PageSet pages;
+  std::vector<unsigned char> old;     // of the EEPROM's size; two readings, or the target, agree on `pages`
+  std::vector<unsigned char> target;  // of the EEPROM's size
 
   [[nodiscard]] std::vector<unsigned char> Encode() const;
   // Returns no value when the size, the version or the checksum is wrong.
   [[nodiscard]] static std::optional<Journal> Decode(std::span<const unsigned char> bytes);
-};
-
-// The file of the journal, which is there while an update is under way or was cut off.
-class JournalFile final {
- public:
-  // Made by the package.
-  static constexpr char DefaultFolder[] = "/var/lib/brindle";
-
-  explicit JournalFile(const std::string& folder);
-
-  [[nodiscard]] const std::string& Path() const { return path; }
-
-  // Returns whether the file exists, whatever it holds. Throws Failure (5) when its folder cannot be
-  // searched.
-  [[nodiscard]] bool Exists() const;
-
-  // Returns no value when there is no file. Throws Failure (5) when it cannot be read or is no whole journal.
-  [[nodiscard]] std::optional<Journal> Read() const;
-
-  // The change is on the disk when these return. Write replaces an older file in one step; Remove succeeds
-  // without a file. They throw Failure (5); a failed Write leaves no journal where there was none.
-  void Write(const Journal& journal) const;
-  void Remove() const;
-
- private:
-  void RemoveLeftovers() const;
-
-  std::string path;
 };

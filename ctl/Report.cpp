@@ -1,7 +1,6 @@
 #include "ctl/Report.h"
 
-#include <cstdio>
-
+#include "content/Hexadecimal.h"
 #include "eeprom/EEPromHelper.h"
 #include "eeprom/Eeprom.h"
 
@@ -34,19 +33,13 @@ Json ToJson(const FileContent& file, std::size_t index) {
 
 }  // namespace
 
-std::string Hex(unsigned int value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%04x", value);
-  return text;
-}
-
 std::string RevisionText(const EepromContent& content) {
   return content.revision ? std::to_string(*content.revision) : "erased";
 }
 
 std::string DeveloperText(const EepromContent& content) {
   if (const auto isSet = IsDeveloperBoard(content)) return *isSet ? "on" : "off";
-  return content.developerByte == Eeprom::ErasedByte ? "erased" : Hex(*content.developerByte);
+  return content.developerByte == Eeprom::ErasedByte ? "erased" : Hex(*content.developerByte, 2);
 }
 
 void PrintText(const EepromContent& content, std::ostream& output) {
@@ -59,7 +52,7 @@ void PrintText(const EepromContent& content, std::ostream& output) {
     }
     output << "free: " << *content.freeBytes << " bytes\n";
   }
-  for (const Problem& problem : content.problems) output << "problem: " << problem.text << '\n';
+  for (const Finding& finding : content.findings) output << "problem: " << finding.text << '\n';
 }
 
 Json ToJson(const EepromContent& content) {
@@ -69,15 +62,15 @@ Json ToJson(const EepromContent& content) {
   }
   return {{"revision", OrNull(content.revision)},           {"developer", OrNull(IsDeveloperBoard(content))},
           {"developerByte", OrNull(content.developerByte)}, {"files", files},
-          {"freeBytes", OrNull(content.freeBytes)},         {"problems", ToJson(content.problems)}};
+          {"freeBytes", OrNull(content.freeBytes)},         {"problems", ToJson(content.findings)}};
 }
 
-Json ToJson(const std::vector<Problem>& problems) {
+Json ToJson(const std::vector<Finding>& findings) {
   Json list = Json::array();
-  for (const Problem& problem : problems) {
+  for (const Finding& finding : findings) {
     Json types = Json::array();
-    for (const std::size_t file : problem.files) types.push_back(file + 1);
-    list.push_back({{"id", problem.id}, {"text", problem.text}, {"files", types}});
+    for (const std::size_t file : finding.files) types.push_back(file + 1);
+    list.push_back({{"id", finding.id}, {"text", finding.text}, {"files", types}});
   }
   return list;
 }

@@ -4,11 +4,8 @@
 #include <ostream>
 #include <string>
 
-#include "ctl/EepromContent.h"
+#include "content/EepromContent.h"
 #include "ctl/Json.h"
-
-// Four or more hexadecimal digits: "0x0040".
-[[nodiscard]] std::string Hex(unsigned int value);
 
 // The settings as texts; an image of the right size has them.
 [[nodiscard]] std::string RevisionText(const EepromContent& content);
@@ -18,4 +15,4 @@ void PrintText(const EepromContent& content, std::ostream& output);
 
 // The objects that the manual describes.
 [[nodiscard]] Json ToJson(const EepromContent& content);
-[[nodiscard]] Json ToJson(const std::vector<Problem>& problems);
+[[nodiscard]] Json ToJson(const std::vector<Finding>& findings);

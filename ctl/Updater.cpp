@@ -2,86 +2,139 @@
 
 #include <algorithm>
 #include <chrono>
+#include <stdexcept>
+#include <utility>
 
-#include "ctl/Command.h"
-#include "ctl/Source.h"
+#include "content/Confirmation.h"
+#include "content/MemoryEeprom.h"
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-bool IsSamePage(std::size_t page, const Bytes& left, const Bytes& right) {
-  const auto offset = static_cast<std::ptrdiff_t>(page * Updater::PageSize);
-  return std::equal(left.begin() + offset, left.begin() + offset + Updater::PageSize, right.begin() + offset);
+std::span<const unsigned char> Page(const Bytes& content, std::size_t page) {
+  return std::span(content).subspan(page * PageSize, PageSize);
 }
 
-// The pages of `content` that are neither the old nor the target's ones.
-std::vector<std::size_t> ForeignPages(const Bytes& content, const Journal& journal) {
-  std::vector<std::size_t> pages = DifferingPages(content, journal.target);
-  std::erase_if(pages, [&](std::size_t page) { return IsSamePage(page, content, journal.old); });
-  return pages;
+void CopyPages(const PageSet& pages, const Bytes& from, Bytes& to) {
+  for (const PageRun& run : RunsOf(pages)) {
+    const auto offset = static_cast<std::ptrdiff_t>(run.first * PageSize);
+    std::copy_n(from.begin() + offset, run.count * PageSize, to.begin() + offset);
+  }
 }
 
 }  // namespace
 
-std::vector<std::size_t> DifferingPages(const Bytes& content, const Bytes& target) {
-  std::vector<std::size_t> pages;
-  for (std::size_t i = 1; i <= Updater::Pages; ++i) {
-    const std::size_t page = i % Updater::Pages;
-    if (!IsSamePage(page, content, target)) pages.push_back(page);
+std::vector<std::size_t> WritingOrder(const PageSet& pages) {
+  std::vector<std::size_t> order;
+  for (std::size_t i = 1; i <= PageCount; ++i) {
+    if (pages[i % PageCount]) order.push_back(i % PageCount);
   }
-  return pages;
+  return order;
 }
 
-Updater::Updater(Eeprom& borrowedChip) : chip(borrowedChip) {
+Updater::Updater(Eeprom& borrowedChip, std::string chipName)
+    : chip(borrowedChip), name(std::move(chipName)), reading(chip, name) {
   const auto start = std::chrono::steady_clock::now();
-  content = ReadChip(chip);
+  (void)reading.Content();
   readSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 unsigned long Updater::Seconds(std::size_t pages) const {
   constexpr double WritePause = 0.006;  // the driver's, after each page
-  const double seconds = readSeconds + static_cast<double>(pages) * (readSeconds / Pages + WritePause);
+  const double seconds = readSeconds + static_cast<double>(pages) * (readSeconds / PageCount + WritePause);
   return static_cast<unsigned long>(seconds) + 1;
 }
 
+PageSet Updater::ForeignPages(const Journal& journal) {
+  const auto foreign = [&] {
+    const Bytes& now = reading.Content();
+    return DifferingPages(now, journal.old) & DifferingPages(now, journal.target) & journal.pages;
+  };
+  reading.Confirm(foreign());
+  reading.Trust(journal.pages & ~foreign());  // they equal what the journal has
+  return foreign();
+}
+
 bool Updater::IsCutOff(const Journal& journal) {
-  ReadAgain(ForeignPages(content, journal));
-  const std::vector<std::size_t> foreign = ForeignPages(content, journal);
-  if (foreign.empty()) return true;
-  // Pages are written in order, so the cut can have torn only the first one that is not the target's yet.
-  const std::size_t torn = DifferingPages(content, journal.target).front();
-  return foreign == std::vector{torn} && !IsSamePage(torn, journal.old, journal.target);
+  const PageSet foreign = ForeignPages(journal);
+  if (foreign.none()) return true;
+  const PageSet unfinished = DifferingPages(reading.Content(), journal.target) & journal.pages;
+  const std::size_t torn = WritingOrder(unfinished).front();
+  return foreign == PageSet().set(torn) && DifferingPages(journal.old, journal.target)[torn];
 }
 
-void Updater::ConfirmContent() {
-  content = Confirmed(chip, std::move(content));
+void Updater::Prepare(Plan newPlan) {
+  plan = std::move(newPlan);
+  PageSet confirmed;
+  while (true) {
+    before = reading.Content();
+    content = before;
+    target = plan(before);
+    const PageSet open = Pending() & ~confirmed;
+    if (open.none()) break;
+    reading.Confirm(open);
+    confirmed |= open;
+  }
+  MemoryEeprom memory(before);
+  intact = IntactBytes(memory);
 }
 
-void Updater::Run(const Bytes& target, const Progress& progress) {
-  if (content == target) return;
+PageSet Updater::Pending() const {
+  return DifferingPages(content, target.content) & target.pages;
+}
+
+void Updater::Run(const Keep& keep, const Progress& progress) {
   constexpr int Rounds = 3;
-  for (int round = 0; round < Rounds; ++round) {
-    const std::vector<std::size_t> pages = DifferingPages(content, target);
-    for (std::size_t i = 0; i < pages.size(); ++i) {
-      const std::size_t offset = pages[i] * PageSize;
-      if (chip.Write(static_cast<unsigned short>(offset), target.data() + offset, PageSize) != PageSize)
-        break;
-      progress(i + 1, pages.size());
-    }
-    // Nothing but one undisturbed reading shows that all is right; the second one shows what to write again.
-    content = ReadChip(chip);
-    if (content == target) return;
-    ReadAgain(DifferingPages(content, target));
+  Bytes old = before;
+  PageSet written;
+  bool isKept = false;
+  for (int round = 0; Pending().any(); ++round) {
+    if (round == Rounds) throw std::runtime_error(name + ": EEPROM does not hold what was written");
+    const PageSet pages = Pending();
+    const PageSet added = pages & ~written;
+    CopyPages(added, content, old);
+    written |= pages;
+    if (!isKept || added.any()) keep(old, target, written);
+    WritePages(pages, progress);
+    isKept = ReadBack(written);
   }
-  throw Failure(ExitCode::Failed, "board: EEPROM does not hold what was written");
 }
 
-// One bad transfer shifts what is read after it, so a page counts as different only if two readings say so.
-void Updater::ReadAgain(const std::vector<std::size_t>& pages) {
-  for (const std::size_t page : pages) {
-    const std::size_t offset = page * PageSize;
-    if (chip.Read(static_cast<unsigned short>(offset), content.data() + offset, PageSize) != PageSize)
-      throw Failure(ExitCode::Failed, "board: EEPROM not readable");
+void Updater::WritePages(const PageSet& pages, const Progress& progress) {
+  std::size_t count = 0;
+  for (const std::size_t page : WritingOrder(pages)) {
+    if (!WritePage(page)) return;
+    progress(++count, pages.count());
   }
+}
+
+// Writes from the first to the last byte that differs.
+bool Updater::WritePage(std::size_t page) {
+  const auto now = Page(content, page);
+  const auto wanted = Page(target.content, page);
+  const auto first = std::ranges::mismatch(now, wanted).in1 - now.begin();
+  const auto last = std::mismatch(now.rbegin(), now.rend(), wanted.rbegin()).first.base() - now.begin();
+  const int length = static_cast<int>(last - first);
+  const auto address = static_cast<unsigned short>(page * PageSize + static_cast<std::size_t>(first));
+  return chip.Write(address, wanted.data() + first, length) == length;
+}
+
+// Reads the whole chip. Returns whether the target is still the one that was kept.
+bool Updater::ReadBack(const PageSet& written) {
+  CachedEeprom after(chip, name);
+  const PageSet unlikeTarget = DifferingPages(after.Content(), target.content) & target.pages;
+  const PageSet unlikeBefore = DifferingPages(after.Content(), before) & ~target.pages;
+  after.Confirm(unlikeTarget | unlikeBefore);
+  content = after.Content();
+  const PageSet changed = DifferingPages(content, before) & ~written;
+  if (changed.none()) return true;
+  for (const PageRun& run : RunsOf(changed & ~reading.Confirmed())) {
+    for (std::size_t i = run.first * PageSize; i < (run.first + run.count) * PageSize; ++i) {
+      if (!intact[i]) before[i] = content[i];
+    }
+  }
+  target = plan(before);
+  target.pages |= written | (DifferingPages(content, before) & changed);
+  return false;
 }

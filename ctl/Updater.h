@@ -1,53 +1,86 @@
-// Updates a CAT24C256 to a target content: writes the pages that differ, reads the chip back, and writes
-// again what still differs.
+// Brings a CAT24C256 to a target: writes what differs, page by page, reads the chip back, and writes again
+// what still differs.
+//
+// No page is written that the target does not name, unless an address that was flipped on the wire led a
+// write there. What the target is made from, and what is written over, is never taken from one reading alone:
+// each page that will be written is read twice at least, and the reading at the end shows whether any other
+// one was misread, or changed.
 #pragma once
 
+#include <bitset>
 #include <functional>
+#include <optional>
+#include <string>
 #include <vector>
 
+#include "content/CachedEeprom.h"
+#include "content/Target.h"
 #include "ctl/Journal.h"
-#include "eeprom/Cat24c256Eeprom.h"
 
-// The numbers of the pages of 64 bytes in which two contents differ, in the order in which they are written:
-// increasing, but page 0 with settings and table last.
-[[nodiscard]] std::vector<std::size_t> DifferingPages(const std::vector<unsigned char>& content,
-                                                      const std::vector<unsigned char>& target);
+// Returns the numbers of the pages in the order in which they are written: increasing, but page 0 with
+// settings and table last.
+[[nodiscard]] std::vector<std::size_t> WritingOrder(const PageSet& pages);
 
 class Updater final {
  public:
-  static constexpr std::size_t PageSize = Cat24c256Eeprom::PageSize;
-  static constexpr std::size_t Pages = Cat24c256Eeprom::Size / PageSize;
+  // Makes the target from the content before the update.
+  using Plan = std::function<Target(const std::vector<unsigned char>& before)>;
+
+  // Keeps what is needed to finish the update after a power cut: the target, and what the pages held before
+  // they were first written. Called before pages are written that the last call did not cover; `pages` are
+  // these and those that were written before.
+  using Keep =
+      std::function<void(const std::vector<unsigned char>& old, const Target& target, const PageSet& pages)>;
 
   // Called after each page, with the number of pages written so far and of all pages to write.
   using Progress = std::function<void(std::size_t written, std::size_t pages)>;
 
-  // Borrows the chip, which nobody else may use meanwhile, and reads it. Throws Failure (5).
-  explicit Updater(Eeprom& borrowedChip);
+  // Borrows the chip, which nobody else may use meanwhile, and reads it. This and all functions that read the
+  // chip throw std::runtime_error, with `chipName` in the message, when it cannot be read or does not read
+  // twice alike.
+  Updater(Eeprom& borrowedChip, std::string chipName);
 
-  // What the chip held when it was last read.
-  [[nodiscard]] const std::vector<unsigned char>& Content() const { return content; }
+  // The reading of the chip before the update, to be confirmed where a plan rests on it.
+  [[nodiscard]] CachedEeprom& Before() { return reading; }
 
-  // Reads again what could have been misread, so that a target can be made from the content. Throws as
-  // Confirmed does.
-  void ConfirmContent();
+  // Returns the pages of the journal that are neither the old nor the target's ones, each read twice at
+  // least.
+  [[nodiscard]] PageSet ForeignPages(const Journal& journal);
 
-  // Returns an estimate of the seconds, rounded up, for writing so many pages and reading the chip back. It
-  // comes from the time that the first read took.
-  [[nodiscard]] unsigned long Seconds(std::size_t pages) const;
-
-  // Returns whether nothing was stored on the chip since the journal's update was cut off: every page equals
-  // the old or the target's one. One page that the update writes may be torn: the first, in the order of
-  // writing, that is not the target's. A page that equals neither is read a second time. Throws Failure (5).
+  // Returns whether the chip is still as the interrupted update left it: there is no foreign page, or just
+  // one, which the cut may have torn. That is the first, in the order of writing, that is not the target's
+  // yet, if the update writes it.
   [[nodiscard]] bool IsCutOff(const Journal& journal);
 
-  // Returns when the chip, read back, equals the target; throws Failure (5) when it does not after three
-  // rounds, or cannot be read. A round ends at the first page that the chip refuses.
-  void Run(const std::vector<unsigned char>& target, const Progress& progress);
+  // Makes the target, and confirms the pages that it will write.
+  void Prepare(Plan newPlan);
+
+  // After Prepare: the target, and the pages to be written.
+  [[nodiscard]] const Target& NewTarget() const { return target; }
+  [[nodiscard]] PageSet Pending() const;
+
+  // Returns an estimate of the seconds, rounded up, for writing so many pages and reading the chip back. It
+  // comes from the time that the first reading took.
+  [[nodiscard]] unsigned long Seconds(std::size_t pages) const;
+
+  // After Prepare: returns when the pages of the target, read back, hold it, and all others read as before.
+  // Throws std::runtime_error when they do not after three rounds. A round ends at the first page that the
+  // chip refuses. Where another page has changed, what two readings or a checksum had settled is written
+  // again; anything else in it counts as misread before, and the plan is made again.
+  void Run(const Keep& keep, const Progress& progress);
 
  private:
-  void ReadAgain(const std::vector<std::size_t>& pages);
+  void WritePages(const PageSet& pages, const Progress& progress);
+  bool WritePage(std::size_t page);
+  [[nodiscard]] bool ReadBack(const PageSet& written);
 
   Eeprom& chip;
-  std::vector<unsigned char> content;
+  std::string name;
+  CachedEeprom reading;
   double readSeconds = 0;
+  Plan plan;
+  Target target;
+  std::vector<unsigned char> before;   // content before the update
+  std::bitset<EepromSize> intact;      // bytes of `before` that a checksum settles
+  std::vector<unsigned char> content;  // content that was read last
 };

@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr unsigned int ReservationTimeout = 30'000;  // ms
-
 // Members go in reverse order: the bus ends before the reservation.
 struct ReservedBus {
   std::shared_ptr<DirectoryLock> reservation;
@@ -18,10 +16,13 @@ struct ReservedBus {
 
 }  // namespace
 
-std::shared_ptr<DirectoryLock> BoardBus::Reserve() {
+std::shared_ptr<DirectoryLock> BoardBus::Reserve(unsigned int timeout) {
+  static std::weak_ptr<DirectoryLock> current;
+  if (auto held = current.lock()) return held;
   const SignalWindow window;
   auto reservation = std::make_shared<DirectoryLock>();
-  if (!reservation->Acquire(LinuxI2CFactory::DevicesDirectory(), ReservationTimeout)) return {};
+  if (!reservation->Acquire(LinuxI2CFactory::DevicesDirectory(), timeout)) return {};
+  current = reservation;
   return reservation;
 }
 

@@ -16,8 +16,9 @@ struct CtlRig : Rig {
     for (const std::string& word : words) argv.push_back(word.c_str());
     std::istringstream in({standardInput.begin(), standardInput.end()});
     std::ostringstream out, err;
-    const int code =
-        RunCommandLine(static_cast<int>(argv.size()), argv.data(), {in, out, err, [this] { return bus; }});
+    const Board board = {[](unsigned int) { return std::make_shared<DirectoryLock>(); },
+                         [this] { return bus; }};
+    const int code = RunCommandLine(static_cast<int>(argv.size()), argv.data(), {in, out, err, board});
     results = out.str();
     messages = err.str();
     return code;

@@ -3,8 +3,8 @@
 
 #include <filesystem>
 
+#include "content/EepromContent.h"
 #include "ctl/CtlRig.h"
-#include "ctl/EepromContent.h"
 #include "support/Catalogue.h"
 
 namespace {
@@ -51,10 +51,10 @@ TEST_F(ImageCommands, ListAnImageAsTextAndAsJson) {
 
 // The three states, then the problems.
 std::string Findings(const Bytes& image) {
-  const EepromContent content = Inspect(image);
+  const EepromContent content = Examine(image);
   std::string findings;
   for (const FileContent& file : content.files) findings += std::string(StateName(file.state)) + ' ';
-  for (const Problem& problem : content.problems) findings += std::string(problem.id) + ' ';
+  for (const Finding& problem : content.findings) findings += std::string(problem.id) + ' ';
   return findings;
 }
 

@@ -17,9 +17,6 @@ namespace {
 using Catalogue::After, Catalogue::Data, Catalogue::Write;
 
 constexpr int Killed = 99;
-constexpr unsigned int PageSize = Updater::PageSize;
-constexpr std::uint64_t FirstWrite = 2052;  // the message, after the probe and the first reading
-
 // Called for each system call that the journal is kept with; returns whether the call fails.
 std::function<bool()> onCall = [] { return false; };
 
@@ -35,12 +32,26 @@ class UpdateTest : public testing::Test, protected CtlRig {
  protected:
   const Bytes old = After(Commands(200, "1"));
   const Bytes target = After(Commands(250, "2"));
-  const std::vector<std::size_t> pages = DifferingPages(old, target);
+  const std::vector<std::size_t> pages = WritingOrder(DifferingPages(old, target));
 
   void SetUp() override {
     std::filesystem::current_path(host / "");
     Load(old);
     File("target", target);
+  }
+
+  // Returns the number of the message that writes the first page.
+  std::uint64_t FirstWrite() {
+    Load(old);
+    bus->messages.clear();
+    bus->records = true;
+    EXPECT_EQ(Update(), 0);
+    bus->records = false;
+    const auto isWrite = [](const ChipBus::Message& message) {
+      return !message.isRead && message.bytes.size() > 2;
+    };
+    const auto found = std::find_if(bus->messages.begin(), bus->messages.end(), isWrite);
+    return static_cast<std::uint64_t>(found - bus->messages.begin()) + 1;
   }
 
   int Update() { return Ctl("update target --journal=."); }
@@ -58,12 +69,13 @@ class UpdateTest : public testing::Test, protected CtlRig {
 
 TEST_F(UpdateTest, IsFinishedAfterAPowerCutAnywhereAndAfterASecondOne) {
   const auto& cuts = Catalogue::PowerCuts();
+  const std::uint64_t firstWrite = FirstWrite();
   for (std::size_t page = 1; page <= pages.size(); ++page) {
     for (std::size_t form = 0; form < cuts.size(); ++form) {
       SCOPED_TRACE(testing::Message() << "page write " << page << ", form " << form);
       Load(old);
       AddCut(page, cuts[form]);
-      if (form % 2 != 0) chip.Add(CHIP_FAULT_REFUSE, FirstWrite + 1, 6, 0);  // all attempts at page two
+      if (form % 2 != 0) chip.Add(CHIP_FAULT_REFUSE, firstWrite + 1, 6, 0);  // all attempts at page two
       ASSERT_EQ(Update(), 5);
       PowerOn();
       // Every pair of page writes comes up; the second one is torn in another form.
@@ -119,6 +131,8 @@ TEST_F(UpdateTest, IsFinishedAfterAKillBetweenAnyTwoCalls) {
 TEST_F(UpdateTest, NeverEndsWith0WhenTheChipDoesNotHoldTheTarget) {
   constexpr char Change[] = "update --file=2=upgrade --revision=2 --developer=off --journal=.";
   File("upgrade", Data(250, 250));
+  const std::uint64_t firstWrite = FirstWrite();
+  Load(old);
   ASSERT_EQ(Ctl(Change), 0);
   const std::uint64_t messageCount = chip.Model().messages;
   constexpr std::pair<chip_fault_kind, unsigned int> Faults[] = {
@@ -131,7 +145,7 @@ TEST_F(UpdateTest, NeverEndsWith0WhenTheChipDoesNotHoldTheTarget) {
     for (const auto& [count, isChange] : Runs) {
       // Every message around the page writes and while the files are read, some of the other reads.
       for (std::uint64_t first = 1; first <= messageCount; ++first) {
-        if (first % 499 != 0 && first / 22 != FirstWrite / 22 && !(isChange && first < 32)) continue;
+        if (first % 499 != 0 && first / 32 != firstWrite / 32 && !(isChange && first < 32)) continue;
         SCOPED_TRACE(testing::Message() << kind << ":" << first << ":" << count << ":" << parameter);
         Load(old);
         chip.Add(kind, first, count, parameter);
@@ -152,7 +166,7 @@ TEST_F(UpdateTest, IsNotFinishedOverWhatWasStoredSince) {
   CutUpdate();
   const Bytes torn = Memory();
   const Bytes waiting = Content("journal");
-  for (std::size_t page = 0; page < Updater::Pages; page += page < 8 ? 1 : 7) {
+  for (std::size_t page = 0; page < PageCount; page += page < 8 ? 1 : 7) {
     for (const auto& [cut, isAllowed] : {std::pair{torn, page == pages[2]}, {old, page == pages[0]}}) {
       SCOPED_TRACE(page);
       Bytes content = cut;
@@ -212,7 +226,7 @@ TEST_F(UpdateTest, DoesWhatItsOptionsSay) {
   }
   goldcrest.Add(CHIP_FAULT_POWER_FIRST, 3, 1, 20);
   EXPECT_EQ(Ctl("update target --goldcrest --journal=."), 5);
-  EXPECT_EQ(Ctl("update target --force --journal=."), 5) << "the journal is of the other chip";
+  EXPECT_EQ(Ctl("update target --discard --journal=."), 5) << "the journal is of the other chip";
   goldcrest.ClearFaults();
   chip_model_power_on(&goldcrest.Model());
   EXPECT_EQ(Recover(), 0);
@@ -226,10 +240,10 @@ TEST_F(UpdateTest, OverridesAnUpdateThatWasCutOffWhenItIsTold) {
     CutUpdate();
     Load(old);
     File("image", image);
-    EXPECT_EQ(Ctl("update image --journal=. --dry-run --force"), 0);
+    EXPECT_EQ(Ctl("update image --journal=. --dry-run --discard"), 0);
     EXPECT_TRUE(HasJournal());
     EXPECT_TRUE(Holds(old));
-    EXPECT_EQ(Ctl("update image --journal=. --force"), 0) << messages;
+    EXPECT_EQ(Ctl("update image --journal=. --discard"), 0) << messages;
     EXPECT_FALSE(HasJournal());
     EXPECT_TRUE(Holds(image));
   }

@@ -50,8 +50,8 @@ cut_off() { # CONDITION ARGUMENT...
 
 cut_off '[ -e $journal ]' second
 expect 5 brindlectl update first
-says "recover first"
-cut_off '[ ! -e $journal ]' before --no-journal --force
+says "\"brindlectl recover\" finishes it"
+cut_off '[ ! -e $journal ]' before --no-journal --discard
 expect 1 cmp -s before "$IMAGE" # the journal went first: it would have undone the update
 cut_off '[ -e $journal ]' second
 take_advice "an update was cut off" brindlectl doctor

@@ -5,22 +5,22 @@
 
 #include <vector>
 
-#include "eeprom/Cat24c256Eeprom.h"
+#include "content/Pages.h"
 #include "eeprom/Eeprom.h"
 
 class MemoryEeprom final : public Eeprom {
  public:
-  static constexpr std::size_t Size = Cat24c256Eeprom::Size;
-
-  // Borrows `image`, which must hold Size bytes.
-  explicit MemoryEeprom(std::vector<unsigned char>& image);
+  // Borrows `image`, which must have the EEPROM's size, and `writtenPages`, if given, to which each write
+  // adds the pages that it touches.
+  explicit MemoryEeprom(std::vector<unsigned char>& image, PageSet* writtenPages = nullptr);
 
   int Read(unsigned short address, unsigned char* buffer, int length) override;
   int Write(unsigned short address, const unsigned char* data, int length) override;
   bool Erase(unsigned short address, unsigned short length) override;
   bool EraseAll() override;
-  [[nodiscard]] unsigned long GetSizeInBytes() const override { return Size; }
+  [[nodiscard]] unsigned long GetSizeInBytes() const override { return EepromSize; }
 
  private:
   std::vector<unsigned char>& memory;
+  PageSet* written;
 };

@@ -1,12 +1,13 @@
 // What the content of an EEPROM means, as Brindle would find it at its next start: settings, files, and what
-// is wrong with them. Pure; any thread.
+// is wrong with them. One thread at a time for one EEPROM.
 #pragma once
 
 #include <array>
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
+
+#include "eeprom/Eeprom.h"
 
 enum class FileState {
   Stored,    // Brindle reads it
@@ -27,9 +28,9 @@ struct FileContent {
   std::vector<unsigned char> data;                 // of a stored or damaged file
 };
 
-// A state in which Brindle never leaves an EEPROM. `id` is fixed, `text` is a sentence; `files` are the
-// indices of the files that it concerns.
-struct Problem {
+// Something that is wrong with a content, whoever wrote it. `id` is fixed, `text` is a sentence; `files` are
+// the indices of the files that it concerns.
+struct Finding {
   const char* id;
   std::string text;
   std::vector<std::size_t> files;
@@ -40,11 +41,14 @@ struct EepromContent {
   std::optional<unsigned char> developerByte;  // 0xA5 set, 0x00 cleared, 0xFF erased
   std::array<FileContent, 3> files;            // by EEPromHandler::FilesInEEProm
   std::optional<unsigned long> freeBytes;      // bytes of the file area that belong to no image
-  std::vector<Problem> problems;
+  std::vector<Finding> findings;
 };
 
-// Returns what `image` holds. If it does not have the EEPROM's size, that problem is all that the result has.
-[[nodiscard]] EepromContent Inspect(std::span<const unsigned char> image);
+// Returns what an EEPROM of the CAT24C256's size holds, of which it reads what it needs and writes nothing.
+[[nodiscard]] EepromContent Examine(Eeprom& eeprom);
+
+// Returns what `image` holds. If it does not have the EEPROM's size, that finding is all that the result has.
+[[nodiscard]] EepromContent Examine(const std::vector<unsigned char>& image);
 
 // "peripheral", "upgrade", "board".
 [[nodiscard]] const char* FileName(std::size_t file);

@@ -1,0 +1,35 @@
+#include "content/Pages.h"
+
+#include <algorithm>
+
+PageSet PagesOf(std::size_t address, std::size_t length) {
+  PageSet pages;
+  if (length == 0) return pages;
+  const std::size_t end = address + length;
+  for (std::size_t at = address / PageSize * PageSize; at < end; at += PageSize) {
+    pages.set(at / PageSize % PageCount);
+  }
+  return pages;
+}
+
+PageSet DifferingPages(std::span<const unsigned char> left, std::span<const unsigned char> right) {
+  PageSet pages;
+  for (std::size_t page = 0; page < PageCount; ++page) {
+    const auto leftPage = left.subspan(page * PageSize, PageSize);
+    pages.set(page, !std::ranges::equal(leftPage, right.subspan(page * PageSize, PageSize)));
+  }
+  return pages;
+}
+
+std::vector<PageRun> RunsOf(const PageSet& pages) {
+  std::vector<PageRun> runs;
+  for (std::size_t page = 0; page < PageCount; ++page) {
+    if (!pages[page]) continue;
+    if (page > 0 && pages[page - 1]) {
+      ++runs.back().count;
+    } else {
+      runs.push_back({page, 1});
+    }
+  }
+  return runs;
+}

@@ -36,10 +36,10 @@ class PlacementPlan final {
   // The files to be relocated, in the order of writing.
   [[nodiscard]] const std::vector<File>& Relocated() const { return relocated; }
 
-  // Returns where an image of `length` bytes is appended for a file whose entry is erased: at the table's
-  // StartAddress or, where it does not fit there, at that of the table without its torn entries. If it would
-  // overwrite an image there, it goes after the image that ends highest. Returns no value if it does not fit
-  // there.
+  // Returns where an image of `length` bytes is appended for a file whose entry is erased: at the
+  // StartAddress of the table without its torn entries, whose sizes only make the address wrap around. If it
+  // would overwrite an image there, it goes after the image that ends highest. Returns no value if it does
+  // not fit there.
   [[nodiscard]] std::optional<unsigned short> AppendAddress(File which, unsigned long length) const;
 
   // Enters an image, which is not overwritten from now on.

@@ -53,6 +53,8 @@ const std::tuple<const char*, std::string, std::string, unsigned int, unsigned i
          "40/100 ffff/ffff 7000/100"},
         {"TornEntryLeavesTheReservedPlaceAlone", "40/4000 ff40/ffff ffff/ffff", "", 3, 10,
          "40/4000 ff40/ffff 4040/a"},
+        {"TornEntryDoesNotLeadIntoTheReservedPlace", "40/4000 4040/ff66 ffff/ffff", "", 3, 102,
+         "40/4000 4040/ff66 4040/66"},
 };
 
 TEST_F(FileStoreTest, PlacesAFileWhereTheUsualPlaceDoesNotServe) {

@@ -26,11 +26,12 @@ unsigned int RoundedUp(std::size_t address) {
   return static_cast<unsigned int>((address + 63) / 64 * 64);
 }
 
-// The end of the file with the highest address.
+// The end of the file with the highest address. A torn entry does not tell where its file ends.
 unsigned int FollowingStart(std::span<const Entry> table) {
   Entry highest = {0, FileArea};
   for (const Entry& entry : table) {
-    if (entry.HasPlace() && entry.address > highest.address) highest = entry;
+    const bool leads = entry.HasPlace() && !entry.IsTorn();
+    if (leads && entry.address > highest.address) highest = entry;
   }
   return RoundedUp(highest.address + highest.size) % 65536;
 }
@@ -143,6 +144,8 @@ bool StoreModel::HasAmpleRoom(const Command& write) const {
   std::size_t needed = RoundedUp(write.host.size() + 2);
   for (unsigned int file = 0; file < Files; ++file) {
     const Entry& entry = table[file];
+    // Its bytes have the right checksum by chance, so they may not be overwritten.
+    if (entry.IsTorn() && contents[file]) return false;
     if (!entry.HasPlace() || entry.IsTorn()) continue;
     if (entry.address < FileArea || entry.address + entry.size > ChipSize) return false;
     end = std::max<std::size_t>(end, entry.address + entry.size);

@@ -33,7 +33,9 @@ class PlacementPlan final {
   // have been placed since.
   [[nodiscard]] const FileAllocationTable& Table() const { return table; }
 
-  // The files to be relocated, in the order of writing.
+  // The files to be relocated, in the order of writing. Make has seen that all of them fit, but the plan does
+  // not keep where: one that cannot be written drops out of the table, and each is placed by the table as it
+  // then stands.
   [[nodiscard]] const std::vector<File>& Relocated() const { return relocated; }
 
   // Returns where an image of `length` bytes is appended for a file whose entry is erased: at the

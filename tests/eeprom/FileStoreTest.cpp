@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <sstream>
 
 #include "eeprom/PosixEEpromHandler.h"
 #include "support/Catalogue.h"
@@ -12,10 +12,23 @@ namespace {
 using File = EEPromHandler::FilesInEEProm;
 using Table = std::array<Entry, Files>;
 
+// Decodes an entry in hexadecimal: "address/size".
+Entry DecodeEntry(const std::string& text) {
+  std::size_t slash = 0;
+  const unsigned long address = std::stoul(text, &slash, 16);
+  const unsigned long size = std::stoul(text.substr(slash + 1), nullptr, 16);
+  return {static_cast<unsigned int>(address), static_cast<unsigned int>(size)};
+}
+
+// Decodes the three entries of a table.
 Table Decode(const std::string& text) {
+  std::istringstream words(text);
   Table table;
-  std::sscanf(text.c_str(), "%x/%x %x/%x %x/%x", &table[0].address, &table[0].size, &table[1].address,
-              &table[1].size, &table[2].address, &table[2].size);
+  for (Entry& entry : table) {
+    std::string word;
+    words >> word;
+    entry = DecodeEntry(word);
+  }
   return table;
 }
 
@@ -38,31 +51,86 @@ class FileStoreTest : public testing::Test, public Rig {
   PosixEEpromHandler Open() const { return {EEPromHelper::EEPromLocation::BaseboardDefault, bus}; }
 };
 
-// Tables in hexadecimal, address/size of each file; the digits of the readable files; the file to be written
-// and the length of its image; the table afterwards, the same where the write is refused.
-const std::tuple<const char*, std::string, std::string, unsigned int, unsigned int, std::string>
-    PlacementCases[] = {
-        {"LowerNumberAboveMovesToMakeRoomForAFollower", "7000/f00 1000/100 2000/200", "123", 2, 0x180,
-         "1180/f00 1000/180 2080/200"},
-        {"SameSizeOverAReadableFileGoesElsewhere", "5000/100 ffff/ffff 4040/1000", "1", 3, 0x1000,
-         "5000/100 ffff/ffff 5100/1000"},
-        {"FileKeptModuloTheDeviceBlocksAWriteInPlace", "40/20 8100/40 c0/41", "12", 3, 0x41,
-         "40/20 8100/40 c0/41"},
-        {"UnrelatedTornEntryStays", "40/4000 8/ff00 ffff/ffff", "", 3, 0x3FC1, "40/4000 8/ff00 ffff/ffff"},
-        {"BeyondTheEndOverAnotherFile", "40/100 ffff/ffff 7000/100", "1", 3, 0x1800,
-         "40/100 ffff/ffff 7000/100"},
-        {"TornEntryLeavesTheReservedPlaceAlone", "40/4000 ff40/ffff ffff/ffff", "", 3, 10,
-         "40/4000 ff40/ffff 4040/a"},
-        {"TornEntryDoesNotLeadIntoTheReservedPlace", "40/4000 4040/ff66 ffff/ffff", "", 3, 102,
-         "40/4000 4040/ff66 4040/66"},
+struct Placement {
+  const char* name;
+  std::string before;    // the table in hexadecimal, address/size of each file
+  std::string readable;  // the digits of the files that are
+  unsigned int file;     // to be written
+  unsigned int length;   // of its image
+  std::string after;     // the table; the same as before where the write is refused
+};
+
+const Placement Placements[] = {
+    {.name = "LowerNumberAboveMovesToMakeRoomForAFollower",
+     .before = "7000/f00 1000/100 2000/200",
+     .readable = "123",
+     .file = 2,
+     .length = 0x180,
+     .after = "1180/f00 1000/180 2080/200"},
+    {.name = "LowerNumberAboveMovesOutOfTheWay",
+     .before = "40/40 140/40 100/40",
+     .readable = "123",
+     .file = 3,
+     .length = 0x60,
+     .after = "40/40 180/40 100/60"},
+    {.name = "NobodyMovesWhereThatDoesNotHelp",
+     .before = "e0/40 200/40 100/40",
+     .readable = "12",
+     .file = 3,
+     .length = 0x60,
+     .after = "e0/40 200/40 240/60"},
+    {.name = "SameSizeOverAReadableFileGoesElsewhere",
+     .before = "5000/100 ffff/ffff 4040/1000",
+     .readable = "1",
+     .file = 3,
+     .length = 0x1000,
+     .after = "5000/100 ffff/ffff 5100/1000"},
+    {.name = "FileKeptModuloTheDeviceBlocksAWriteInPlace",
+     .before = "40/20 8100/40 c0/41",
+     .readable = "12",
+     .file = 3,
+     .length = 0x41,
+     .after = "40/20 8100/40 c0/41"},
+    {.name = "PlaceBeyondTheEndOverAReadableFile",
+     .before = "40/100 ffff/ffff 8040/20",
+     .readable = "1",
+     .file = 3,
+     .length = 0x20,
+     .after = "40/100 ffff/ffff 8040/20"},
+    {.name = "UnrelatedTornEntryStays",
+     .before = "40/4000 8/ff00 ffff/ffff",
+     .readable = "",
+     .file = 3,
+     .length = 0x3FC1,
+     .after = "40/4000 8/ff00 ffff/ffff"},
+    {.name = "BeyondTheEndOverAnotherFile",
+     .before = "40/100 ffff/ffff 7000/100",
+     .readable = "1",
+     .file = 3,
+     .length = 0x1800,
+     .after = "40/100 ffff/ffff 7000/100"},
+    {.name = "TornEntryLeavesTheReservedPlaceAlone",
+     .before = "40/4000 ff40/ffff ffff/ffff",
+     .readable = "",
+     .file = 3,
+     .length = 10,
+     .after = "40/4000 ff40/ffff 4040/a"},
+    {.name = "TornEntryDoesNotLeadIntoTheReservedPlace",
+     .before = "40/4000 4040/ff66 ffff/ffff",
+     .readable = "",
+     .file = 3,
+     .length = 0x66,
+     .after = "40/4000 4040/ff66 4040/66"},
 };
 
 TEST_F(FileStoreTest, PlacesAFileWhereTheUsualPlaceDoesNotServe) {
-  for (const auto& [name, before, readable, file, length, after] : PlacementCases) {
-    const Bytes memory = Contents(Decode(before), readable);
-    EXPECT_EQ(RunAndJudge(*this, memory, Catalogue::Write(file - 1, length - 2)), "") << name;
-    EXPECT_EQ(StoreModel(Memory()).table, Decode(after)) << name;
-    EXPECT_EQ(Memory() == memory, before == after) << name;
+  for (const Placement& row : Placements) {
+    SCOPED_TRACE(row.name);
+    const Bytes memory = Contents(Decode(row.before), row.readable);
+    const Command write = Catalogue::Write(row.file - 1, row.length - 2);
+    EXPECT_EQ(RunAndJudge(*this, memory, write), "");
+    EXPECT_EQ(StoreModel(Memory()).table, Decode(row.after));
+    EXPECT_EQ(Memory() == memory, row.before == row.after);
   }
 }
 

@@ -136,9 +136,12 @@ TEST_F(FileStoreTest, PlacesAFileWhereTheUsualPlaceDoesNotServe) {
 
 // A peripheral configuration file of which nothing would be left is not listed.
 TEST_F(FileStoreTest, ReservesWithoutWritingWhereNothingCanBeListed) {
-  Bytes data = Catalogue::Data(0x4000 - 2, 1);
-  while (StoreModel::Image(data)[0] != 0xFF) ++data[1000];
-  std::ranges::copy(StoreModel::Image(data), chip.Memory().begin() + 0x40);
+  Bytes data = Catalogue::Data(ReservedEntry.size - 2, 1);
+  while (StoreModel::Image(data)[0] != 0xFF) {
+    ++data[1000];
+  }
+  const Bytes image = StoreModel::Image(data);
+  std::ranges::copy(image, chip.Memory().begin() + ReservedEntry.address);
   const auto store = Open();
   EXPECT_EQ(store.GetFileStartAddress(File::PeripheralConfig), 0x40);
   EXPECT_EQ(store.GetFileStartAddress(File::UpgradeFile), 0x4040);
@@ -152,12 +155,22 @@ TEST_F(FileStoreTest, ReservesWithoutWritingWhereNothingCanBeListed) {
 TEST_F(FileStoreTest, RefusesAWriteWhoseNeighbourCannotBeRead) {
   const Bytes before = Contents({{{0x40, 32}, {0x80, 32}, {0xC0, 32}}}, "123");
   Load(before);
-  // The neighbour's address twice, the second transfer of its image, the other neighbour's address twice.
-  for (const auto& [message, count] : {std::pair{1U, 2U}, {3U, 1U}, {5U, 2U}}) {
+  struct Refusal {
+    const char* of;
+    unsigned int message;  // counted from the write
+    unsigned int count;
+  };
+  constexpr Refusal Refusals[] = {
+      {.of = "the neighbour's address", .message = 1, .count = 2},
+      {.of = "the second transfer of its image", .message = 3, .count = 1},
+      {.of = "the other neighbour's address", .message = 5, .count = 2},
+  };
+  for (const Refusal& row : Refusals) {
+    SCOPED_TRACE(row.of);
     auto store = Open();
     chip.ClearFaults();
-    chip.Add(CHIP_FAULT_REFUSE, chip.Model().messages + message, count);
-    EXPECT_FALSE(store.Write(File::PeripheralConfig, Catalogue::Data(100, 1))) << message;
+    chip.Add(CHIP_FAULT_REFUSE, chip.Model().messages + row.message, row.count);
+    EXPECT_FALSE(store.Write(File::PeripheralConfig, Catalogue::Data(100, 1)));
     EXPECT_TRUE(Holds(before));
     EXPECT_EQ(chip.Model().page_writes, 0U);
   }
@@ -165,7 +178,8 @@ TEST_F(FileStoreTest, RefusesAWriteWhoseNeighbourCannotBeRead) {
   auto store = Open();
   chip.Add(CHIP_FAULT_FLIP, chip.Model().messages + 2);
   EXPECT_TRUE(store.Write(File::PeripheralConfig, Catalogue::Data(70, 1)));
-  EXPECT_EQ(StoreModel(Memory()).contents[1], StoreModel(before).contents[1]) << "read wrongly once";
+  const StoreModel after(Memory());
+  EXPECT_EQ(after.contents[1], StoreModel(before).contents[1]) << "read wrongly once";
 }
 
 // A foreign table can describe a file that is longer than the device: the chip's addresses wrap.
@@ -186,13 +200,25 @@ TEST_F(FileStoreTest, VerifiesWhatItReadsOfAFileLongerThanTheDevice) {
   EXPECT_EQ(RunAndJudge(*this, memory, {.word = "/V", .file = 2, .host = data}), "");
 }
 
+TEST_F(FileStoreTest, ReadsNothingOfAFileThatTheTableDoesNotDescribe) {
+  constexpr Entry WithoutSize = {0x80, 0xFFFF};
+  constexpr Entry WithoutPlace = {3, 32};
+  Load(Contents({{{0x40, 32}, WithoutSize, WithoutPlace}}, "1"));
+  const auto store = Open();
+  const auto before = chip.Model().messages;
+  EXPECT_TRUE(store.ReadCurrentFile(File::UpgradeFile).empty());
+  EXPECT_TRUE(store.ReadCurrentFile(File::BoardConfig).empty());
+  EXPECT_EQ(chip.Model().messages, before);
+}
+
 TEST_F(FileStoreTest, KeepsToTheFourBoardBytesAndTheThreeFiles) {
   auto store = Open();
   EXPECT_TRUE(store.WordSet(1, 0x1234));
   EXPECT_TRUE(store.ByteSet(0, 0x56));
   EXPECT_TRUE(store.ByteSet(3, "1Fg", 16));
   const Bytes memory = Memory();
-  EXPECT_EQ(Bytes(memory.begin(), memory.begin() + 5), (Bytes{0x56, 0x34, 0x12, 0x1F, 0xFF}));
+  const Bytes beginning(memory.begin(), memory.begin() + 5);
+  EXPECT_THAT(beginning, testing::ElementsAre(0x56, 0x34, 0x12, 0x1F, 0xFF));
   EXPECT_EQ(store.WordGet(2), 0x1F12);
   EXPECT_EQ(store.ByteGet(3), 0x1F);
   const auto before = chip.Model().messages;

@@ -42,7 +42,14 @@ Bytes InformationText(const Bytes& memory) {
     char digits[3];
     std::snprintf(digits, sizeof digits, "%02x", memory[i]);
     text += digits;
-    text += i % 16 == 15 ? "\r\n" : i % 4 == 3 ? "  " : " ";
+    const unsigned int shown = i + 1;
+    if (shown % 16 == 0) {
+      text += "\r\n";
+    } else if (shown % 4 == 0) {
+      text += "  ";
+    } else {
+      text += " ";
+    }
   }
   return {text.begin(), text.end()};
 }
@@ -50,7 +57,9 @@ Bytes InformationText(const Bytes& memory) {
 }  // namespace
 
 std::string Command::Name() const {
-  std::string name = word + (NamesFile() ? " " + std::to_string(file + 1) : value.empty() ? "" : " " + value);
+  std::string name = word;
+  if (NamesFile()) name += " " + std::to_string(file + 1);
+  if (!value.empty()) name += " " + value;
   if (!host.empty() || Is("/W")) name += " (" + std::to_string(host.size()) + " bytes)";
   return name;
 }
@@ -97,8 +106,10 @@ std::optional<Bytes> StoreModel::Content(const Entry& entry) const {
   if (!entry.HasPlace() || entry.size < 3 || entry.size == 0xFFFF) return std::nullopt;
   Bytes image(entry.size);
   for (unsigned int i = 0; i < entry.size; ++i) image[i] = memory[(entry.address + i) % ChipSize];
-  const Bytes data(image.begin() + 2, image.end());
-  return image == Image(data) ? std::optional(data) : std::nullopt;
+  const std::span<const unsigned char> data = std::span(image).subspan(2);
+  const unsigned int stored = image[0] + 256U * image[1];
+  if (Checksum(data) != stored) return std::nullopt;
+  return Bytes(data.begin(), data.end());
 }
 
 void StoreModel::PutTable(Bytes& memory, const Table& table) {

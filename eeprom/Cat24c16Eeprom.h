@@ -21,6 +21,11 @@ class Cat24c16Eeprom final : public I2CEeprom {
 
  private:
   static constexpr int Size = 2048;
-  static constexpr Protocol Chip = {
-      .pageSize = 16, .addressSize = 1, .slaveMask = 7, .largestRead = 2, .writeAttempts = 1};
+  static constexpr Protocol Chip = {.pageSize = 16,
+                                    .addressSize = 1,
+                                    .slaveMask = 7,
+                                    .largestRead = 2,
+                                    .writeAttempts = 1,
+                                    .readsDirectly = true,
+                                    .advancesByPiece = true};
 };

@@ -21,6 +21,11 @@ class Cat24c256Eeprom final : public I2CEeprom {
   [[nodiscard]] unsigned long GetSizeInBytes() const override;
 
  private:
-  static constexpr Protocol Chip = {
-      .pageSize = PageSize, .addressSize = 2, .slaveMask = 0, .largestRead = 16, .writeAttempts = 2};
+  static constexpr Protocol Chip = {.pageSize = PageSize,
+                                    .addressSize = 2,
+                                    .slaveMask = 0,
+                                    .largestRead = 16,
+                                    .writeAttempts = 2,
+                                    .readsDirectly = false,
+                                    .advancesByPiece = false};
 };

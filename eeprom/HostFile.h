@@ -17,7 +17,8 @@ enum class Kind { Any, Measurable };
 
 // Returns the whole content of the file at `path`, up to `limit` bytes. Returns no value when it cannot be
 // opened, is not of the kind, cannot be read to its end, or is longer than `limit`; at most one byte beyond
-// that is read.
+// that is read. A file whose content does not have the file's size, as many have in sysfs and proc, does not
+// count as read.
 [[nodiscard]] std::optional<std::vector<unsigned char>> Read(const std::string& path, unsigned long limit,
                                                              Kind kind);
 

@@ -24,14 +24,15 @@ void PauseForWriteCycle() {
   EventFactory::GetUniqueSimpleEvent(true)->Wait(WriteCycle);
 }
 
-// Returns how many bytes of the message the chip acknowledged in the last attempt.
+// Returns how many bytes of the message the chip acknowledged in the last attempt, its address bytes
+// included.
 long Send(I2CDevice& device, const ByteBuffer& message, unsigned int attempts) {
   const auto length = static_cast<long>(message.GetWritePosition());
   long result = 0;
   for (unsigned int attempt = 0; attempt < attempts && result < length; ++attempt) {
     result = device.Write(message.GetBuffer(), length);
   }
-  return result;
+  return std::max(result, 0L);
 }
 
 }  // namespace
@@ -40,6 +41,7 @@ int I2CEeprom::ReadInTransfers(const Protocol& protocol, unsigned short address,
                                int length) {
   if (length <= 0) return 0;
   const DeviceLock lock(*device);
+  std::array<unsigned char, LargestTransfer> transferBuffer{};
   int count = 0;
   bool spareAttempt = true;
   while (true) {
@@ -47,16 +49,16 @@ int I2CEeprom::ReadInTransfers(const Protocol& protocol, unsigned short address,
     const unsigned int runningAddress = address + static_cast<unsigned int>(count);
     const WireAddress wireAddress = HighByteFirst(runningAddress);
     const auto target = DeviceFor(protocol, runningAddress);
-    // The bytes of a failed transfer do not reach the caller.
-    std::array<unsigned char, LargestTransfer> bytes{};
+    unsigned char* const bytes = protocol.readsDirectly ? buffer + count : transferBuffer.data();
     const long result =
-        count > 0 ? target->Read(bytes.data(), size)
+        count > 0 ? target->Read(bytes, size)
                   : target->WriteThenRead(wireAddress.end() - protocol.addressSize, protocol.addressSize,
-                                          bytes.data(), static_cast<unsigned long>(size));
-    std::copy_n(bytes.begin(), std::max(result, 0L), buffer + count);
-    count += static_cast<int>(std::max(result, 0L));
+                                          bytes, static_cast<unsigned long>(size));
+    const auto moved = static_cast<int>(std::max(result, 0L));
+    if (!protocol.readsDirectly) std::copy_n(bytes, moved, buffer + count);
+    count += moved;
     if (count == length) return count;
-    if (result < size && !spareAttempt) return count;
+    if (moved < size && !spareAttempt) return count;
     spareAttempt = false;
   }
 }
@@ -64,19 +66,24 @@ int I2CEeprom::ReadInTransfers(const Protocol& protocol, unsigned short address,
 int I2CEeprom::WriteInPages(const Protocol& protocol, unsigned short address, const unsigned char* data,
                             int length) {
   if (length <= 0) return 0;
+  const auto size = static_cast<unsigned long>(length);
+  ByteBuffer source(size);
+  source.Write(data, size);
   ByteBuffer message(protocol.addressSize + protocol.pageSize);
   const DeviceLock lock(*device);
-  const auto end = address + static_cast<unsigned int>(length);
-  long written = 0;
-  for (unsigned int from = address, piece = 0; from < end; from += piece) {
-    piece = std::min(protocol.pageSize - from % protocol.pageSize, end - from);
+  unsigned int runningAddress = address;
+  unsigned int written = 0;
+  while (source.GetReadPosition() < size) {
     message.Reset();
-    message.Write(HighByteFirst(from).end() - protocol.addressSize, protocol.addressSize);
-    message.Write(data + (from - address), piece);
-    const long result = Send(*DeviceFor(protocol, from), message, protocol.writeAttempts);
-    if (result <= static_cast<long>(protocol.addressSize)) continue;
-    PauseForWriteCycle();
-    written += result - static_cast<long>(protocol.addressSize);
+    message.Write(HighByteFirst(runningAddress).end() - protocol.addressSize, protocol.addressSize);
+    const unsigned long piece = source.Read(message, protocol.pageSize - runningAddress % protocol.pageSize);
+    const auto sent = static_cast<unsigned int>(
+        Send(*DeviceFor(protocol, runningAddress), message, protocol.writeAttempts));
+    const unsigned int stored = sent > protocol.addressSize ? sent - protocol.addressSize : 0;
+    const bool followsTheChip = stored > 0 && !protocol.advancesByPiece;
+    runningAddress += followsTheChip ? stored : static_cast<unsigned int>(piece);
+    written += stored;
+    if (stored > 0) PauseForWriteCycle();
   }
   return static_cast<int>(written);
 }

@@ -27,8 +27,7 @@ std::optional<PlacementPlan> PlacementPlan::Make(const FileAllocationTable& tabl
 }
 
 std::optional<unsigned short> PlacementPlan::AppendAddress(File which, unsigned long length) const {
-  unsigned long start = table.StartAddress(which);
-  if (!Fits(start, length)) start = table.WithoutTornEntries().StartAddress(which);
+  unsigned long start = table.WithoutTornEntries().StartAddress(which);
   if (OverlapsAnother(which, start, length)) start = FileAllocationTable::Align(HighestEnd());
   if (!Fits(start, length) || OverlapsAnother(which, start, length)) return std::nullopt;
   return static_cast<unsigned short>(start);
@@ -56,7 +55,7 @@ void PlacementPlan::Relocate(const Condition& condition) {
   }
 }
 
-// Places the new image, and sees whether there is room for the relocated ones and the table may be written.
+// Places the new image and checks that the relocated ones fit and the table may be written.
 PlacementPlan::Result PlacementPlan::Try(unsigned long start, unsigned long length) {
   if (OverlapsAnother(file, start, length)) return Result::Overlaps;
   if (!Fits(start, length)) return Result::HasNoRoom;
@@ -90,7 +89,7 @@ bool PlacementPlan::OverlapsAnother(File which, unsigned long start, unsigned lo
   });
 }
 
-// The new image counts as soon as it is placed: before, it is the one that is asked for.
+// The new image must stay once placed; before, callers exclude it as the file asked about.
 bool PlacementPlan::MustStay(File which) const {
   return which == file || files->IsReadable(which);
 }

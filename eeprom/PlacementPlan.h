@@ -33,13 +33,15 @@ class PlacementPlan final {
   // have been placed since.
   [[nodiscard]] const FileAllocationTable& Table() const { return table; }
 
-  // The files to be relocated, in the order of writing.
+  // The files to be relocated, in the order of writing. Make has seen that all of them fit, but the plan does
+  // not keep where: one that cannot be written drops out of the table, and each is placed by the table as it
+  // then stands.
   [[nodiscard]] const std::vector<File>& Relocated() const { return relocated; }
 
-  // Returns where an image of `length` bytes is appended for a file whose entry is erased: at the table's
-  // StartAddress or, where it does not fit there, at that of the table without its torn entries. If it would
-  // overwrite an image there, it goes after the image that ends highest. Returns no value if it does not fit
-  // there.
+  // Returns where an image of `length` bytes is appended for a file whose entry is erased: at the
+  // StartAddress of the table without its torn entries, whose sizes only make the address wrap around. If it
+  // would overwrite an image there, it goes after the image that ends highest. Returns no value if it does
+  // not fit there.
   [[nodiscard]] std::optional<unsigned short> AppendAddress(File which, unsigned long length) const;
 
   // Enters an image, which is not overwritten from now on.

@@ -59,8 +59,8 @@ class PosixEEpromHandler : public EEPromHandler {
   // damaged or could not be read.
   [[nodiscard]] std::vector<unsigned char> ReadCurrentFile(FilesInEEProm file) const;
 
-  // Returns the copy of the table: as the EEPROM holds it, but for a reservation that has not been stored
-  // yet.
+  // Returns the copy of the table: what the EEPROM held when it was last read, and the entry that was made
+  // for the peripheral configuration file since.
   [[nodiscard]] const FileAllocationTable& Table() const { return table; }
 
   // Returns where `file` is, or by the table alone would be, stored, which may be outside the file area.

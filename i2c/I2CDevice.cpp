@@ -4,7 +4,7 @@
 
 namespace {
 
-// What a bus takes of a count: its low 32 bits.
+// Returns the low 32 bits of a count, all that a bus takes.
 template <typename Count>
 unsigned int Narrow(Count count) {
   return static_cast<unsigned int>(count);

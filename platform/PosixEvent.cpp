@@ -124,7 +124,7 @@ timespec PosixEvent::CalculateWakeUpTime(unsigned int timeout) {
   timespec time{};
   clock_gettime(CLOCK_MONOTONIC, &time);
   if (timeout == 0) return time;
-  const unsigned long ahead = timeout + 1UL;
+  const std::uint64_t ahead = std::uint64_t{timeout} + 1;
   time.tv_sec += static_cast<time_t>(ahead / 1000);
   time.tv_nsec += static_cast<long>(ahead % 1000) * NanosecondsPerMillisecond;
   if (time.tv_nsec >= NanosecondsPerSecond) {

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <numeric>
+#include <optional>
 
 #include "eeprom/Cat24c16Eeprom.h"
 #include "eeprom/Cat24c256Eeprom.h"
@@ -12,11 +14,20 @@
 
 namespace {
 
+using testing::ElementsAre;
 using Type = Eeprom::EepromType;
 
 constexpr std::uint64_t Pause = 6'000'000;  // 5 ms, and the millisecond that every timed wait adds
 
-using Pieces = std::vector<std::pair<std::size_t, std::size_t>>;  // address and length
+struct Piece {
+  std::size_t address;
+  std::size_t length;
+
+  bool operator==(const Piece&) const = default;
+};
+
+// The pieces of one write.
+using Pieces = std::vector<Piece>;
 
 struct Driver {
   const char* name;
@@ -25,25 +36,57 @@ struct Driver {
   std::size_t page;
   int largestRead;
   unsigned int attempts;  // at a piece
+  std::vector<Pieces> writes;
 };
 
-constexpr Driver Cat24c16 = {"Cat24c16", Type::Cat24c16, 1, 16, 2, 1};
-constexpr Driver Cat24c256 = {"Cat24c256", Type::Cat24c256, 2, 64, 16, 2};
+const Driver Cat24c16 = {
+    .name = "Cat24c16",
+    .type = Type::Cat24c16,
+    .addressSize = 1,
+    .page = 16,
+    .largestRead = 2,
+    .attempts = 1,
+    .writes =
+        {
+            {{0x0E, 2}, {0x10, 2}},
+            {{0x1FF, 1}, {0x200, 16}, {0x210, 1}},
+            {{2040, 8}},
+        },
+};
 
-const std::vector<Pieces> Writes[] = {
-    {{{0x0E, 2}, {0x10, 2}}, {{0x1FF, 1}, {0x200, 16}, {0x210, 1}}, {{2040, 8}}},
-    {{{0x40, 64}}, {{0x20, 32}, {0x40, 64}, {0x80, 4}}, {{0x3F, 1}, {0x40, 1}}, {{0x7FFE, 2}, {0x8000, 2}}}};
+const Driver Cat24c256 = {
+    .name = "Cat24c256",
+    .type = Type::Cat24c256,
+    .addressSize = 2,
+    .page = 64,
+    .largestRead = 16,
+    .attempts = 2,
+    .writes =
+        {
+            {{0x40, 64}},
+            {{0x20, 32}, {0x40, 64}, {0x80, 4}},
+            {{0x3F, 1}, {0x40, 1}},
+            {{0x7FFE, 2}, {0x8000, 2}},
+        },
+};
+
+std::unique_ptr<Eeprom> MakeEeprom(Type type, std::shared_ptr<I2CBus> bus, unsigned short slave) {
+  auto device = std::make_shared<I2CDevice>(std::move(bus), slave);
+  if (type == Type::Cat24c16) return std::make_unique<Cat24c16Eeprom>(std::move(device));
+  return std::make_unique<Cat24c256Eeprom>(std::move(device));
+}
+
+Bytes CountingUp(std::size_t length) {
+  Bytes bytes(length);
+  std::iota(bytes.begin(), bytes.end(), static_cast<unsigned char>(0));
+  return bytes;
+}
 
 // A driver on a chip whose bus makes one attempt, so that a refused message is a failed transfer.
 struct DriverRig : Rig {
   explicit DriverRig(const Driver& theDriver, unsigned short slave = 0x50)
       : Rig(1, static_cast<chip_kind>(theDriver.type), slave), driver(theDriver) {
-    const auto device = std::make_shared<I2CDevice>(bus, slave);
-    if (driver.type == Type::Cat24c16) {
-      eeprom = std::make_unique<Cat24c16Eeprom>(device);
-    } else {
-      eeprom = std::make_unique<Cat24c256Eeprom>(device);
-    }
+    eeprom = MakeEeprom(driver.type, bus, slave);
     bus->records = true;
   }
 
@@ -57,8 +100,16 @@ struct DriverRig : Rig {
   }
   // The memory address that an address message or a write message carries.
   [[nodiscard]] std::size_t AddressIn(const ChipBus::Message& message) const {
-    const std::size_t above = driver.addressSize == 2 ? message.bytes[0] : message.slave - chip.Model().slave;
-    return 256 * above + message.bytes[driver.addressSize - 1];
+    const std::size_t below = message.bytes[driver.addressSize - 1];
+    if (driver.addressSize == 2) return 256U * message.bytes[0] + below;
+    return 256U * (message.slave - chip.Model().slave) + below;
+  }
+  [[nodiscard]] Pieces Sent() const {
+    Pieces sent;
+    for (const auto& message : bus->messages) {
+      sent.push_back({AddressIn(message), message.bytes.size() - driver.addressSize});
+    }
+    return sent;
   }
 
   const Driver& driver;
@@ -72,23 +123,19 @@ class EveryDriver : public testing::TestWithParam<Driver> {
 };
 
 TEST_P(EveryDriver, SendsOneMessageForEachPageTouchedAndWaitsOutEachCycle) {
-  for (const Pieces& pieces : Writes[static_cast<std::size_t>(driver.type)]) {
+  for (const Pieces& pieces : driver.writes) {
     rig.bus->messages.clear();
+    std::size_t length = 0;
+    for (const Piece& piece : pieces) length += piece.length;
+    const Bytes data = CountingUp(length);
+    const std::size_t address = pieces[0].address;
     Bytes memory = rig.Memory();
-    Bytes data;
-    for (const auto& [address, length] : pieces) {
-      for (std::size_t i = address; i < address + length; ++i) {
-        data.push_back(static_cast<unsigned char>(data.size()));
-        memory[i % memory.size()] = data.back();
-      }
+    for (std::size_t i = 0; i < length; ++i) {
+      memory[(address + i) % memory.size()] = data[i];
     }
     const std::uint64_t begin = VirtualClock::now;
-    EXPECT_EQ(rig.Write(pieces[0].first, data), static_cast<int>(data.size()));
-    Pieces sent;
-    for (const auto& message : rig.bus->messages) {
-      sent.emplace_back(rig.AddressIn(message), message.bytes.size() - driver.addressSize);
-    }
-    EXPECT_EQ(sent, pieces);
+    EXPECT_EQ(rig.Write(address, data), static_cast<int>(length));
+    EXPECT_EQ(rig.Sent(), pieces);
     EXPECT_TRUE(rig.Holds(memory));
     EXPECT_EQ(VirtualClock::now - begin, pieces.size() * Pause);
     EXPECT_EQ(rig.chip.Model().busy, 0U);
@@ -97,11 +144,15 @@ TEST_P(EveryDriver, SendsOneMessageForEachPageTouchedAndWaitsOutEachCycle) {
 
 TEST_P(EveryDriver, ReadsInAddressedAndThenContinuedTransfers) {
   const int length = 2 * driver.largestRead + 1;
-  EXPECT_EQ(rig.Read(0x77, length).size(), static_cast<std::size_t>(length));
+  const Bytes read = rig.Read(0x77, length);
+  EXPECT_EQ(read.size(), static_cast<std::size_t>(length));
   EXPECT_EQ(rig.AddressIn(rig.bus->messages[0]), 0x77U);
   std::vector<int> moved;
-  for (const auto& message : rig.bus->messages) moved.push_back(message.moved);
-  EXPECT_THAT(moved, testing::ElementsAre(driver.addressSize, driver.largestRead, driver.largestRead, 1));
+  for (const auto& message : rig.bus->messages) {
+    moved.push_back(message.moved);
+  }
+  const int full = driver.largestRead;
+  EXPECT_THAT(moved, ElementsAre(driver.addressSize, full, full, 1));
 }
 
 TEST_P(EveryDriver, RefusesEmptyTransfersWithoutBusTraffic) {
@@ -122,16 +173,20 @@ TEST_P(EveryDriver, SkipsARefusedPieceWithoutAPauseAndGoesOn) {
   EXPECT_EQ(rig.Write(0, data), static_cast<int>(2 * driver.page));
   EXPECT_EQ(VirtualClock::now - begin, 2 * Pause);
   EXPECT_EQ(rig.chip.Model().messages, 2U + driver.attempts);
-  std::fill_n(&data[driver.page], driver.page, static_cast<unsigned char>(0xFF));
+  std::fill_n(&data[driver.page], driver.page, Eeprom::ErasedByte);
   EXPECT_EQ(rig.Read(0, static_cast<int>(data.size())), data);
 }
 
 TEST_P(EveryDriver, ErasesAndReportsWhetherAnythingWasErased) {
   std::ranges::fill(rig.chip.Memory(), 0);
+  Bytes memory = rig.Memory();
   EXPECT_TRUE(rig.eeprom->Erase(100, 10));
-  EXPECT_EQ(rig.Read(99, 12), (Bytes{0, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 0}));
+  std::fill_n(&memory[100], 10, Eeprom::ErasedByte);
+  EXPECT_TRUE(rig.Holds(memory));
   EXPECT_TRUE(rig.eeprom->EraseAll());
-  EXPECT_TRUE(rig.Holds(Bytes(rig.eeprom->GetSizeInBytes(), 0xFF)));
+  std::ranges::fill(memory, Eeprom::ErasedByte);
+  EXPECT_TRUE(rig.Holds(memory));
+  EXPECT_EQ(rig.eeprom->GetSizeInBytes(), memory.size());
   rig.chip.Add(CHIP_FAULT_REFUSE, rig.chip.Model().messages + 2, 0);
   EXPECT_TRUE(rig.eeprom->EraseAll()) << "one page was erased";
   EXPECT_FALSE(rig.eeprom->EraseAll());
@@ -150,24 +205,197 @@ TEST(Cat24c16EepromTest, RefusesAWriteBeyondTheEndWhole) {
 }
 
 TEST(Cat24c16EepromTest, ReachesEveryByteThroughTheEightSlaveAddressesOfItsChip) {
-  for (const unsigned short own : std::initializer_list<unsigned short>{0x50, 0x53, 0x57}) {
+  constexpr int Size = 2048;
+  constexpr std::size_t MessagesForOneSlave = 256 / 16;
+  constexpr unsigned short First = 0x50;
+  for (const int above : {0, 3, 7}) {
+    const auto own = static_cast<unsigned short>(First + above);
     DriverRig rig(Cat24c16, own);
-    const Bytes data = Catalogue::Data(2048, own);
-    ASSERT_EQ(rig.Write(0, data), 2048);
-    EXPECT_EQ(rig.bus->messages[15].slave, own);
-    EXPECT_NE(rig.bus->messages[16].slave, own);
-    EXPECT_EQ(rig.Read(0, 2048), data) << "no two addresses share a byte";
-    EXPECT_EQ(rig.Read(0x1FF, 300), Bytes(&data[0x1FF], &data[0x1FF + 300]));
-    EXPECT_EQ(rig.Read(0x7FC, 0x300).size(), 0x300U) << "beyond the end";
-    EXPECT_EQ(rig.Holds(data), own == 0x50);
+    const Bytes data = Catalogue::Data(Size, own);
+    ASSERT_EQ(rig.Write(0, data), Size);
+    EXPECT_EQ(rig.bus->messages[MessagesForOneSlave - 1].slave, own);
+    EXPECT_NE(rig.bus->messages[MessagesForOneSlave].slave, own);
+    EXPECT_EQ(rig.Read(0, Size), data) << "no two addresses share a byte";
+    const Bytes part(&data[0x1FF], &data[0x1FF + 300]);
+    EXPECT_EQ(rig.Read(0x1FF, 300), part);
+    EXPECT_EQ(rig.Read(Size - 4, 0x300).size(), 0x300U) << "beyond the end";
+    EXPECT_EQ(rig.Holds(data), own == First);
+  }
+}
+
+struct Transfer {
+  std::optional<std::size_t> address = {};  // that it carries
+  std::size_t length = 0;                   // of the data
+  int first = 0;                            // byte of the data of a write
+
+  bool operator==(const Transfer&) const = default;
+};
+
+// A bus that answers what it is told to, whatever it was asked.
+class PartialBus final : public I2CBus {
+ public:
+  explicit PartialBus(std::vector<int> scripted) : answers(std::move(scripted)) {}
+
+  void SetBusSpeed(unsigned int) override {}
+  [[nodiscard]] unsigned int GetBusSpeed() const override { return 0; }
+  bool Transact(I2C::Transaction*) override { return false; }
+  bool Lock() override { return false; }
+  bool Unlock() override { return false; }
+
+  // Fills the whole buffer with the number of the transfer.
+  int Read(unsigned char* buffer, unsigned int length, unsigned short, I2C::AddressMode) override {
+    transfers.push_back({.length = length});
+    std::fill_n(buffer, length, static_cast<unsigned char>(transfers.size()));
+    return Answer();
+  }
+  int WriteThenRead(const unsigned char* address, unsigned int addressSize, unsigned char* buffer,
+                    unsigned int length, unsigned short slave, I2C::AddressMode mode) override {
+    const int answer = Read(buffer, length, slave, mode);
+    transfers.back().address = Decode(address, addressSize);
+    return answer;
+  }
+  int WriteDelayRead(const unsigned char*, unsigned int, unsigned char*, unsigned int, unsigned short,
+                     I2C::AddressMode, unsigned int) override {
+    return 0;
+  }
+  int Write(const unsigned char* message, unsigned int length, unsigned short, I2C::AddressMode) override {
+    transfers.push_back({.address = Decode(message, addressSizeOfWrites),
+                         .length = length - addressSizeOfWrites,
+                         .first = message[addressSizeOfWrites]});
+    return Answer();
+  }
+
+  unsigned int addressSizeOfWrites = 2;
+  std::vector<Transfer> transfers;
+
+ private:
+  static std::size_t Decode(const unsigned char* address, unsigned int size) {
+    return size == 1 ? address[0] : 256U * address[0] + address[1];
+  }
+  int Answer() { return answers.at(transfers.size() - 1); }
+
+  std::vector<int> answers;
+};
+
+struct PartialWrite {
+  const char* name;
+  const Driver& driver;
+  unsigned short address;
+  std::size_t length;        // of the data, which count up from 0
+  std::vector<int> answers;  // with the address bytes
+  int written;
+  unsigned int pauses;
+  std::vector<Transfer> transfers;
+};
+
+const PartialWrite PartialWrites[] = {
+    {.name = "GoesOnAfterTheLastByteStored",
+     .driver = Cat24c256,
+     .address = 0x20,
+     .length = 100,
+     .answers = {20, 20, 16, 56},
+     .written = 86,
+     .pauses = 3,
+     .transfers = {{0x20, 32, 0}, {0x20, 32, 0}, {0x32, 14, 32}, {0x40, 54, 46}}},
+    {.name = "SkipsAPieceOfWhichOnlyTheAddressWasTaken",
+     .driver = Cat24c256,
+     .address = 0x20,
+     .length = 40,
+     .answers = {2, 2, 10},
+     .written = 8,
+     .pauses = 1,
+     .transfers = {{0x20, 32, 0}, {0x20, 32, 0}, {0x40, 8, 32}}},
+    {.name = "CountsOnlyTheLastAttempt",
+     .driver = Cat24c256,
+     .address = 0,
+     .length = 8,
+     .answers = {9, -5},
+     .written = 0,
+     .pauses = 0,
+     .transfers = {{0, 8, 0}, {0, 8, 0}}},
+    {.name = "GoesOnAtTheNextPage",
+     .driver = Cat24c16,
+     .address = 0x0E,
+     .length = 20,
+     .answers = {2, 17, 1},
+     .written = 17,
+     .pauses = 2,
+     .transfers = {{0x0E, 2, 0}, {0x10, 16, 2}, {0x20, 2, 18}}},
+};
+
+TEST(PartialTransfers, WriteEveryByteOnceToWhereTheDriverGoesOn) {
+  for (const PartialWrite& row : PartialWrites) {
+    SCOPED_TRACE(row.name);
+    const auto bus = std::make_shared<PartialBus>(row.answers);
+    bus->addressSizeOfWrites = row.driver.addressSize;
+    const auto eeprom = MakeEeprom(row.driver.type, bus, 0x50);
+    const Bytes data = CountingUp(row.length);
+    const std::uint64_t begin = VirtualClock::now;
+    EXPECT_EQ(eeprom->Write(row.address, data.data(), static_cast<int>(data.size())), row.written);
+    EXPECT_EQ(VirtualClock::now - begin, row.pauses * Pause);
+    EXPECT_EQ(bus->transfers, row.transfers);
+  }
+}
+
+struct PartialRead {
+  const char* name;
+  Type type;
+  int length;
+  std::vector<int> answers;
+  int count;
+  std::vector<Transfer> transfers;
+  Bytes buffer;  // afterwards: the numbers of the transfers
+};
+
+const PartialRead PartialReads[] = {
+    {.name = "GoesOnAfterAShortFirstTransfer",
+     .type = Type::Cat24c256,
+     .length = 20,
+     .answers = {3, 16, 1},
+     .count = 20,
+     .transfers = {{0x77, 16}, {{}, 16}, {{}, 1}},
+     .buffer = {1, 1, 1, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 3}},
+    {.name = "EndsWithTheSecondShortTransfer",
+     .type = Type::Cat24c256,
+     .length = 6,
+     .answers = {1, 2},
+     .count = 3,
+     .transfers = {{0x77, 6}, {{}, 5}},
+     .buffer = {1, 2, 2, 0, 0, 0}},
+    {.name = "AddressesAgainAfterNothing",
+     .type = Type::Cat24c256,
+     .length = 2,
+     .answers = {-5, 2},
+     .count = 2,
+     .transfers = {{0x77, 2}, {0x77, 2}},
+     .buffer = {2, 2}},
+    {.name = "DeliversStraightIntoTheBuffer",
+     .type = Type::Cat24c16,
+     .length = 5,
+     .answers = {1, 2, 1},
+     .count = 4,
+     .transfers = {{0x77, 2}, {{}, 2}, {{}, 2}},
+     .buffer = {1, 2, 2, 3, 3}},
+};
+
+TEST(PartialTransfers, ReadWhatTheyDeliverInOrder) {
+  for (const PartialRead& row : PartialReads) {
+    SCOPED_TRACE(row.name);
+    const auto bus = std::make_shared<PartialBus>(row.answers);
+    const auto eeprom = MakeEeprom(row.type, bus, 0x50);
+    Bytes buffer(static_cast<std::size_t>(row.length));
+    EXPECT_EQ(eeprom->Read(0x77, buffer.data(), row.length), row.count);
+    EXPECT_EQ(bus->transfers, row.transfers);
+    EXPECT_EQ(buffer, row.buffer);
   }
 }
 
 TEST(EepromFinderTest, FindsNothingWithoutABusAChipOrADriver) {
+  constexpr auto UnknownType = static_cast<Type>(2);
   EXPECT_FALSE(EepromFinder::FindEeprom({}, 0x50, Type::Cat24c256));
   Rig rig(1);
   rig.bus->records = true;
-  EXPECT_FALSE(EepromFinder::FindEeprom(rig.bus, 0x56, static_cast<Type>(2)));
+  EXPECT_FALSE(EepromFinder::FindEeprom(rig.bus, 0x56, UnknownType));
   EXPECT_EQ(rig.bus->messages.size(), 0U);
   EXPECT_FALSE(EepromFinder::FindEeprom(rig.bus, 0x51, Type::Cat24c256));
   ASSERT_EQ(rig.bus->messages.size(), 2U) << "one address twice, each refused";

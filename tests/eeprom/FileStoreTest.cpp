@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <sstream>
 
 #include "eeprom/PosixEEpromHandler.h"
 #include "support/Catalogue.h"
@@ -12,10 +12,23 @@ namespace {
 using File = EEPromHandler::FilesInEEProm;
 using Table = std::array<Entry, Files>;
 
+// Decodes an entry in hexadecimal: "address/size".
+Entry DecodeEntry(const std::string& text) {
+  std::size_t slash = 0;
+  const unsigned long address = std::stoul(text, &slash, 16);
+  const unsigned long size = std::stoul(text.substr(slash + 1), nullptr, 16);
+  return {static_cast<unsigned int>(address), static_cast<unsigned int>(size)};
+}
+
+// Decodes the three entries of a table.
 Table Decode(const std::string& text) {
+  std::istringstream words(text);
   Table table;
-  std::sscanf(text.c_str(), "%x/%x %x/%x %x/%x", &table[0].address, &table[0].size, &table[1].address,
-              &table[1].size, &table[2].address, &table[2].size);
+  for (Entry& entry : table) {
+    std::string word;
+    words >> word;
+    entry = DecodeEntry(word);
+  }
   return table;
 }
 
@@ -38,37 +51,97 @@ class FileStoreTest : public testing::Test, public Rig {
   PosixEEpromHandler Open() const { return {EEPromHelper::EEPromLocation::BaseboardDefault, bus}; }
 };
 
-// Tables in hexadecimal, address/size of each file; the digits of the readable files; the file to be written
-// and the length of its image; the table afterwards, the same where the write is refused.
-const std::tuple<const char*, std::string, std::string, unsigned int, unsigned int, std::string>
-    PlacementCases[] = {
-        {"LowerNumberAboveMovesToMakeRoomForAFollower", "7000/f00 1000/100 2000/200", "123", 2, 0x180,
-         "1180/f00 1000/180 2080/200"},
-        {"SameSizeOverAReadableFileGoesElsewhere", "5000/100 ffff/ffff 4040/1000", "1", 3, 0x1000,
-         "5000/100 ffff/ffff 5100/1000"},
-        {"FileKeptModuloTheDeviceBlocksAWriteInPlace", "40/20 8100/40 c0/41", "12", 3, 0x41,
-         "40/20 8100/40 c0/41"},
-        {"UnrelatedTornEntryStays", "40/4000 8/ff00 ffff/ffff", "", 3, 0x3FC1, "40/4000 8/ff00 ffff/ffff"},
-        {"BeyondTheEndOverAnotherFile", "40/100 ffff/ffff 7000/100", "1", 3, 0x1800,
-         "40/100 ffff/ffff 7000/100"},
-        {"TornEntryLeavesTheReservedPlaceAlone", "40/4000 ff40/ffff ffff/ffff", "", 3, 10,
-         "40/4000 ff40/ffff 4040/a"},
+struct Placement {
+  const char* name;
+  std::string before;    // the table in hexadecimal, address/size of each file
+  std::string readable;  // the digits of the files that are
+  unsigned int file;     // to be written
+  unsigned int length;   // of its image
+  std::string after;     // the table; the same as before where the write is refused
+};
+
+const Placement Placements[] = {
+    {.name = "LowerNumberAboveMovesToMakeRoomForAFollower",
+     .before = "7000/f00 1000/100 2000/200",
+     .readable = "123",
+     .file = 2,
+     .length = 0x180,
+     .after = "1180/f00 1000/180 2080/200"},
+    {.name = "LowerNumberAboveMovesOutOfTheWay",
+     .before = "40/40 140/40 100/40",
+     .readable = "123",
+     .file = 3,
+     .length = 0x60,
+     .after = "40/40 180/40 100/60"},
+    {.name = "NobodyMovesWhereThatDoesNotHelp",
+     .before = "e0/40 200/40 100/40",
+     .readable = "12",
+     .file = 3,
+     .length = 0x60,
+     .after = "e0/40 200/40 240/60"},
+    {.name = "SameSizeOverAReadableFileGoesElsewhere",
+     .before = "5000/100 ffff/ffff 4040/1000",
+     .readable = "1",
+     .file = 3,
+     .length = 0x1000,
+     .after = "5000/100 ffff/ffff 5100/1000"},
+    {.name = "FileKeptModuloTheDeviceBlocksAWriteInPlace",
+     .before = "40/20 8100/40 c0/41",
+     .readable = "12",
+     .file = 3,
+     .length = 0x41,
+     .after = "40/20 8100/40 c0/41"},
+    {.name = "PlaceBeyondTheEndOverAReadableFile",
+     .before = "40/100 ffff/ffff 8040/20",
+     .readable = "1",
+     .file = 3,
+     .length = 0x20,
+     .after = "40/100 ffff/ffff 8040/20"},
+    {.name = "UnrelatedTornEntryStays",
+     .before = "40/4000 8/ff00 ffff/ffff",
+     .readable = "",
+     .file = 3,
+     .length = 0x3FC1,
+     .after = "40/4000 8/ff00 ffff/ffff"},
+    {.name = "BeyondTheEndOverAnotherFile",
+     .before = "40/100 ffff/ffff 7000/100",
+     .readable = "1",
+     .file = 3,
+     .length = 0x1800,
+     .after = "40/100 ffff/ffff 7000/100"},
+    {.name = "TornEntryLeavesTheReservedPlaceAlone",
+     .before = "40/4000 ff40/ffff ffff/ffff",
+     .readable = "",
+     .file = 3,
+     .length = 10,
+     .after = "40/4000 ff40/ffff 4040/a"},
+    {.name = "TornEntryDoesNotLeadIntoTheReservedPlace",
+     .before = "40/4000 4040/ff66 ffff/ffff",
+     .readable = "",
+     .file = 3,
+     .length = 0x66,
+     .after = "40/4000 4040/ff66 4040/66"},
 };
 
 TEST_F(FileStoreTest, PlacesAFileWhereTheUsualPlaceDoesNotServe) {
-  for (const auto& [name, before, readable, file, length, after] : PlacementCases) {
-    const Bytes memory = Contents(Decode(before), readable);
-    EXPECT_EQ(RunAndJudge(*this, memory, Catalogue::Write(file - 1, length - 2)), "") << name;
-    EXPECT_EQ(StoreModel(Memory()).table, Decode(after)) << name;
-    EXPECT_EQ(Memory() == memory, before == after) << name;
+  for (const Placement& row : Placements) {
+    SCOPED_TRACE(row.name);
+    const Bytes memory = Contents(Decode(row.before), row.readable);
+    const Command write = Catalogue::Write(row.file - 1, row.length - 2);
+    EXPECT_EQ(RunAndJudge(*this, memory, write), "");
+    EXPECT_EQ(StoreModel(Memory()).table, Decode(row.after));
+    EXPECT_EQ(Memory() == memory, row.before == row.after);
   }
 }
 
 // A peripheral configuration file of which nothing would be left is not listed.
 TEST_F(FileStoreTest, ReservesWithoutWritingWhereNothingCanBeListed) {
-  Bytes data = Catalogue::Data(0x4000 - 2, 1);
-  while (StoreModel::Image(data)[0] != 0xFF) ++data[1000];
-  std::ranges::copy(StoreModel::Image(data), chip.Memory().begin() + 0x40);
+  Bytes data = Catalogue::Data(ReservedEntry.size - 2, 1);
+  while (StoreModel::Image(data)[0] != 0xFF) {
+    ++data[1000];
+  }
+  const Bytes image = StoreModel::Image(data);
+  std::ranges::copy(image, chip.Memory().begin() + ReservedEntry.address);
   const auto store = Open();
   EXPECT_EQ(store.GetFileStartAddress(File::PeripheralConfig), 0x40);
   EXPECT_EQ(store.GetFileStartAddress(File::UpgradeFile), 0x4040);
@@ -82,12 +155,22 @@ TEST_F(FileStoreTest, ReservesWithoutWritingWhereNothingCanBeListed) {
 TEST_F(FileStoreTest, RefusesAWriteWhoseNeighbourCannotBeRead) {
   const Bytes before = Contents({{{0x40, 32}, {0x80, 32}, {0xC0, 32}}}, "123");
   Load(before);
-  // The neighbour's address twice, the second transfer of its image, the other neighbour's address twice.
-  for (const auto& [message, count] : {std::pair{1U, 2U}, {3U, 1U}, {5U, 2U}}) {
+  struct Refusal {
+    const char* of;
+    unsigned int message;  // counted from the write
+    unsigned int count;
+  };
+  constexpr Refusal Refusals[] = {
+      {.of = "the neighbour's address", .message = 1, .count = 2},
+      {.of = "the second transfer of its image", .message = 3, .count = 1},
+      {.of = "the other neighbour's address", .message = 5, .count = 2},
+  };
+  for (const Refusal& row : Refusals) {
+    SCOPED_TRACE(row.of);
     auto store = Open();
     chip.ClearFaults();
-    chip.Add(CHIP_FAULT_REFUSE, chip.Model().messages + message, count);
-    EXPECT_FALSE(store.Write(File::PeripheralConfig, Catalogue::Data(100, 1))) << message;
+    chip.Add(CHIP_FAULT_REFUSE, chip.Model().messages + row.message, row.count);
+    EXPECT_FALSE(store.Write(File::PeripheralConfig, Catalogue::Data(100, 1)));
     EXPECT_TRUE(Holds(before));
     EXPECT_EQ(chip.Model().page_writes, 0U);
   }
@@ -95,7 +178,8 @@ TEST_F(FileStoreTest, RefusesAWriteWhoseNeighbourCannotBeRead) {
   auto store = Open();
   chip.Add(CHIP_FAULT_FLIP, chip.Model().messages + 2);
   EXPECT_TRUE(store.Write(File::PeripheralConfig, Catalogue::Data(70, 1)));
-  EXPECT_EQ(StoreModel(Memory()).contents[1], StoreModel(before).contents[1]) << "read wrongly once";
+  const StoreModel after(Memory());
+  EXPECT_EQ(after.contents[1], StoreModel(before).contents[1]) << "read wrongly once";
 }
 
 // A foreign table can describe a file that is longer than the device: the chip's addresses wrap.
@@ -116,13 +200,25 @@ TEST_F(FileStoreTest, VerifiesWhatItReadsOfAFileLongerThanTheDevice) {
   EXPECT_EQ(RunAndJudge(*this, memory, {.word = "/V", .file = 2, .host = data}), "");
 }
 
+TEST_F(FileStoreTest, ReadsNothingOfAFileThatTheTableDoesNotDescribe) {
+  constexpr Entry WithoutSize = {0x80, 0xFFFF};
+  constexpr Entry WithoutPlace = {3, 32};
+  Load(Contents({{{0x40, 32}, WithoutSize, WithoutPlace}}, "1"));
+  const auto store = Open();
+  const auto before = chip.Model().messages;
+  EXPECT_TRUE(store.ReadCurrentFile(File::UpgradeFile).empty());
+  EXPECT_TRUE(store.ReadCurrentFile(File::BoardConfig).empty());
+  EXPECT_EQ(chip.Model().messages, before);
+}
+
 TEST_F(FileStoreTest, KeepsToTheFourBoardBytesAndTheThreeFiles) {
   auto store = Open();
   EXPECT_TRUE(store.WordSet(1, 0x1234));
   EXPECT_TRUE(store.ByteSet(0, 0x56));
   EXPECT_TRUE(store.ByteSet(3, "1Fg", 16));
   const Bytes memory = Memory();
-  EXPECT_EQ(Bytes(memory.begin(), memory.begin() + 5), (Bytes{0x56, 0x34, 0x12, 0x1F, 0xFF}));
+  const Bytes beginning(memory.begin(), memory.begin() + 5);
+  EXPECT_THAT(beginning, testing::ElementsAre(0x56, 0x34, 0x12, 0x1F, 0xFF));
   EXPECT_EQ(store.WordGet(2), 0x1F12);
   EXPECT_EQ(store.ByteGet(3), 0x1F);
   const auto before = chip.Model().messages;

@@ -47,7 +47,11 @@ static int createError = 0;
 static int workerPriority = 0;
 
 WRAP(int, ioctl, int fd, unsigned long request, long argument) {
-  const char call = request == 0x0703 ? 'S' : request == 0x0704 ? 'T' : '?';
+  constexpr unsigned long SelectSlave = 0x0703;
+  constexpr unsigned long SelectWidth = 0x0704;
+  char call = '?';
+  if (request == SelectSlave) call = 'S';
+  if (request == SelectWidth) call = 'T';
   if (call == 'S') node.atEachAttempt();
   node.fd = fd;
   return static_cast<int>(node.Answer(call, argument, fd < 0 ? -1 : 0));
@@ -96,43 +100,116 @@ class BusTest : public testing::Test {
   std::shared_ptr<LinuxI2CMasterBus> bus;
 };
 
+struct Attempts {
+  const char* name;
+  I2C::TransactionType type;
+  unsigned int readLength = 0;
+  unsigned int writeLength = 0;
+  unsigned int delay = 0;  // ms
+  Answers answers = {};
+  bool success = false;
+  const char* calls;
+};
+
+using enum I2C::TransactionType;
+
+const Attempts AttemptCases[] = {
+    {.name = "ReadsAtOnce", .type = Read, .readLength = 16, .success = true, .calls = "S86 T0 R16 "},
+    {.name = "WritesAtOnce", .type = Write, .writeLength = 4, .success = true, .calls = "S86 T0 W4 "},
+    {.name = "WritesThenReads",
+     .type = WriteThenRead,
+     .readLength = 16,
+     .writeLength = 2,
+     .success = true,
+     .calls = "S86 T0 W2 R16 "},
+    {.name = "PausesBetweenWriteAndRead",
+     .type = WriteDelayRead,
+     .readLength = 16,
+     .writeLength = 2,
+     .delay = 10,
+     .success = true,
+     .calls = "S86 T0 W2 P11 R16 "},
+    {.name = "RepeatsWhenTheSlaveCannotBeSelected",
+     .type = Read,
+     .readLength = 16,
+     .answers = {{'S', {-1}}},
+     .calls = "S86 S86 S86 "},
+    {.name = "RepeatsWhenTheWidthCannotBeSelected",
+     .type = Read,
+     .readLength = 16,
+     .answers = {{'T', {-1, 0}}},
+     .success = true,
+     .calls = "S86 T0 S86 T0 R16 "},
+    {.name = "RepeatsAShortWrite",
+     .type = Write,
+     .writeLength = 4,
+     .answers = {{'W', {3, 1, 4}}},
+     .success = true,
+     .calls = "S86 T0 W4 S86 T0 W4 S86 T0 W4 "},
+    {.name = "FailsToWriteNothing", .type = Write, .calls = "S86 T0 W0 S86 T0 W0 S86 T0 W0 "},
+    {.name = "DoesNotReadAfterAFailedWrite",
+     .type = WriteThenRead,
+     .readLength = 16,
+     .writeLength = 2,
+     .answers = {{'W', {-1}}},
+     .calls = "S86 T0 W2 S86 T0 W2 S86 T0 W2 "},
+    {.name = "DoesNotReadAfterAShortWrite",
+     .type = WriteDelayRead,
+     .readLength = 16,
+     .writeLength = 2,
+     .answers = {{'W', {1}}},
+     .calls = "S86 T0 W2 S86 T0 W2 S86 T0 W2 "},
+    {.name = "RepeatsAShortRead",
+     .type = Read,
+     .readLength = 16,
+     .answers = {{'R', {-1, 0, 15}}},
+     .calls = "S86 T0 R16 S86 T0 R16 S86 T0 R16 "},
+    {.name = "FailsToReadNothing", .type = Read, .calls = "S86 T0 R0 S86 T0 R0 S86 T0 R0 "},
+    {.name = "RefusesAPauseWithoutEnd",
+     .type = WriteDelayRead,
+     .readLength = 16,
+     .writeLength = 2,
+     .delay = Event::NoTimeout,
+     .calls = "S86 T0 S86 T0 S86 T0 "},
+    {.name = "HasNoReadMem",
+     .type = ReadMem,
+     .readLength = 16,
+     .writeLength = 2,
+     .calls = "S86 T0 S86 T0 S86 T0 "},
+    {.name = "HasNoWriteMem",
+     .type = WriteMem,
+     .readLength = 16,
+     .writeLength = 2,
+     .calls = "S86 T0 S86 T0 S86 T0 "},
+};
+
 TEST_F(BusTest, MakesExactlyTheCallsOfItsAttempts) {
-  using enum I2C::TransactionType;
-  using Number = unsigned int;
-  const std::tuple<I2C::TransactionType, Number, Number, Number, Answers, bool, const char*> cases[] = {
-      {Read, 16, 0, 0, {}, true, "S86 T0 R16 "},
-      {Write, 0, 4, 0, {}, true, "S86 T0 W4 "},
-      {WriteThenRead, 16, 2, 0, {}, true, "S86 T0 W2 R16 "},
-      {WriteDelayRead, 16, 2, 10, {}, true, "S86 T0 W2 P11 R16 "},
-      {Read, 16, 0, 0, {{'S', {-1}}}, false, "S86 S86 S86 "},
-      {Read, 16, 0, 0, {{'T', {-1, 0}}}, true, "S86 T0 S86 T0 R16 "},
-      {Write, 0, 4, 0, {{'W', {3, 1, 4}}}, true, "S86 T0 W4 S86 T0 W4 S86 T0 W4 "},
-      {Write, 0, 0, 0, {}, false, "S86 T0 W0 S86 T0 W0 S86 T0 W0 "},
-      {WriteThenRead, 16, 2, 0, {{'W', {-1}}}, false, "S86 T0 W2 S86 T0 W2 S86 T0 W2 "},
-      {WriteDelayRead, 16, 2, 0, {{'W', {1}}}, false, "S86 T0 W2 S86 T0 W2 S86 T0 W2 "},
-      {Read, 16, 0, 0, {{'R', {-1, 0, 15}}}, false, "S86 T0 R16 S86 T0 R16 S86 T0 R16 "},
-      {Read, 0, 0, 0, {}, false, "S86 T0 R0 S86 T0 R0 S86 T0 R0 "},
-      {WriteDelayRead, 16, 2, 0xFFFFFFFF, {}, false, "S86 T0 S86 T0 S86 T0 "},
-      {ReadMem, 16, 2, 0, {}, false, "S86 T0 S86 T0 S86 T0 "},
-      {WriteMem, 16, 2, 0, {}, false, "S86 T0 S86 T0 S86 T0 "},
-  };
-  for (const auto& [type, readLength, writeLength, delay, answers, success, calls] : cases) {
-    SCOPED_TRACE(calls);
+  constexpr unsigned int Done = 8;
+  for (const Attempts& row : AttemptCases) {
+    SCOPED_TRACE(row.name);
     MakeBus();
-    node.answers = answers;
+    node.answers = row.answers;
     PosixEvent done(true);
-    Transaction record = {type,  0x56, AddressMode::SevenBit, readLength, in, writeLength, out, delay,
-                          &done, 8};
-    record.success = true;
+    Transaction record = {.type = row.type,
+                          .address = 0x56,
+                          .readLength = row.readLength,
+                          .readBuffer = in,
+                          .writeLength = row.writeLength,
+                          .writeBuffer = out,
+                          .delayMs = row.delay,
+                          .event = &done,
+                          .eventFlags = Done,
+                          .success = !row.success};
     EXPECT_TRUE(bus->Transact(&record));
-    EXPECT_EQ(done.WaitOr(0xFFFFFFFF), 8U);
-    EXPECT_EQ(record.success, success);
-    EXPECT_EQ(node.calls, calls);
+    EXPECT_EQ(done.WaitOr(0xFFFFFFFF), Done);
+    EXPECT_EQ(record.success, row.success);
+    EXPECT_EQ(node.calls, row.calls);
   }
 }
 
 TEST_F(BusTest, ServesDevicesOverANodeOpenWhileItLives) {
-  constexpr long Count = (1L << 32) + 3;  // of which the low 32 bits count
+  // Of which the low 32 bits count, where a long has more.
+  constexpr auto Count = static_cast<long>((std::int64_t{1} << 32) + 3);
   static char worker[16];
   node.atEachAttempt = [] { pthread_getname_np(pthread_self(), worker, sizeof worker); };
   bus->SetBusSpeed(400'000);
@@ -219,6 +296,7 @@ TEST_F(BusTest, RefusesTransfersItCouldNotComplete) {
   mutexFails = true;  // of the completion event
   EXPECT_EQ(ReadOne(), 0);
   EXPECT_EQ(ReadOne(), 1);
+  EXPECT_EQ(node.calls, "S86 T0 R1 ") << "the first one did not reach the bus";
 }
 
 }  // namespace

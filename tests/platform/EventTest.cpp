@@ -24,57 +24,140 @@ constexpr auto Never = [](Word) { return false; };
 constexpr auto HasHigh = [](Word word) { return (word & High) != 0; };
 constexpr auto IsZero = [](Word word) { return word == 0; };
 
+constexpr Word All = 0xFFFFFFFF;
+constexpr Word Other = 0x40;  // a flag that no wait asks for
+
+struct WaitCase {
+  const char* name;
+  Word word;  // before the wait
+  std::function<Word(Event&)> wait;
+  int sleepError = 0;
+  Word result;
+  Word leftByAutoReset = 0;
+};
+
+const WaitCase WaitCases[] = {
+    {.name = "OneOfTheFlags",
+     .word = 0x5,
+     .wait = [](Event& e) { return e.WaitOr(0x4, 100); },
+     .result = 0x5,
+     .leftByAutoReset = 0x1},
+    {.name = "OneOfTheFlagsClearsAllThatWereAsked",
+     .word = 0x4,
+     .wait = [](Event& e) { return e.WaitOr(0x6, 0); },
+     .result = 0x4},
+    {.name = "NoneOfTheFlags",
+     .word = 0x2,
+     .wait = [](Event& e) { return e.WaitOr(0x1, 1); },
+     .result = 0,
+     .leftByAutoReset = 0x2},
+    {.name = "OneOfNoFlags",
+     .word = 0x2,
+     .wait = [](Event& e) { return e.WaitOr(0, 0); },
+     .result = 0,
+     .leftByAutoReset = 0x2},
+    {.name = "AllFlags",
+     .word = 0x7,
+     .wait = [](Event& e) { return e.WaitAnd(0x3); },
+     .result = true,
+     .leftByAutoReset = 0x4},
+    {.name = "NotAllFlags",
+     .word = 0x5,
+     .wait = [](Event& e) { return e.WaitAnd(0x3, 0); },
+     .result = false,
+     .leftByAutoReset = 0x5},
+    {.name = "AllOfNoFlags",
+     .word = 0x5,
+     .wait = [](Event& e) { return e.WaitAnd(0, 0); },
+     .result = true,
+     .leftByAutoReset = 0x5},
+    {.name = "Predicate",
+     .word = High | 5,
+     .wait = [](Event& e) { return e.Wait(HasHigh); },
+     .result = High | 5},
+    {.name = "PredicateInTime",
+     .word = High | 5,
+     .wait = [](Event& e) { return e.Wait(HasHigh, 100); },
+     .result = true},
+    {.name = "PredicateNotMet",
+     .word = 0x5,
+     .wait = [](Event& e) { return e.Wait(Never, 0); },
+     .result = false,
+     .leftByAutoReset = 0x5},
+    {.name = "PredicateMetByZero",
+     .word = 0,
+     .wait = [](Event& e) { return e.Wait(IsZero, 0); },
+     .result = true},
+    {.name = "WithoutALimitTellsWhetherTheWordIsNotZero",
+     .word = 0,
+     .wait = [](Event& e) { return e.Wait(IsZero, Event::NoTimeout); },
+     .result = false},
+    {.name = "BrokenSleepForOneOfTheFlags",
+     .word = 0x5,
+     .wait = [](Event& e) { return e.WaitOr(0x8, 1); },
+     .sleepError = EINVAL,
+     .result = 0,
+     .leftByAutoReset = 0x5},
+    {.name = "BrokenSleepForAllFlags",
+     .word = 0x5,
+     .wait = [](Event& e) { return e.WaitAnd(0x3, 1); },
+     .sleepError = EINVAL,
+     .result = false,
+     .leftByAutoReset = 0x4},
+    {.name = "BrokenSleepForAPredicate",
+     .word = 0x5,
+     .wait = [](Event& e) { return e.Wait(Never, 1); },
+     .sleepError = EINVAL,
+     .result = false},
+};
+
+void CheckWait(const WaitCase& row, Event& event, Word left) {
+  EXPECT_EQ(event.Signal(row.word), 0);
+  EXPECT_EQ(event.Signal(Other), 0);
+  EXPECT_EQ(event.ResetFlags(Other), 0);
+  EXPECT_EQ(event.IsSignalled(0x6), (row.word & 0x6) != 0);
+  sleepError = row.sleepError;
+  EXPECT_EQ(row.wait(event), row.result);
+  sleepError = 0;
+  EXPECT_EQ(event.WaitOr(All, 0), left);
+}
+
 TEST(Event, ConsumesWhatASuccessfulOrBrokenWaitAskedFor) {
-  struct {
-    Word word;
-    std::function<Word(Event&)> wait;
-    Word result, leftByAutoReset;
-    int error = 0;
-  } const cases[] = {
-      {0x5, [](Event& e) { return e.WaitOr(0x4, 100); }, 0x5, 0x1},
-      {0x4, [](Event& e) { return e.WaitOr(0x6, 0); }, 0x4, 0},
-      {0x2, [](Event& e) { return e.WaitOr(0x1, 1); }, 0, 0x2},
-      {0x2, [](Event& e) { return e.WaitOr(0, 0); }, 0, 0x2},
-      {0x7, [](Event& e) { return e.WaitAnd(0x3); }, true, 0x4},
-      {0x5, [](Event& e) { return e.WaitAnd(0x3, 0); }, false, 0x5},
-      {0x5, [](Event& e) { return e.WaitAnd(0, 0); }, true, 0x5},
-      {High | 5, [](Event& e) { return e.Wait(HasHigh); }, High | 5, 0},
-      {High | 5, [](Event& e) { return e.Wait(HasHigh, 100); }, true, 0},
-      {0x5, [](Event& e) { return e.Wait(Never, 0); }, false, 0x5},
-      {0, [](Event& e) { return e.Wait(IsZero, 0); }, true, 0},
-      {0, [](Event& e) { return e.Wait(IsZero, Event::NoTimeout); }, false, 0},  // whether the word is not 0
-      {0x5, [](Event& e) { return e.WaitOr(0x8, 1); }, 0, 0x5, EINVAL},
-      {0x5, [](Event& e) { return e.WaitAnd(0x3, 1); }, false, 0x4, EINVAL},
-      {0x5, [](Event& e) { return e.Wait(Never, 1); }, false, 0, EINVAL},
-  };
-  for (const auto& row : cases) {
-    SCOPED_TRACE(&row - cases);
-    for (const bool autoReset : {true, false}) {
-      for (const std::shared_ptr<Event>& event :
-           {EventFactory::GetSharedEvent(autoReset), {EventFactory::GetUniqueEvent(autoReset)}}) {
-        EXPECT_EQ(event->Signal(row.word), 0);
-        EXPECT_EQ(event->Signal(0x40), 0);
-        EXPECT_EQ(event->ResetFlags(0x40), 0);
-        EXPECT_EQ(event->IsSignalled(0x6), (row.word & 0x6) != 0);
-        sleepError = row.error;
-        EXPECT_EQ(row.wait(*event), row.result);
-        sleepError = 0;
-        EXPECT_EQ(event->WaitOr(0xFFFFFFFF, 0), autoReset ? row.leftByAutoReset : row.word);
-      }
-    }
+  for (const WaitCase& row : WaitCases) {
+    SCOPED_TRACE(row.name);
+    CheckWait(row, *EventFactory::GetUniqueEvent(true), row.leftByAutoReset);
+    CheckWait(row, *EventFactory::GetSharedEvent(true), row.leftByAutoReset);
+    CheckWait(row, *EventFactory::GetUniqueEvent(false), row.word);
+    CheckWait(row, *EventFactory::GetSharedEvent(false), row.word);
   }
 }
 
+// Answers its time-out.
+struct RecordingEvent final : PosixEvent {
+  using PosixEvent::PosixEvent;
+  using PosixEvent::WaitOr;
+  Word WaitOr(Word /*flags*/, unsigned int timeout) override { return timeout; }
+};
+
+struct Cut {
+  std::int64_t microseconds;
+  unsigned int milliseconds;
+};
+
+constexpr Cut Cuts[] = {
+    {.microseconds = 2500, .milliseconds = 2},
+    {.microseconds = 999, .milliseconds = 0},
+    {.microseconds = -2500, .milliseconds = 0},
+    {.microseconds = -5'000'000'000, .milliseconds = 0},
+    {.microseconds = INT64_MAX, .milliseconds = Event::NoTimeout},
+};
+
 TEST(Event, CutsMicrosecondsToMilliseconds) {
-  struct RecordingEvent : PosixEvent {
-    using PosixEvent::PosixEvent;
-    using PosixEvent::WaitOr;
-    Word WaitOr(Word /*flags*/, unsigned int timeout) override { return timeout; }
-  } event(true);
+  RecordingEvent event(true);
   EXPECT_EQ(Event::numberOfEvents, 1U);
-  for (const auto& [microseconds, milliseconds] : std::initializer_list<std::pair<long, unsigned int>>{
-           {2500, 2}, {999, 0}, {-2500, 0}, {-5000000000, 0}, {INT64_MAX, Event::NoTimeout}}) {
-    EXPECT_EQ(event.WaitOr(0x9, std::chrono::microseconds(microseconds)), milliseconds);
+  for (const auto& [microseconds, milliseconds] : Cuts) {
+    const std::chrono::duration<std::int64_t, std::micro> timeout(microseconds);
+    EXPECT_EQ(event.WaitOr(0x9, timeout), milliseconds);
   }
 }
 
@@ -83,10 +166,12 @@ TEST(Event, SetsTheDeadlineOneMillisecondLate) {
   for (unsigned int timeout = 0; timeout < 2500; ++timeout) {  // carries into the seconds at any time of day
     const auto before = steady_clock::now().time_since_epoch();
     const timespec deadline = PosixEvent::CalculateWakeUpTime(timeout);
-    const auto wait = std::chrono::milliseconds(timeout == 0 ? 0 : timeout + 1);
-    const auto begin =
-        std::chrono::seconds(deadline.tv_sec) + std::chrono::nanoseconds(deadline.tv_nsec) - wait;
-    EXPECT_TRUE(begin >= before && begin <= steady_clock::now().time_since_epoch()) << timeout;
+    const auto after = steady_clock::now().time_since_epoch();
+    const unsigned int wait = timeout == 0 ? 0 : timeout + 1;
+    const auto end = std::chrono::seconds(deadline.tv_sec) + std::chrono::nanoseconds(deadline.tv_nsec);
+    const auto begin = end - std::chrono::milliseconds(wait);
+    EXPECT_GE(begin, before) << timeout;
+    EXPECT_LE(begin, after) << timeout;
     EXPECT_LT(deadline.tv_nsec, 1'000'000'000);
   }
 }
@@ -96,7 +181,11 @@ TEST(Event, WakesEveryWaiterAtEverySignal) {
   std::atomic<Word> tests = 0;
   const auto wait = [&] {
     sleepError = EINVAL;  // without a time-out the sleep has no deadline either
-    return event.Wait([&tests](Word word) { return ++tests, word == 0x3; }, Event::NoTimeout);
+    const auto countAndTest = [&tests](Word word) {
+      ++tests;
+      return word == 0x3;
+    };
+    return event.Wait(countAndTest, Event::NoTimeout);
   };
   auto first = std::async(std::launch::async, wait);
   auto second = std::async(std::launch::async, wait);

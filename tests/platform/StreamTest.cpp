@@ -30,19 +30,30 @@ TEST_F(FileStreamTest, IsAStreamNumberedThroughoutTheProcess) {
   EXPECT_FALSE(stream.Connected());
 }
 
+struct Copy {
+  const char* source;
+  unsigned char flags;  // of the target, which holds "old"
+  long count;
+  long result;
+  const char* target;  // afterwards
+};
+
+const Copy Copies[] = {
+    {.source = "four", .flags = REPLACE, .count = 10, .result = 4, .target = "1234"},
+    {.source = "four", .flags = REPLACE, .count = 3, .result = 3, .target = "123"},
+    {.source = "four", .flags = REPLACE, .count = -1, .result = 0, .target = ""},
+    {.source = "missing", .flags = REPLACE, .count = 10, .result = -2, .target = ""},
+    {.source = "four", .flags = READ, .count = 2, .result = -4, .target = "old"},
+};
+
 TEST_F(FileStreamTest, CopiesWhatOneReadOfTheSourceGave) {
   directory.File("four", "1234");
-  const std::tuple<const char*, unsigned char, long, long, const char*> cases[] = {
-      {"four", REPLACE, 10, 4, "1234"},
-      {"four", REPLACE, 3, 3, "123"},
-      {"four", REPLACE, -1, 0, ""},
-      {"missing", REPLACE, 10, -2, ""},
-      {"four", READ, 2, -4, "old"}};
-  for (const auto& [name, flags, count, result, written] : cases) {
-    FileStream source(directory / name, READ);
-    FileStream target(directory.File("target", "old"), flags);
-    EXPECT_EQ(static_cast<Stream&>(target).Write(source, count), result);
-    EXPECT_EQ(ContentOf(directory / "target"), written);
+  for (const Copy& row : Copies) {
+    FileStream source(directory / row.source, READ);
+    FileStream file(directory.File("target", "old"), row.flags);
+    Stream& target = file;
+    EXPECT_EQ(target.Write(source, row.count), row.result);
+    EXPECT_EQ(ContentOf(directory / "target"), row.target);
   }
 }
 
@@ -66,13 +77,29 @@ TEST_F(FileStreamTest, ReportsWhatCannotBeReadOrWritten) {
   EXPECT_EQ(ContentOf(directory / "kept"), "kept");
 }
 
+constexpr unsigned char APPEND = 0x04;
+constexpr unsigned char AT_END = 0x10;
+constexpr unsigned char UNKNOWN = 0xE0;
+
+struct Opening {
+  unsigned char flags;
+  const char* content;  // of a file that held "kept", after "abc" was written
+};
+
+const Opening Openings[] = {
+    {.flags = REPLACE, .content = "abc"},
+    {.flags = READ | WRITE, .content = "abct"},
+    {.flags = READ | WRITE | APPEND, .content = "keptabc"},
+    {.flags = WRITE | APPEND, .content = "keptabc"},
+    {.flags = READ | WRITE | AT_END, .content = "keptabc"},
+    {.flags = READ | REPLACE | UNKNOWN, .content = "abc"},
+};
+
 TEST_F(FileStreamTest, OpensAsItsFlagsSay) {
-  const std::pair<unsigned char, const char*> cases[] = {
-      {REPLACE, "abc"},          {READ | WRITE, "abct"},           {READ | WRITE | 0x04, "keptabc"},
-      {WRITE | 0x04, "keptabc"}, {READ | WRITE | 0x10, "keptabc"}, {READ | REPLACE | 0xE0, "abc"}};
-  for (const auto& [flags, content] : cases) {
-    EXPECT_EQ(FileStream(directory.File("file", "kept"), flags).Write(buffer, 3), 3);
-    EXPECT_EQ(ContentOf(directory / "file"), content) << int{flags};
+  for (const Opening& row : Openings) {
+    FileStream file(directory.File("file", "kept"), row.flags);
+    EXPECT_EQ(file.Write(buffer, 3), 3);
+    EXPECT_EQ(ContentOf(directory / "file"), row.content) << int{row.flags};
   }
 }
 
@@ -98,6 +125,10 @@ TEST(DirectoryLock, IsHeldByOneAtATime) {
   EXPECT_FALSE(DirectoryLock().Acquire(directory.File("file", ""), 0));
 }
 
+std::span<const unsigned char> Content(const ByteBuffer& buffer) {
+  return {buffer.GetBuffer(), buffer.GetWritePosition()};
+}
+
 TEST(ByteBuffer, MovesWhatFitsAndSaysHowMuch) {
   const unsigned char bytes[] = {1, 2, 3, 4, 5, 6};
   ByteBuffer source(4);
@@ -107,10 +138,27 @@ TEST(ByteBuffer, MovesWhatFitsAndSaysHowMuch) {
   EXPECT_EQ(source.FillBuffer(9, 1), 0U);
   EXPECT_EQ(target.FillBuffer(9, 2), 2U);
   EXPECT_EQ(source.Read(target, 10), 1U) << "the target is full";
-  EXPECT_THAT(std::span(target.GetBuffer(), target.GetWritePosition()), ElementsAre(9, 9, 1));
+  EXPECT_THAT(Content(target), ElementsAre(9, 9, 1));
   target.Reset();
-  EXPECT_EQ(source.Read(target, 10), 3U) << "the source is empty";
-  EXPECT_THAT(std::span(target.GetBuffer(), target.GetWritePosition()), ElementsAre(2, 3, 4));
+  EXPECT_EQ(source.Read(target, 2), 2U) << "no more were asked for";
+  EXPECT_EQ(source.Read(target, 10), 1U) << "the source is empty";
+  EXPECT_THAT(Content(target), ElementsAre(2, 3, 4));
+}
+
+TEST(ByteBuffer, BeginsAnewAfterAReset) {
+  const unsigned char bytes[] = {1, 2, 3};
+  ByteBuffer source(3);
+  ByteBuffer target(3);
+  source.Write(bytes, 3);
+  EXPECT_EQ(source.Read(target, 2), 2U);
+  source.Reset();
+  EXPECT_EQ(source.GetReadPosition(), 0U);
+  EXPECT_EQ(source.GetWritePosition(), 0U);
+  EXPECT_EQ(source.Read(target, 1), 0U) << "what was stored does not count";
+  EXPECT_EQ(source.Write(bytes + 1, 2), 2U);
+  target.Reset();
+  EXPECT_EQ(source.Read(target, 3), 2U);
+  EXPECT_THAT(Content(target), ElementsAre(2, 3));
 }
 
 }  // namespace

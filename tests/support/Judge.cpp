@@ -11,7 +11,7 @@ std::string CheckPlace(const StoreModel& before, const StoreModel& after, unsign
   if (entry == before.table[file] && file != write.file) return "";
   if (entry.address < 0x40 || entry.address + entry.size > ChipSize) return "is outside of the file area";
   if (entry.address != before.table[file].address && entry.address % 64 != 0) return "is not aligned";
-  bool leadsThere = false;  // the end of another file
+  bool leadsThere = false;  // the place or the end of another file
   for (unsigned int other = 0; other < Files; ++other) {
     if (other != file && (other == write.file || before.contents[other]) &&
         entry.Overlaps(after.table[other])) {
@@ -19,7 +19,8 @@ std::string CheckPlace(const StoreModel& before, const StoreModel& after, unsign
     }
     const Entry& old = before.table[other];
     const unsigned int next = (old.address + old.size + 63) % 0x10000;
-    leadsThere = leadsThere || (other != 0 && old.HasPlace() && std::min(old.address, next) < 0x4040);
+    const bool endLeadsThere = !old.IsTorn() && next < 0x4040;
+    leadsThere = leadsThere || (other != 0 && old.HasPlace() && (old.address < 0x4040 || endLeadsThere));
   }
   const bool inReserve = file != 0 && after.table[0] == ReservedEntry && entry.address < 0x4040;
   return inReserve && !leadsThere ? "is in the place that is reserved for file 1" : "";

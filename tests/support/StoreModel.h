@@ -68,6 +68,7 @@ class StoreModel final {
   std::array<std::optional<Bytes>, Files> contents;  // no value for a file that is absent or damaged
 
  private:
+  void ReserveOrList();
   [[nodiscard]] std::optional<Bytes> Content(const Entry& entry) const;
   [[nodiscard]] std::optional<Expectation> ExpectWrite(const Command& command) const;
 };

@@ -9,17 +9,18 @@
 
 using VirtualClock::now;
 
-constexpr long Second = 1'000'000'000;  // ns
+constexpr std::uint64_t Second = 1'000'000'000;  // ns
 
 WRAP(int, clock_gettime, clockid_t clock, timespec* time) {
   if (clock != CLOCK_MONOTONIC) return __real_clock_gettime(clock, time);
-  const auto nanoseconds = static_cast<long>(now.load());
-  *time = {nanoseconds / Second, nanoseconds % Second};
+  const std::uint64_t nanoseconds = now;
+  *time = {static_cast<std::time_t>(nanoseconds / Second), static_cast<long>(nanoseconds % Second)};
   return 0;
 }
 
 WRAP(int, pthread_cond_timedwait, pthread_cond_t*, pthread_mutex_t*, const timespec* deadline) {
-  const auto end = static_cast<std::uint64_t>(deadline->tv_sec * Second + deadline->tv_nsec);
+  const auto seconds = static_cast<std::uint64_t>(deadline->tv_sec);
+  const auto end = seconds * Second + static_cast<std::uint64_t>(deadline->tv_nsec);
   for (std::uint64_t before = now; before < end && !now.compare_exchange_weak(before, end);) continue;
   return ETIMEDOUT;
 }

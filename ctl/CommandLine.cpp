@@ -28,7 +28,7 @@ struct Command {
 constexpr Option GoldcrestOption = {"goldcrest", nullptr, "the board's chip is the one at 0x52, not 0x56"};
 constexpr Option FileOption = {"file", "TYPE=PATH", "store the host file PATH; TYPE as in extract"};
 constexpr Option RevisionOption = {"revision", "N", "set the baseboard revision, 0 to 65535"};
-constexpr Option JournalOption = {"journal", "DIR", "keep the journal in DIR, not in /var/lib/brindle"};
+constexpr Option JournalOption = {"journal", "DIR", "keep the journal in DIR, not in " BRINDLE_STATE_DIR};
 constexpr Option DeveloperOption = {"developer", "on|off", "set or clear the developer-board flag"};
 
 const std::vector<Option> JsonAndGoldcrest = {{"json", nullptr, "print JSON"}, GoldcrestOption};

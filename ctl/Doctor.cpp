@@ -142,7 +142,7 @@ class Examination final {
               "; a new group takes effect at the next login",
           hasGroup ? join
                    : "groupadd --system --force brindle && " + join +
-                         " && cp /usr/share/doc/brindle/examples/70-brindle.rules /etc/udev/rules.d/ && "
+                         " && cp " BRINDLE_EXAMPLES_DIR "/70-brindle.rules /etc/udev/rules.d/ && "
                          "udevadm control --reload && udevadm trigger --settle " +
                          node);
   }

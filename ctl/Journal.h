@@ -28,8 +28,8 @@ struct Journal {
 // The file of the journal, which is there while an update is under way or was cut off.
 class JournalFile final {
  public:
-  // Made by the package.
-  static constexpr char DefaultFolder[] = "/var/lib/brindle";
+  // Part of the installation.
+  static constexpr char DefaultFolder[] = BRINDLE_STATE_DIR;
 
   explicit JournalFile(const std::string& folder);
 

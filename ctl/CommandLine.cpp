@@ -37,7 +37,7 @@ constexpr Option FileOption = {"file", "TYPE=PATH", "store the host file PATH; T
 constexpr Option RemoveOption = {"remove", "TYPE", "remove a stored file; the others stay where they are"};
 constexpr Option RevisionOption = {"revision", "N", "set the baseboard revision, 0 to 65534"};
 constexpr Option DeveloperOption = {"developer", "on|off", "set or clear the developer-board flag"};
-constexpr Option JournalOption = {"journal", "DIR", "keep the journal in DIR, not in /var/lib/brindle"};
+constexpr Option JournalOption = {"journal", "DIR", "keep the journal in DIR, not in " BRINDLE_STATE_DIR};
 
 const std::vector<Option> JsonAndGoldcrest = {{"json", nullptr, "print JSON"}, GoldcrestOption};
 

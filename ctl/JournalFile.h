@@ -9,8 +9,8 @@
 
 class JournalFile final {
  public:
-  // Made by the package.
-  static constexpr char DefaultFolder[] = "/var/lib/brindle";
+  // Part of the installation.
+  static constexpr char DefaultFolder[] = BRINDLE_STATE_DIR;
 
   explicit JournalFile(const std::string& folderPath = DefaultFolder);
 

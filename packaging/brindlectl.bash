@@ -1,11 +1,43 @@
-# bash completion for brindlectl(8): commands and options as the program itself lists them, types, switches, paths.
+# bash completion for brindlectl(8): commands, options and what they take, as the program's own help lists them.
+
+# Offers what the help calls KIND, an operand or the value of an option. VALUE is what is typed of it.
+_brindlectl_offer() { # KIND VALUE
+  local choices=''
+  case ${1%...} in
+    SOURCE)
+      compopt -o filenames
+      mapfile -t COMPREPLY < <(compgen -W board -- "$2"; compgen -f -- "$2")
+      ;;
+    PATH | IMAGE) compopt -o default ;; # no words: readline's file names
+    DIR) compopt -o dirnames ;;
+    TYPE) choices='1 2 3 peripheral upgrade board' ;;
+    TYPE=PATH)
+      if [[ $2 == *=* ]]; then
+        _brindlectl_offer PATH "${2#*=}"
+      else
+        choices='1= 2= 3= peripheral= upgrade= board='
+        compopt -o nospace
+      fi
+      ;;
+    *'|'*) choices=${1//|/ } ;;
+  esac
+  [ -z "$choices" ] || mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$2")
+}
+
+# Sets `kind` to what `help` calls the value of an option, or to nothing.
+_brindlectl_kind() { # OPTION
+  kind=''
+  [[ ! $help =~ "  $1="([^ ]+) ]] || kind=${BASH_REMATCH[1]}
+}
 
 _brindlectl() {
-  local current=${COMP_WORDS[COMP_CWORD]} previous='' words=() word operands=0 choices=''
+  local current=${COMP_WORDS[COMP_CWORD]} previous='' words=("${COMP_WORDS[0]}") word
   COMPREPLY=()
-  for word in "${COMP_WORDS[@]::COMP_CWORD}"; do
+  for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
     if [[ $previous == [\<\>\&]* ]]; then # the file of a redirection
       word=''
+    elif [[ $word == = || ${words[-1]} == *= ]]; then # the shell takes --option=value apart into three words
+      words[-1]+=$word
     elif [[ $word != [\<\>\&]* ]]; then
       words+=("$word")
     elif [[ $COMP_LINE == *" ${words[-1]}$word"* ]]; then # the descriptor of a redirection
@@ -17,26 +49,38 @@ _brindlectl() {
     compopt -o bashdefault -o default
     return
   fi
-  # The shell takes --option=value apart into three words.
-  previous=${words[-1]}
-  [ "$current" != = ] || current=''
-  [ "$previous" != = ] || previous=${words[-2]}
-  for word in "${words[@]:2}"; do [[ $word == -?* ]] || operands=$((operands + 1)); done
   if ((${#words[@]} == 1)); then
-    choices="--help --version $("${words[0]}" --help 2>/dev/null | sed -n 's/^  \([a-z]\+\) .*/\1/p')"
-  elif [[ $current == -?* ]]; then
-    choices=$("${words[0]}" "${words[1]}" --help 2>/dev/null | sed -n 's/^  \(--[a-z-]*\).*/\1/p')
-  elif [ "$previous" = --file ]; then
-    choices='1= 2= 3= peripheral= upgrade= board='
-    compopt -o nospace
-  elif [ "$previous" = --developer ]; then
-    choices='on off'
-  elif [ "${words[1]}:$operands" = extract:1 ]; then
-    choices='1 2 3 peripheral upgrade board'
-  else
-    compopt -o default # no words: readline's file names
+    mapfile -t COMPREPLY < <(compgen -W "--help --version $("${words[0]}" --help 2>/dev/null |
+      sed -n 's/^  \([a-z]\+\) .*/\1/p')" -- "$current")
+    return
   fi
-  mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$current")
+
+  local help kind='' operands operand=0
+  help=$("${words[0]}" "${words[1]}" --help 2>/dev/null)
+  read -ra operands < <(sed -n '1s/.*\[OPTION\.\.\.\]//p' <<<"$help" | tr -d '[]')
+  if [[ $current == = || ${words[-1]} == *= ]]; then
+    current=${words[-1]}$current
+    unset 'words[-1]'
+  fi
+  for word in "${words[@]:2}"; do
+    if [ -n "$kind" ]; then # the value of the option before
+      kind=''
+    elif [[ $word == -?* ]]; then
+      _brindlectl_kind "$word"
+    elif [[ ${operands[operand]-} != *... ]]; then
+      operand=$((operand + 1))
+    fi
+  done
+  if [ -n "$kind" ]; then
+    _brindlectl_offer "$kind" "$current"
+  elif [[ $current == --*=* ]]; then
+    _brindlectl_kind "${current%%=*}"
+    _brindlectl_offer "$kind" "${current#*=}"
+  elif [[ $current == -?* ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "$(sed -n 's/^  \(--[a-z-]*\).*/\1/p' <<<"$help")" -- "$current")
+  else
+    _brindlectl_offer "${operands[operand]-}" "$current"
+  fi
 }
 
 complete -F _brindlectl brindlectl

@@ -7,7 +7,7 @@ LICENSE = "CLOSED"
 
 SRC_URI = "file://run-ptest"
 
-inherit cmake bash-completion ptest externalsrc
+inherit cmake bash-completion ptest systemd externalsrc
 
 EXTERNALSRC = "${@os.path.realpath(d.getVar('THISDIR') + '/../..')}"
 
@@ -15,13 +15,20 @@ PACKAGECONFIG ??= "ctl ${@bb.utils.contains('PTEST_ENABLED', '1', 'tests', '', d
 PACKAGECONFIG[ctl] = "-DBRINDLE_BUILD_CTL=ON,-DBRINDLE_BUILD_CTL=OFF,nlohmann-json"
 PACKAGECONFIG[tests] = "-DBRINDLE_BUILD_TESTS=ON,-DBRINDLE_BUILD_TESTS=OFF,googletest"
 
-# Lists the tests when they run: the build machine cannot execute the programs.
-EXTRA_OECMAKE += "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"
+# Tests are listed when they run: the build machine cannot execute the programs.
+EXTRA_OECMAKE += "\
+    -DCMAKE_BUILD_TYPE=Release \
+    -DBRINDLE_SYSTEMD_UNIT_DIR=${systemd_system_unitdir} \
+    -DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST \
+"
 
-# For the journal of an update.
-do_install:append() {
-    install -d ${D}${localstatedir}/lib/brindle
-}
+SYSTEMD_SERVICE:${PN} = "${@bb.utils.contains('PACKAGECONFIG', 'ctl', 'brindlectl-recover.service', '', d)}"
+SYSTEMD_AUTO_ENABLE ?= "disable"
+
+# The udev rule has to be on the board, where "brindlectl doctor" names it; the manuals do not.
+PACKAGES =+ "${PN}-examples"
+FILES:${PN}-examples = "${docdir}/brindle/examples"
+RDEPENDS:${PN} += "${PN}-examples"
 
 do_install_ptest() {
     install -d ${D}${PTEST_PATH}/tests

@@ -17,8 +17,9 @@ constexpr unsigned int SecondAddress = 0x52;
 // Opens the standard descriptors that are closed, so that no image gets their numbers and no error message
 // goes into an EEPROM. For the command they stay closed.
 void FillStandardDescriptors() {
-  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(descriptor, F_GETFD) < 0) static_cast<void>(open("/dev/null", O_RDWR | O_CLOEXEC));
+  }
 }
 
 }  // namespace
@@ -53,8 +54,9 @@ Board::Board(const BoardOptions& options)
       eeprom(options.image, options.kind, options.address, options) {
   std::copy(options.faults.begin(), options.faults.end(), eeprom.model.faults);
   if (!options.secondImage.empty()) {
-    if (chip_model_answers_at(&eeprom.model, SecondAddress) != 0)
+    if (chip_model_answers_at(&eeprom.model, SecondAddress) != 0) {
       throw BoardError("--second: the EEPROM itself answers at address 0x52; see --address");
+    }
     second.emplace(options.secondImage, CHIP_CAT24C256, SecondAddress, options);
   }
   for (const BoardTree::Adapter& adapter : BoardTree::Adapters) {
@@ -82,8 +84,9 @@ int Board::Run() {
 }
 
 void Board::MountNodes() {
-  for (I2CAdapter& adapter : adapters)
+  for (I2CAdapter& adapter : adapters) {
     nodes.push_back(std::make_unique<FuseNode>(BoardTree::NodePath(adapter.Number()), adapter, trace, lock));
+  }
 }
 
 void Board::FinishTrace() {

@@ -64,8 +64,9 @@ std::uint64_t ParseNumber(const std::string& what, std::string_view text, std::u
   std::uint64_t value = 0;
   const auto [end, error] =
       std::from_chars(digits.data(), digits.data() + digits.size(), value, hexadecimal ? 16 : 10);
-  if (error != std::errc{} || end != digits.data() + digits.size() || value > most)
+  if (error != std::errc{} || end != digits.data() + digits.size() || value > most) {
     throw BoardError(what + ": '" + std::string(text) + "' is no number from 0 to " + std::to_string(most));
+  }
   return value;
 }
 
@@ -76,8 +77,9 @@ unsigned int ParseAddress(const std::string& what, std::string_view text) {
 chip_fault ParseFault(const std::string& text) {
   chip_fault fault{};
   const char* const rest = chip_fault_parse(text.c_str(), &fault);
-  if (!rest || *rest != '\0')
+  if (!rest || *rest != '\0') {
     throw BoardError("--fault: '" + text + "' is no KIND:FIRST[:COUNT[:PARAMETER]]; see --help");
+  }
   return fault;
 }
 
@@ -136,8 +138,9 @@ BoardOptions BoardOptions::Parse(int count, char** arguments) {
   }
   if (options.help) return options;
   if (options.faults.size() > CHIP_FAULTS) throw BoardError("at most four --fault options; see --help");
-  if (count - optind < 3 || std::string_view(arguments[optind + 1]) != "--")
+  if (count - optind < 3 || std::string_view(arguments[optind + 1]) != "--") {
     throw BoardError("expected IMAGE -- COMMAND [ARGUMENT]... after the options; see --help");
+  }
   options.image = arguments[optind];
   options.command = arguments + optind + 2;
   return options;

@@ -74,8 +74,9 @@ void BoardTree::Build(const std::set<unsigned int>& claimed) try {
   }
   // A clock chip on the EEPROM's bus: an entry in the list that is no adapter and has no node.
   AddDevice(fs::path("40150000.i2c") / AdapterName(EepromBus), DeviceName(EepromBus, ClockAddress), "ds1307");
-  for (const Adapter& adapter : Adapters)
+  for (const Adapter& adapter : Adapters) {
     for (const unsigned int address : claimed) Claim(adapter, address);
+  }
 } catch (const fs::filesystem_error& error) {
   throw BoardError(error.what());
 }

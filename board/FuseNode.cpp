@@ -23,9 +23,10 @@ namespace {
 Descriptor OpenFuse() {
   Descriptor fuse(open("/dev/fuse", O_RDWR | O_CLOEXEC));
   if (fuse.Get() >= 0) return fuse;
-  if (errno == ENOENT || errno == ENODEV || errno == ENXIO)
+  if (errno == ENOENT || errno == ENODEV || errno == ENXIO) {
     throw BoardError("/dev/fuse is missing: load it with 'modprobe fuse', or give it to the container",
                      BoardExit::NotPossibleHere);
+  }
   throw BoardError(std::string("/dev/fuse cannot be opened (") + std::strerror(errno) +
                        "): run as root, or allow it with 'chmod 666 /dev/fuse'",
                    BoardExit::NotPossibleHere);
@@ -57,12 +58,14 @@ std::string DescribeRequest(unsigned int request, std::uint64_t argument) {
                                                                        {I2C_SMBUS, "I2C_SMBUS"}}};
   std::array<char, 64> text{};
   std::snprintf(text.data(), text.size(), "ioctl 0x%x -", request);
-  for (const auto& [number, name] : Names)
-    if (number == request && TakesPointer(request))
+  for (const auto& [number, name] : Names) {
+    if (number == request && TakesPointer(request)) {
       std::snprintf(text.data(), text.size(), "ioctl %s -", name);
-    else if (number == request)
+    } else if (number == request) {
       std::snprintf(text.data(), text.size(), "ioctl %s 0x%llx", name,
                     static_cast<unsigned long long>(argument));
+    }
+  }
   return text.data();
 }
 
@@ -136,10 +139,11 @@ struct FuseNode::Calls {
     std::vector<unsigned char> data(std::min(length, I2CDevFile::MaxTransfer));
     const int result = FileOf(request, info).Read(data);
     call.End("read " + std::to_string(length), result);
-    if (result < 0)
+    if (result < 0) {
       fuse_reply_err(request, -result);
-    else
+    } else {
       fuse_reply_buf(request, reinterpret_cast<const char*>(data.data()), static_cast<std::size_t>(result));
+    }
   }
 
   static void Write(fuse_req_t request, fuse_ino_t /*inode*/, const char* bytes, std::size_t length,
@@ -148,10 +152,11 @@ struct FuseNode::Calls {
     const std::span data(reinterpret_cast<const unsigned char*>(bytes), length);
     const int result = FileOf(request, info).Write(data.first(std::min(length, I2CDevFile::MaxTransfer)));
     call.End("write " + std::to_string(length), result);
-    if (result < 0)
+    if (result < 0) {
       fuse_reply_err(request, -result);
-    else
+    } else {
       fuse_reply_write(request, static_cast<std::size_t>(result));
+    }
   }
 
   static void Ioctl(fuse_req_t request, fuse_ino_t /*inode*/, unsigned int number, void* argument,
@@ -163,10 +168,11 @@ struct FuseNode::Calls {
     const CallerMemory caller(fuse_req_ctx(request)->pid);
     const int result = refused ? -ENOTTY : FileOf(request, info).Ioctl(number, value, caller);
     call.End(DescribeRequest(number, value), result);
-    if (result < 0)
+    if (result < 0) {
       fuse_reply_err(request, -result);
-    else
+    } else {
       fuse_reply_ioctl(request, result, nullptr, 0);
+    }
   }
 
   static fuse_lowlevel_ops Table() {
@@ -191,10 +197,11 @@ FuseNode::FuseNode(const std::string& path, I2CAdapter& servedAdapter, CallTrace
   const std::string options = "fd=" + std::to_string(fuse.Get()) +
                               ",rootmode=100000,user_id=" + std::to_string(getuid()) +
                               ",group_id=" + std::to_string(getgid()) + ",allow_other";
-  if (mount("brindle-board", path.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0)
+  if (mount("brindle-board", path.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0) {
     throw BoardError("mounting FUSE on " + path + " is refused (" + std::strerror(errno) +
                          "): run as root, or allow FUSE in user namespaces",
                      BoardExit::NotPossibleHere);
+  }
   node = Descriptor(open(path.c_str(), O_PATH | O_CLOEXEC));
   if (node.Get() < 0) throw BoardError(path + ": " + std::strerror(errno));
 
@@ -206,8 +213,9 @@ FuseNode::FuseNode(const std::string& path, I2CAdapter& servedAdapter, CallTrace
   fuse_opt_free_args(&all);
   // This name tells libfuse that the descriptor is mounted already.
   const std::string mounted = "/dev/fd/" + std::to_string(fuse.Get());
-  if (!session || fuse_session_mount(session.get(), mounted.c_str()) != 0)
+  if (!session || fuse_session_mount(session.get(), mounted.c_str()) != 0) {
     throw BoardError("libfuse refuses to serve " + path);
+  }
   static_cast<void>(fuse.Release());  // the session closes it
 }
 
@@ -223,9 +231,11 @@ void FuseNode::MakeOwnerKnown() const {
 void FuseNode::Start() {
   server = std::thread([this] {
     fuse_buf buffer{};
-    while (served && !fuse_session_exited(session.get()))
-      if (fuse_session_receive_buf(session.get(), &buffer) > 0)
+    while (served && !fuse_session_exited(session.get())) {
+      if (fuse_session_receive_buf(session.get(), &buffer) > 0) {
         fuse_session_process_buf(session.get(), &buffer);
+      }
+    }
     std::free(buffer.mem);
   });
 }

@@ -18,8 +18,9 @@ static const char* const names[] = {
 
 /* Returns what follows `name` and a colon at the start of `text`, or null. */
 static const char* skip_name(const char* text, const char* name) {
-  for (; *name; ++name, ++text)
+  for (; *name; ++name, ++text) {
     if (*text != *name) return 0;
+  }
   return *text == ':' ? text + 1 : 0;
 }
 

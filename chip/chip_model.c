@@ -53,8 +53,9 @@ static int strikes(const struct chip_fault* fault, enum chip_fault_kind kind, un
 static struct chip_fault* message_fault(struct chip_model* chip, enum chip_fault_kind kind) {
   unsigned int i;
 
-  for (i = 0; i < CHIP_FAULTS; ++i)
+  for (i = 0; i < CHIP_FAULTS; ++i) {
     if (strikes(&chip->faults[i], kind, chip->messages)) return &chip->faults[i];
+  }
   return 0;
 }
 
@@ -128,8 +129,9 @@ static struct chip_fault* power_fault(struct chip_model* chip) {
     fault = &chip->faults[i];
     if (strikes(fault, CHIP_FAULT_POWER_NOTHING, chip->page_writes) ||
         strikes(fault, CHIP_FAULT_POWER_FIRST, chip->page_writes) ||
-        strikes(fault, CHIP_FAULT_POWER_GROUPS, chip->page_writes))
+        strikes(fault, CHIP_FAULT_POWER_GROUPS, chip->page_writes)) {
       return fault;
+    }
   }
   return 0;
 }
@@ -157,8 +159,9 @@ static void write_page(struct chip_model* chip, const unsigned char* data, unsig
   cut = power_fault(chip);
   for (i = 0; i < length; ++i) {
     last = offset;
-    if (!dropped && survives(cut, i, offset))
+    if (!dropped && survives(cut, i, offset)) {
       chip->memory[base + offset] = (unsigned char)(data[i] ^ (i == flip ? mask : 0));
+    }
     if (!stuck) offset = (offset + 1) & (page - 1);
   }
   if (!stuck) chip->counter = (base + last + 1) & (rules_of(chip)->size - 1);
@@ -185,8 +188,9 @@ int chip_model_write(struct chip_model* chip, unsigned int slave, const unsigned
   flip = flipped_byte(chip, moved, &mask);
   for (i = 0; i < address_bytes; ++i) address = (address << 8) | (data[i] ^ (i == flip ? mask : 0U));
   chip->counter = with_slave_bits(chip, slave, address);
-  if (moved > address_bytes)
+  if (moved > address_bytes) {
     write_page(chip, data + address_bytes, moved - address_bytes, flip - address_bytes, mask, now);
+  }
   return (int)moved;
 }
 

@@ -42,6 +42,7 @@ or COUNT page writes from number FIRST on, after which the EEPROM does not answe
   power-nothing  the power fails before anything of the page is stored
   power-first    the power fails when PARAMETER bytes of the page are stored
   power-groups   the power fails when only those groups of four bytes are stored whose bits PARAMETER sets
+  power-anything the power fails when the whole page is erased, or with PARAMETER > 0 holds bytes made from it
 
 Lines of the trace: TIME is in seconds of the monotonic clock, for a call when it began; a call follows its
 messages. OPEN numbers the opens of a node. PID is 0 for a close. BYTES are hexadecimal digits, - for none. A

@@ -127,11 +127,8 @@ static struct chip_fault* power_fault(struct chip_model* chip) {
 
   for (i = 0; i < CHIP_FAULTS; ++i) {
     fault = &chip->faults[i];
-    if (strikes(fault, CHIP_FAULT_POWER_NOTHING, chip->page_writes) ||
-        strikes(fault, CHIP_FAULT_POWER_FIRST, chip->page_writes) ||
-        strikes(fault, CHIP_FAULT_POWER_GROUPS, chip->page_writes)) {
+    if (fault->kind >= CHIP_FAULT_POWER_NOTHING && strikes(fault, fault->kind, chip->page_writes))
       return fault;
-    }
   }
   return 0;
 }
@@ -141,6 +138,18 @@ static int survives(const struct chip_fault* cut, unsigned int index, unsigned i
   if (!cut) return 1;
   if (cut->kind == CHIP_FAULT_POWER_FIRST) return index < cut->parameter;
   return cut->kind == CHIP_FAULT_POWER_GROUPS && ((cut->parameter >> (offset >> 2)) & 1) != 0;
+}
+
+/* Fills a page whose write cycle was interrupted: with 0xFF for the seed 0, else with pseudo-random bytes. */
+static void scramble(unsigned char* page, unsigned int length, unsigned long long seed) {
+  unsigned long long state = seed;
+  unsigned int i;
+
+  for (i = 0; i < length; ++i) {
+    /* Knuth's MMIX generator, whose high bits are the random ones. */
+    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+    page[i] = seed ? (unsigned char)(state >> 56) : 0xFF;
+  }
 }
 
 /* Stores `length` data bytes from the counter on and starts the write cycle. `flip` is an index in `data`. */
@@ -167,6 +176,7 @@ static void write_page(struct chip_model* chip, const unsigned char* data, unsig
   if (!stuck) chip->counter = (base + last + 1) & (rules_of(chip)->size - 1);
   chip->busy_until = now + chip->write_cycle;
   if (!cut) return;
+  if (cut->kind == CHIP_FAULT_POWER_ANYTHING && !dropped) scramble(chip->memory + base, page, cut->parameter);
   ++cut->met;
   chip->powered = 0;
 }

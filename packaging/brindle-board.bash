@@ -19,7 +19,7 @@ _brindle_board() {
     --refusal:*) choices='ENXIO EREMOTEIO' ;;
     --fault:*)
       compopt -o nospace
-      choices='refuse: refuse-late: short: flip: drop: stuck: foreign: power-nothing: power-first: power-groups:'
+      choices='refuse: refuse-late: short: flip: drop: stuck: foreign: power-nothing: power-first: power-groups: power-anything:'
       ;;
     --address:* | --write-cycle:* | --clock:* | --claim:*) ;;
     *:-*) choices="$options --" ;;

@@ -27,8 +27,8 @@ void FillStandardDescriptors() {
 int Board::Main(int count, char** arguments) try {
   FillStandardDescriptors();
   const BoardOptions options = BoardOptions::Parse(count, arguments);
-  if (options.help) {
-    std::cout << BoardOptions::HelpText() << std::flush;
+  if (options.answer) {
+    std::cout << options.answer << std::flush;
     return 0;
   }
   return Board(options).Run();

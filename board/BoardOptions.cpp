@@ -28,6 +28,7 @@ see the board.
   --fault FAULT          what goes wrong, see below; at most four
   --trace FILE           write a line for every call and every message to FILE
   --help                 show this text
+  --version              show the version
 
 FAULT is KIND:FIRST[:COUNT[:PARAMETER]]. It strikes COUNT (default 1, 0 for ever) messages to the EEPROM in
 IMAGE, from number FIRST (1 is the first) on:
@@ -96,7 +97,7 @@ int ParseRefusal(std::string_view text) {
   throw BoardError("--refusal: '" + std::string(text) + "' is neither ENXIO nor EREMOTEIO");
 }
 
-constexpr std::array<option, 11> LongOptions{{{"address", required_argument, nullptr, 0},
+constexpr std::array<option, 12> LongOptions{{{"address", required_argument, nullptr, 0},
                                               {"kind", required_argument, nullptr, 0},
                                               {"second", required_argument, nullptr, 0},
                                               {"write-cycle", required_argument, nullptr, 0},
@@ -106,6 +107,7 @@ constexpr std::array<option, 11> LongOptions{{{"address", required_argument, nul
                                               {"fault", required_argument, nullptr, 0},
                                               {"trace", required_argument, nullptr, 0},
                                               {"help", no_argument, nullptr, 0},
+                                              {"version", no_argument, nullptr, 0},
                                               {}}};
 
 void Apply(BoardOptions& options, std::string_view name, const std::string& value) {
@@ -118,26 +120,23 @@ void Apply(BoardOptions& options, std::string_view name, const std::string& valu
   if (name == "claim") options.claimed.insert(ParseAddress("--claim", value));
   if (name == "fault") options.faults.push_back(ParseFault(value));
   if (name == "trace") options.trace = value;
-  if (name == "help") options.help = true;
+  if (name == "help") options.answer = Help;
+  if (name == "version") options.answer = "brindle-board " BRINDLE_VERSION "\n";
 }
 
 }  // namespace
-
-const char* BoardOptions::HelpText() {
-  return Help;
-}
 
 BoardOptions BoardOptions::Parse(int count, char** arguments) {
   BoardOptions options;
   opterr = 0;
   int index = 0;
   for (int found = 0;
-       (found = getopt_long(count, arguments, "+:", LongOptions.data(), &index)) != -1 && !options.help;) {
+       (found = getopt_long(count, arguments, "+:", LongOptions.data(), &index)) != -1 && !options.answer;) {
     if (found == '?') throw BoardError(std::string(arguments[optind - 1]) + ": no such option; see --help");
     if (found == ':') throw BoardError(std::string(arguments[optind - 1]) + " needs a value; see --help");
     Apply(options, LongOptions.at(static_cast<std::size_t>(index)).name, optarg ? optarg : "");
   }
-  if (options.help) return options;
+  if (options.answer) return options;
   if (options.faults.size() > CHIP_FAULTS) throw BoardError("at most four --fault options; see --help");
   if (count - optind < 3 || std::string_view(arguments[optind + 1]) != "--") {
     throw BoardError("expected IMAGE -- COMMAND [ARGUMENT]... after the options; see --help");

@@ -12,9 +12,8 @@
 struct BoardOptions {
   // Throws BoardError if the arguments are wrong. `command` points into `arguments`.
   static BoardOptions Parse(int count, char** arguments);
-  static const char* HelpText();
 
-  bool help = false;  // only the help text is wanted; nothing else is valid then
+  const char* answer = nullptr;  // only this text is wanted, to print; nothing else is valid then
   std::string image;
   char** command = nullptr;  // ends with a null pointer, as execvp needs it
 

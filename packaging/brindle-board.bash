@@ -2,7 +2,7 @@
 
 _brindle_board() {
   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} choices='' i
-  local options='--address --kind --second --write-cycle --refusal --clock --claim --fault --trace --help'
+  local options='--address --kind --second --write-cycle --refusal --clock --claim --fault --trace --help --version'
   COMPREPLY=()
   for ((i = 1; i < COMP_CWORD; i++)); do
     [ "${COMP_WORDS[i]}" = -- ] || continue

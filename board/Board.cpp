@@ -65,7 +65,7 @@ Board::Board(const BoardOptions& options)
       bus.Attach(eeprom.model);
       if (second) bus.Attach(second->model);
     }
-    adapters.emplace_back(adapter.number, std::move(bus));
+    adapters.emplace_back(adapter.number, std::move(bus), options.limits);
   }
 }
 

@@ -24,6 +24,8 @@ see the board.
   --write-cycle US       length of the EEPROM's write cycle in microseconds (5000)
   --refusal NAME         error of a message that no chip acknowledges: ENXIO (default) or EREMOTEIO
   --clock HZ             messages take as long as on a bus of this clock rate (default: no time)
+  --adapter KIND         what the adapters perform: i2c (default) or smbus, SMBus transactions alone
+  --max-write BYTES      longest message that the adapters send; a longer one fails with EOPNOTSUPP
   --claim ADDRESS        a kernel driver is bound to ADDRESS on every bus: I2C_SLAVE fails with EBUSY
   --fault FAULT          what goes wrong, see below; at most four
   --trace FILE           write a line for every call and every message to FILE
@@ -97,12 +99,21 @@ int ParseRefusal(std::string_view text) {
   throw BoardError("--refusal: '" + std::string(text) + "' is neither ENXIO nor EREMOTEIO");
 }
 
-constexpr std::array<option, 12> LongOptions{{{"address", required_argument, nullptr, 0},
+bool ParseSmbusOnly(std::string_view text) {
+  if (text != "i2c" && text != "smbus") {
+    throw BoardError("--adapter: '" + std::string(text) + "' is neither i2c nor smbus");
+  }
+  return text == "smbus";
+}
+
+constexpr std::array<option, 14> LongOptions{{{"address", required_argument, nullptr, 0},
                                               {"kind", required_argument, nullptr, 0},
                                               {"second", required_argument, nullptr, 0},
                                               {"write-cycle", required_argument, nullptr, 0},
                                               {"refusal", required_argument, nullptr, 0},
                                               {"clock", required_argument, nullptr, 0},
+                                              {"adapter", required_argument, nullptr, 0},
+                                              {"max-write", required_argument, nullptr, 0},
                                               {"claim", required_argument, nullptr, 0},
                                               {"fault", required_argument, nullptr, 0},
                                               {"trace", required_argument, nullptr, 0},
@@ -117,6 +128,8 @@ void Apply(BoardOptions& options, std::string_view name, const std::string& valu
   if (name == "write-cycle") options.writeCycle = ParseNumber("--write-cycle", value, 1000000000) * 1000;
   if (name == "refusal") options.refusal = ParseRefusal(value);
   if (name == "clock") options.clock = ParseNumber("--clock", value, 5000000);
+  if (name == "adapter") options.limits.smbusOnly = ParseSmbusOnly(value);
+  if (name == "max-write") options.limits.maxWrite = ParseNumber("--max-write", value, 0xFFFF);
   if (name == "claim") options.claimed.insert(ParseAddress("--claim", value));
   if (name == "fault") options.faults.push_back(ParseFault(value));
   if (name == "trace") options.trace = value;

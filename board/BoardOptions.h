@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "board/I2CAdapter.h"
 #include "chip/chip_model.h"
 
 struct BoardOptions {
@@ -22,6 +23,7 @@ struct BoardOptions {
   std::string secondImage;             // empty: no second chip
   std::uint64_t writeCycle = 5000000;  // nanoseconds
   int refusal = -ENXIO;
+  I2CAdapter::Limits limits;       // of every adapter
   std::uint64_t clock = 0;         // of the bus, in Hz; 0: messages take no time
   std::set<unsigned int> claimed;  // slave addresses that a kernel driver holds
   std::vector<chip_fault> faults;  // of the first chip, at most CHIP_FAULTS

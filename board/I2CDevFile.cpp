@@ -66,11 +66,11 @@ std::size_t SmbusDataSize(std::uint32_t size) {
 
 int I2CDevFile::Write(std::span<const unsigned char> data) {
   std::vector<unsigned char> copy(data.begin(), data.end());
-  return adapter->Bus().Move(MessageOf(false, copy));
+  return adapter->Transfer(MessageOf(false, copy));
 }
 
 int I2CDevFile::Read(std::span<unsigned char> data) {
-  return adapter->Bus().Move(MessageOf(true, data));
+  return adapter->Transfer(MessageOf(true, data));
 }
 
 int I2CDevFile::Ioctl(unsigned int request, std::uint64_t argument, const CallerMemory& caller) {
@@ -85,7 +85,7 @@ int I2CDevFile::Ioctl(unsigned int request, std::uint64_t argument, const Caller
     case I2C_PEC:
       return 0;
     case I2C_FUNCS:
-      return caller.WriteObject(argument, I2CAdapter::Functions) ? 0 : -EFAULT;
+      return caller.WriteObject(argument, adapter->Functions()) ? 0 : -EFAULT;
     case I2C_RDWR:
       return TransferMessages(argument, caller);
     case I2C_SMBUS:

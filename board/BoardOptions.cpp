@@ -26,7 +26,9 @@ see the board.
   --clock HZ             messages take as long as on a bus of this clock rate (default: no time)
   --adapter KIND         what the adapters perform: i2c (default) or smbus, SMBus transactions alone
   --max-write BYTES      longest message that the adapters send; a longer one fails with EOPNOTSUPP
-  --claim ADDRESS        a kernel driver is bound to ADDRESS on every bus: I2C_SLAVE fails with EBUSY
+  --claim ADDRESS[:PAGE] a kernel driver is bound to ADDRESS on every bus: I2C_SLAVE fails with EBUSY. An
+                         EEPROM has the at24 driver's file /sys/bus/i2c/devices/5-00AA/eeprom, whose writes are
+                         PAGE bytes long at most (default, and 0: the EEPROM's page)
   --fault FAULT          what goes wrong, see below; at most four
   --trace FILE           write a line for every call and every message to FILE
   --help                 show this text
@@ -48,8 +50,9 @@ or COUNT page writes from number FIRST on, after which the EEPROM does not answe
   power-anything the power fails when the whole page is erased, or with PARAMETER > 0 holds bytes made from it
 
 Lines of the trace: TIME is in seconds of the monotonic clock, for a call when it began; a call follows its
-messages. OPEN numbers the opens of a node. PID is 0 for a close. BYTES are hexadecimal digits, - for none. A
-negative RESULT is followed by its name.
+messages. BUS is i2c-N, or for a driver's files N-00AA/eeprom, DRIVER/bind or DRIVER/unbind. OPEN numbers the
+opens of a file. PID is 0 for a close. BYTES are hexadecimal digits, - for none. A negative RESULT is followed by
+its name.
   TIME PID BUS OPEN open = RESULT
   TIME PID BUS OPEN close = RESULT
   TIME PID BUS OPEN read|write LENGTH = RESULT
@@ -61,6 +64,8 @@ The exit code is COMMAND's, or 128 + N if signal N ended it. The board itself en
 lacks /dev/fuse or refuses the namespace, 125 on any other failure, 126 if COMMAND cannot be executed, and 127
 if it does not exist.
 )";
+
+constexpr std::uint64_t MaxPage = 128;  // what the at24 driver transfers at once
 
 std::uint64_t ParseNumber(const std::string& what, std::string_view text, std::uint64_t most) {
   const bool hexadecimal = text.starts_with("0x");
@@ -76,6 +81,15 @@ std::uint64_t ParseNumber(const std::string& what, std::string_view text, std::u
 
 unsigned int ParseAddress(const std::string& what, std::string_view text) {
   return static_cast<unsigned int>(ParseNumber(what, text, 0x7F));
+}
+
+// The text is ADDRESS[:PAGE].
+void ParseClaim(BoardOptions& options, std::string_view text) {
+  const std::size_t colon = text.find(':');
+  const unsigned int address = ParseAddress("--claim", text.substr(0, colon));
+  options.claimed.insert(address);
+  if (colon == std::string_view::npos) return;
+  options.driverPages[address] = ParseNumber("--claim", text.substr(colon + 1), MaxPage);
 }
 
 chip_fault ParseFault(const std::string& text) {
@@ -130,7 +144,7 @@ void Apply(BoardOptions& options, std::string_view name, const std::string& valu
   if (name == "clock") options.clock = ParseNumber("--clock", value, 5000000);
   if (name == "adapter") options.limits.smbusOnly = ParseSmbusOnly(value);
   if (name == "max-write") options.limits.maxWrite = ParseNumber("--max-write", value, 0xFFFF);
-  if (name == "claim") options.claimed.insert(ParseAddress("--claim", value));
+  if (name == "claim") ParseClaim(options, value);
   if (name == "fault") options.faults.push_back(ParseFault(value));
   if (name == "trace") options.trace = value;
   if (name == "help") options.answer = Help;

@@ -21,6 +21,7 @@ class I2CAdapter final {
       : number(busNumber), bus(std::move(ownBus)), limits(ownLimits) {}
 
   [[nodiscard]] unsigned int Number() const { return number; }
+  [[nodiscard]] const EmulatedBus& Bus() const { return bus; }
 
   // Returns what it offers, as far as that is emulated: bits of I2C_FUNCS.
   [[nodiscard]] unsigned long Functions() const;

@@ -116,10 +116,11 @@ void PrivateMounts::CoverKeeping(const fs::path& directory,
 
 void PrivateMounts::MakeEmptyDirectory(const fs::path& directory) {
   std::error_code error;
-  if (fs::is_directory(directory, error)) return MountEmpty(directory);
-  fs::path existing = directory.parent_path();
+  fs::path existing = directory;
   while (!fs::is_directory(existing, error)) existing = existing.parent_path();
-  CoverKeeping(existing, DropsNothing);
+  if (existing != directory) CoverKeeping(existing, DropsNothing);
   fs::create_directories(directory, error);
   if (error) throw BoardError(directory.string() + ": " + error.message());
+  MountEmpty(directory);
+  if (mount(nullptr, directory.c_str(), nullptr, MS_SHARED, nullptr) != 0) ThrowRefused("sharing a mount");
 }

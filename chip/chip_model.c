@@ -3,18 +3,15 @@
 
 /* NOLINTBEGIN(readability-identifier-naming) */
 
-struct chip_rules {
-  unsigned int size;
-  unsigned int page;
-  unsigned int address_bytes;
-  unsigned int slaves; /* a power of two: the group of slave addresses at which the chip answers */
-};
-
 /* CAT24C16 and CAT24C256 data sheets: device address, page write, memory organization. */
 static const struct chip_rules rules[] = {{2048, 16, 1, 8}, {32768, 64, 2, 1}};
 
 static const struct chip_rules* rules_of(const struct chip_model* chip) {
   return &rules[chip->kind];
+}
+
+const struct chip_rules* chip_model_rules(enum chip_kind kind) {
+  return &rules[kind];
 }
 
 unsigned int chip_model_size(enum chip_kind kind) {

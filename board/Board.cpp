@@ -5,9 +5,12 @@
 
 #include <algorithm>
 #include <iostream>
+#include <sstream>
 
+#include "board/At24.h"
 #include "board/BoardError.h"
 #include "board/BoardTree.h"
+#include "board/I2CDevFile.h"
 #include "board/PrivateMounts.h"
 
 namespace {
@@ -17,8 +20,19 @@ constexpr unsigned int SecondAddress = 0x52;
 // Opens the standard descriptors that are closed, so that no image gets their numbers and no error message
 // goes into an EEPROM. For the command they stay closed.
 void FillStandardDescriptors() {
-  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(descriptor, F_GETFD) < 0) static_cast<void>(open("/dev/null", O_RDWR | O_CLOEXEC));
+  }
+}
+
+FuseNode::Open OpenNode(I2CAdapter& adapter) {
+  const auto file = std::make_shared<I2CDevFile>(adapter);
+  const auto ioctl = [file](auto request, auto argument, const auto& caller) {
+    return file->Ioctl(request, argument, caller);
+  };
+  return {.read = [file](auto data, auto /*offset*/) { return file->Read(data); },
+          .write = [file](auto data, auto /*offset*/) { return file->Write(data); },
+          .ioctl = ioctl};
 }
 
 }  // namespace
@@ -26,8 +40,8 @@ void FillStandardDescriptors() {
 int Board::Main(int count, char** arguments) try {
   FillStandardDescriptors();
   const BoardOptions options = BoardOptions::Parse(count, arguments);
-  if (options.help) {
-    std::cout << BoardOptions::HelpText() << std::flush;
+  if (options.answer) {
+    std::cout << options.answer << std::flush;
     return 0;
   }
   return Board(options).Run();
@@ -49,12 +63,14 @@ Board::Chip::Chip(const std::string& path, chip_kind kind, unsigned int address,
 Board::Board(const BoardOptions& options)
     : commandLine(options.command),
       claimed(options.claimed),
+      driverPages(options.driverPages),
       trace(options.trace),
       eeprom(options.image, options.kind, options.address, options) {
   std::copy(options.faults.begin(), options.faults.end(), eeprom.model.faults);
   if (!options.secondImage.empty()) {
-    if (chip_model_answers_at(&eeprom.model, SecondAddress) != 0)
+    if (chip_model_answers_at(&eeprom.model, SecondAddress) != 0) {
       throw BoardError("--second: the EEPROM itself answers at address 0x52; see --address");
+    }
     second.emplace(options.secondImage, CHIP_CAT24C256, SecondAddress, options);
   }
   for (const BoardTree::Adapter& adapter : BoardTree::Adapters) {
@@ -63,7 +79,7 @@ Board::Board(const BoardOptions& options)
       bus.Attach(eeprom.model);
       if (second) bus.Attach(second->model);
     }
-    adapters.emplace_back(adapter.number, std::move(bus));
+    adapters.emplace_back(adapter.number, std::move(bus), options.limits);
   }
 }
 
@@ -71,19 +87,70 @@ int Board::Run() {
   PrivateMounts::Enter();
   BoardTree::Build(claimed);
   MountNodes();
+  MountDriverFiles();
   command.Start(commandLine, [this] {
-    for (const auto& node : nodes) node->MakeOwnerKnown();
+    for (FuseNode& node : nodes) node.MakeOwnerKnown();
   });
-  for (const auto& node : nodes) node->Start();
+  for (FuseNode& node : nodes) node.Start();
   const int exitCode = command.Wait();
-  for (const auto& node : nodes) node->Stop();
+  for (FuseNode& node : nodes) node.Stop();
   FinishTrace();
   return exitCode;
 }
 
 void Board::MountNodes() {
-  for (I2CAdapter& adapter : adapters)
-    nodes.push_back(std::make_unique<FuseNode>(BoardTree::NodePath(adapter.Number()), adapter, trace, lock));
+  for (I2CAdapter& adapter : adapters) {
+    const unsigned int number = adapter.Number();
+    const FuseNode::File file{BoardTree::NodePath(number), "i2c-" + std::to_string(number), 0666, 0,
+                              [&adapter] { return OpenNode(adapter); }};
+    nodes.emplace_back(file, trace, lock);
+  }
+}
+
+void Board::MountDriverFiles() {
+  std::map<std::string, std::set<std::string>> drivers;
+  for (I2CAdapter& adapter : adapters) {
+    for (const unsigned int address : claimed) {
+      const std::string device = BoardTree::DeviceName(adapter.Number(), address);
+      const std::string driver = BoardTree::DriverName(address);
+      const chip_model* const chip = adapter.Bus().ChipAt(address);
+      if (chip && chip->slave == address) MountEeprom(device, adapter, *chip);
+      BoardTree::SetBound(driver, device, true);
+      drivers[driver].insert(device);
+    }
+  }
+  for (const auto& [driver, devices] : drivers) {
+    MountControl(driver, "bind", devices, true);
+    MountControl(driver, "unbind", devices, false);
+  }
+}
+
+void Board::MountEeprom(const std::string& device, I2CAdapter& adapter, const chip_model& chip) {
+  const chip_rules& rules = *chip_model_rules(chip.kind);
+  const std::size_t wanted = driverPages[chip.slave];
+  const std::size_t page = wanted > 0 ? wanted : rules.page;
+  const auto read = [=, &adapter, &chip](auto data, auto offset) {
+    return At24::Transfer(adapter, chip, page, offset, {}, data);
+  };
+  const auto write = [=, &adapter, &chip](auto data, auto offset) {
+    return At24::Transfer(adapter, chip, page, offset, data, {});
+  };
+  const FuseNode::File file{BoardTree::AddFile("eeproms/" + device, "eeprom"), device + "/eeprom", 0600,
+                            rules.size, [=] { return FuseNode::Open{.read = read, .write = write}; }};
+  nodes.emplace_back(file, trace, lock);
+}
+
+void Board::MountControl(const std::string& driver, const char* name, const std::set<std::string>& devices,
+                         bool binds) {
+  const auto write = [=](auto data, auto /*offset*/) {
+    std::string device;
+    std::istringstream(std::string(data.begin(), data.end())) >> device;
+    const int result = devices.contains(device) ? BoardTree::SetBound(driver, device, binds) : -ENODEV;
+    return result < 0 ? result : static_cast<int>(data.size());
+  };
+  const FuseNode::File file{BoardTree::AddFile("drivers/" + driver, name), (driver + "/").append(name), 0200,
+                            0, [=] { return FuseNode::Open{.write = write}; }};
+  nodes.emplace_back(file, trace, lock);
 }
 
 void Board::FinishTrace() {

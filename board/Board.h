@@ -1,10 +1,12 @@
 // The emulated board as a program: serves the nodes while the command runs.
 #pragma once
 
-#include <memory>
+#include <list>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <set>
+#include <string>
 #include <vector>
 
 #include "board/BoardOptions.h"
@@ -37,15 +39,22 @@ class Board final {
   };
 
   void MountNodes();
+  void MountDriverFiles();
+  // Mounts a file of the driver to which the name of one of its devices is written, to bind or unbind it.
+  void MountControl(const std::string& driver, const char* name, const std::set<std::string>& devices,
+                    bool binds);
+
+  void MountEeprom(const std::string& device, I2CAdapter& adapter, const chip_model& chip);
   void FinishTrace();
 
   char** commandLine;
   std::set<unsigned int> claimed;
+  std::map<unsigned int, std::size_t> driverPages;
   CallTrace trace;
   Chip eeprom;
   std::optional<Chip> second;
   std::vector<I2CAdapter> adapters;
   std::mutex lock;  // guards the chips, the adapters and the trace while nodes are served
-  std::vector<std::unique_ptr<FuseNode>> nodes;
+  std::list<FuseNode> nodes;
   CommandProcess command;
 };

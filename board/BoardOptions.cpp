@@ -24,10 +24,15 @@ see the board.
   --write-cycle US       length of the EEPROM's write cycle in microseconds (5000)
   --refusal NAME         error of a message that no chip acknowledges: ENXIO (default) or EREMOTEIO
   --clock HZ             messages take as long as on a bus of this clock rate (default: no time)
-  --claim ADDRESS        a kernel driver is bound to ADDRESS on every bus: I2C_SLAVE fails with EBUSY
+  --adapter KIND         what the adapters perform: i2c (default) or smbus, SMBus transactions alone
+  --max-write BYTES      longest message that the adapters send; a longer one fails with EOPNOTSUPP
+  --claim ADDRESS[:PAGE] a kernel driver is bound to ADDRESS on every bus: I2C_SLAVE fails with EBUSY. An
+                         EEPROM has the at24 driver's file /sys/bus/i2c/devices/5-00AA/eeprom, whose writes are
+                         PAGE bytes long at most (default, and 0: the EEPROM's page)
   --fault FAULT          what goes wrong, see below; at most four
   --trace FILE           write a line for every call and every message to FILE
   --help                 show this text
+  --version              show the version
 
 FAULT is KIND:FIRST[:COUNT[:PARAMETER]]. It strikes COUNT (default 1, 0 for ever) messages to the EEPROM in
 IMAGE, from number FIRST (1 is the first) on:
@@ -42,10 +47,12 @@ or COUNT page writes from number FIRST on, after which the EEPROM does not answe
   power-nothing  the power fails before anything of the page is stored
   power-first    the power fails when PARAMETER bytes of the page are stored
   power-groups   the power fails when only those groups of four bytes are stored whose bits PARAMETER sets
+  power-anything the power fails when the whole page is erased, or with PARAMETER > 0 holds bytes made from it
 
 Lines of the trace: TIME is in seconds of the monotonic clock, for a call when it began; a call follows its
-messages. OPEN numbers the opens of a node. PID is 0 for a close. BYTES are hexadecimal digits, - for none. A
-negative RESULT is followed by its name.
+messages. BUS is i2c-N, or for a driver's files N-00AA/eeprom, DRIVER/bind or DRIVER/unbind. OPEN numbers the
+opens of a file. PID is 0 for a close. BYTES are hexadecimal digits, - for none. A negative RESULT is followed by
+its name.
   TIME PID BUS OPEN open = RESULT
   TIME PID BUS OPEN close = RESULT
   TIME PID BUS OPEN read|write LENGTH = RESULT
@@ -58,14 +65,17 @@ lacks /dev/fuse or refuses the namespace, 125 on any other failure, 126 if COMMA
 if it does not exist.
 )";
 
+constexpr std::uint64_t MaxPage = 128;  // what the at24 driver transfers at once
+
 std::uint64_t ParseNumber(const std::string& what, std::string_view text, std::uint64_t most) {
   const bool hexadecimal = text.starts_with("0x");
   const std::string_view digits = hexadecimal ? text.substr(2) : text;
   std::uint64_t value = 0;
   const auto [end, error] =
       std::from_chars(digits.data(), digits.data() + digits.size(), value, hexadecimal ? 16 : 10);
-  if (error != std::errc{} || end != digits.data() + digits.size() || value > most)
+  if (error != std::errc{} || end != digits.data() + digits.size() || value > most) {
     throw BoardError(what + ": '" + std::string(text) + "' is no number from 0 to " + std::to_string(most));
+  }
   return value;
 }
 
@@ -73,11 +83,21 @@ unsigned int ParseAddress(const std::string& what, std::string_view text) {
   return static_cast<unsigned int>(ParseNumber(what, text, 0x7F));
 }
 
+// The text is ADDRESS[:PAGE].
+void ParseClaim(BoardOptions& options, std::string_view text) {
+  const std::size_t colon = text.find(':');
+  const unsigned int address = ParseAddress("--claim", text.substr(0, colon));
+  options.claimed.insert(address);
+  if (colon == std::string_view::npos) return;
+  options.driverPages[address] = ParseNumber("--claim", text.substr(colon + 1), MaxPage);
+}
+
 chip_fault ParseFault(const std::string& text) {
   chip_fault fault{};
   const char* const rest = chip_fault_parse(text.c_str(), &fault);
-  if (!rest || *rest != '\0')
+  if (!rest || *rest != '\0') {
     throw BoardError("--fault: '" + text + "' is no KIND:FIRST[:COUNT[:PARAMETER]]; see --help");
+  }
   return fault;
 }
 
@@ -93,16 +113,26 @@ int ParseRefusal(std::string_view text) {
   throw BoardError("--refusal: '" + std::string(text) + "' is neither ENXIO nor EREMOTEIO");
 }
 
-constexpr std::array<option, 11> LongOptions{{{"address", required_argument, nullptr, 0},
+bool ParseSmbusOnly(std::string_view text) {
+  if (text != "i2c" && text != "smbus") {
+    throw BoardError("--adapter: '" + std::string(text) + "' is neither i2c nor smbus");
+  }
+  return text == "smbus";
+}
+
+constexpr std::array<option, 14> LongOptions{{{"address", required_argument, nullptr, 0},
                                               {"kind", required_argument, nullptr, 0},
                                               {"second", required_argument, nullptr, 0},
                                               {"write-cycle", required_argument, nullptr, 0},
                                               {"refusal", required_argument, nullptr, 0},
                                               {"clock", required_argument, nullptr, 0},
+                                              {"adapter", required_argument, nullptr, 0},
+                                              {"max-write", required_argument, nullptr, 0},
                                               {"claim", required_argument, nullptr, 0},
                                               {"fault", required_argument, nullptr, 0},
                                               {"trace", required_argument, nullptr, 0},
                                               {"help", no_argument, nullptr, 0},
+                                              {"version", no_argument, nullptr, 0},
                                               {}}};
 
 void Apply(BoardOptions& options, std::string_view name, const std::string& value) {
@@ -112,32 +142,32 @@ void Apply(BoardOptions& options, std::string_view name, const std::string& valu
   if (name == "write-cycle") options.writeCycle = ParseNumber("--write-cycle", value, 1000000000) * 1000;
   if (name == "refusal") options.refusal = ParseRefusal(value);
   if (name == "clock") options.clock = ParseNumber("--clock", value, 5000000);
-  if (name == "claim") options.claimed.insert(ParseAddress("--claim", value));
+  if (name == "adapter") options.limits.smbusOnly = ParseSmbusOnly(value);
+  if (name == "max-write") options.limits.maxWrite = ParseNumber("--max-write", value, 0xFFFF);
+  if (name == "claim") ParseClaim(options, value);
   if (name == "fault") options.faults.push_back(ParseFault(value));
   if (name == "trace") options.trace = value;
-  if (name == "help") options.help = true;
+  if (name == "help") options.answer = Help;
+  if (name == "version") options.answer = "brindle-board " BRINDLE_VERSION "\n";
 }
 
 }  // namespace
-
-const char* BoardOptions::HelpText() {
-  return Help;
-}
 
 BoardOptions BoardOptions::Parse(int count, char** arguments) {
   BoardOptions options;
   opterr = 0;
   int index = 0;
   for (int found = 0;
-       (found = getopt_long(count, arguments, "+:", LongOptions.data(), &index)) != -1 && !options.help;) {
+       (found = getopt_long(count, arguments, "+:", LongOptions.data(), &index)) != -1 && !options.answer;) {
     if (found == '?') throw BoardError(std::string(arguments[optind - 1]) + ": no such option; see --help");
     if (found == ':') throw BoardError(std::string(arguments[optind - 1]) + " needs a value; see --help");
     Apply(options, LongOptions.at(static_cast<std::size_t>(index)).name, optarg ? optarg : "");
   }
-  if (options.help) return options;
+  if (options.answer) return options;
   if (options.faults.size() > CHIP_FAULTS) throw BoardError("at most four --fault options; see --help");
-  if (count - optind < 3 || std::string_view(arguments[optind + 1]) != "--")
+  if (count - optind < 3 || std::string_view(arguments[optind + 1]) != "--") {
     throw BoardError("expected IMAGE -- COMMAND [ARGUMENT]... after the options; see --help");
+  }
   options.image = arguments[optind];
   options.command = arguments + optind + 2;
   return options;

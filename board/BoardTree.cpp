@@ -1,6 +1,10 @@
 #include "board/BoardTree.h"
 
+#include <sys/mount.h>
+#include <unistd.h>
+
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -28,29 +32,12 @@ void WriteFile(const fs::path& path, const std::string& text) {
   if (!file) throw BoardError(path.string() + ": cannot be written");
 }
 
-std::string DeviceName(unsigned int number, unsigned int address) {
-  std::array<char, 16> name{};
-  std::snprintf(name.data(), name.size(), "%u-%04x", number, address);
-  return name.data();
-}
-
 // Creates the directory of a device and the link to it in the bus's list.
 void AddDevice(const fs::path& parent, const std::string& entry, const std::string& name) {
   const fs::path device = fs::path("adapters") / parent / entry;
   fs::create_directories(Bus / device);
   WriteFile(Bus / device / "name", name + "\n");
   fs::create_symlink(".." / device, Bus / "devices" / entry);
-}
-
-// Binds a driver to the device at this address, which is created if the adapter has none there.
-void Claim(const BoardTree::Adapter& adapter, unsigned int address) {
-  const std::string entry = DeviceName(adapter.number, address);
-  const fs::path device = Bus / "devices" / entry;
-  if (!fs::exists(device)) AddDevice(fs::path(adapter.parent) / AdapterName(adapter.number), entry, "24c256");
-  const fs::path driver = fs::path("drivers") / (address == ClockAddress ? "rtc-ds1307" : "at24");
-  fs::create_directories(Bus / driver);
-  WriteFile(Bus / driver / "unbind", "");
-  fs::create_symlink("../../../.." / driver, device / "driver");
 }
 
 }  // namespace
@@ -74,22 +61,55 @@ void BoardTree::Build(const std::set<unsigned int>& claimed) try {
   }
   // A clock chip on the EEPROM's bus: an entry in the list that is no adapter and has no node.
   AddDevice(fs::path("40150000.i2c") / AdapterName(EepromBus), DeviceName(EepromBus, ClockAddress), "ds1307");
-  for (const Adapter& adapter : Adapters)
-    for (const unsigned int address : claimed) Claim(adapter, address);
+  for (const Adapter& adapter : Adapters) {
+    for (const unsigned int address : claimed) {
+      const std::string entry = DeviceName(adapter.number, address);
+      if (fs::exists(Bus / "devices" / entry)) continue;
+      AddDevice(fs::path(adapter.parent) / AdapterName(adapter.number), entry, "24c256");
+    }
+  }
 } catch (const fs::filesystem_error& error) {
   throw BoardError(error.what());
 }
 
-bool BoardTree::IsClaimed(unsigned int number, unsigned int address) {
-  const fs::path device = Bus / "devices" / DeviceName(number, address);
-  const fs::path driver = device / "driver";
-  std::error_code error;
-  if (!fs::is_symlink(driver, error)) return false;
-  std::string unbound;
-  std::ifstream(driver / "unbind") >> unbound;
-  return device.filename() != unbound || !fs::remove(driver, error);
-}
-
 std::string BoardTree::NodePath(unsigned int number) {
   return Nodes / AdapterName(number);
+}
+
+std::string BoardTree::DeviceName(unsigned int number, unsigned int address) {
+  std::array<char, 16> name{};
+  std::snprintf(name.data(), name.size(), "%u-%04x", number, address);
+  return name.data();
+}
+
+std::string BoardTree::DriverName(unsigned int address) {
+  return address == ClockAddress ? "rtc-ds1307" : "at24";
+}
+
+std::string BoardTree::AddFile(const std::string& folder, const std::string& name) {
+  fs::create_directories(Bus / folder);
+  WriteFile(Bus / folder / name, "");
+  return Bus / folder / name;
+}
+
+int BoardTree::SetBound(const std::string& driver, const std::string& device, bool bound) {
+  const fs::path link = Bus / "devices" / device / "driver";
+  const fs::path eeprom = Bus / "devices" / device / "eeprom";
+  std::error_code error;
+  if (!bound) {
+    umount2(eeprom.c_str(), MNT_DETACH);
+    unlink(eeprom.c_str());
+    return fs::remove(link, error) ? 0 : -ENODEV;
+  }
+  fs::create_symlink("../../../../drivers/" + driver, link, error);
+  if (error) return -EBUSY;
+  if (!fs::exists(Bus / "eeproms" / device, error)) return 0;
+  WriteFile(eeprom, "");
+  const fs::path served = Bus / "eeproms" / device / "eeprom";
+  return mount(served.c_str(), eeprom.c_str(), nullptr, MS_BIND, nullptr) == 0 ? 0 : -errno;
+}
+
+bool BoardTree::IsClaimed(unsigned int number, unsigned int address) {
+  std::error_code error;
+  return fs::is_symlink(Bus / "devices" / DeviceName(number, address) / "driver", error);
 }

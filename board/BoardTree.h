@@ -27,14 +27,25 @@ inline constexpr std::array<Adapter, 5> Adapters{{
     {EepromBus, "40150000.i2c", "STM32F7 I2C(0x0000000040150000)"},
 }};
 
-// Creates the files, in a private mount namespace, with an empty file for each node. On every bus a driver is
-// bound to the slave addresses in `claimed`. Throws BoardError.
+// Creates the files, in a private mount namespace, with an empty file for each node. Every bus has a device
+// at each slave address in `claimed`. Throws BoardError.
 void Build(const std::set<unsigned int>& claimed);
 
-// Returns whether a driver is bound to the slave address. If the name of this device is the last that was
-// written to the driver's `unbind` file, unbinds it first.
-[[nodiscard]] bool IsClaimed(unsigned int number, unsigned int address);
-
 [[nodiscard]] std::string NodePath(unsigned int number);
+
+// Returns the name in sysfs of the device at this slave address, and that of its driver.
+[[nodiscard]] std::string DeviceName(unsigned int number, unsigned int address);
+[[nodiscard]] std::string DriverName(unsigned int address);
+
+// Creates an empty file at this place in the bus's folder of sysfs. Returns its path.
+std::string AddFile(const std::string& folder, const std::string& name);
+
+// Binds a driver to its device, which then has the link `driver` and, if there is a file `eeprom` in the
+// folder eeproms/DEVICE, that file; or unbinds it. Returns 0, -EBUSY if it was bound or -ENODEV if it was
+// not.
+int SetBound(const std::string& driver, const std::string& device, bool bound);
+
+// Returns whether a driver is bound to the slave address.
+[[nodiscard]] bool IsClaimed(unsigned int number, unsigned int address);
 
 }  // namespace BoardTree

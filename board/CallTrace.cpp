@@ -52,10 +52,10 @@ CallTrace::CallTrace(const std::string& path) {
   if (file.Get() < 0) throw BoardError(path + ": " + std::strerror(errno));
 }
 
-void CallTrace::Begin(pid_t pid, unsigned int bus, std::uint64_t open) {
+void CallTrace::Begin(pid_t pid, const std::string& bus, std::uint64_t open) {
   if (!IsOn()) return;
   beginTime = Time();
-  caller = " " + std::to_string(pid) + " i2c-" + std::to_string(bus) + " " + std::to_string(open) + " ";
+  caller = " " + std::to_string(pid) + " " + bus + " " + std::to_string(open) + " ";
 }
 
 void CallTrace::End(const std::string& call, long result) {

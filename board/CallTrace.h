@@ -18,7 +18,7 @@ class CallTrace final {
   explicit CallTrace(const std::string& path);
 
   // Starts a call, to which the messages up to End belong.
-  void Begin(pid_t pid, unsigned int bus, std::uint64_t open);
+  void Begin(pid_t pid, const std::string& bus, std::uint64_t open);
   void End(const std::string& call, long result);
 
   // Writes a line for a message: `data` is what was to be sent, or what was received.

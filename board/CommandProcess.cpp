@@ -11,8 +11,9 @@
 
 CommandProcess::CommandProcess() {
   sigemptyset(&handled);
-  for (const int signal : {SIGCHLD, SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2})
+  for (const int signal : {SIGCHLD, SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2}) {
     sigaddset(&handled, signal);
+  }
   sigprocmask(SIG_BLOCK, &handled, &before);
 }
 

@@ -17,7 +17,7 @@ int MoveTo(chip_model& chip, const EmulatedBus::Message& message, std::uint64_t 
 int EmulatedBus::Move(const Message& message) {
   const std::uint64_t start = MonotonicClock::Now();
   const std::uint64_t end = start + WireTime(message.data.size());
-  chip_model* const chip = FindChip(message);
+  chip_model* const chip = message.tenBit ? nullptr : ChipAt(message.address);
   // A chip acknowledges its address at the start of a message, but its write cycle begins at the end.
   const int result = chip ? MoveTo(*chip, message, start < chip->busy_until ? start : end) : refusal;
   MonotonicClock::SpinUntil(result < 0 ? start + WireTime(0) : end);
@@ -28,9 +28,9 @@ int EmulatedBus::Move(const Message& message) {
   return result;
 }
 
-chip_model* EmulatedBus::FindChip(const Message& message) const {
+chip_model* EmulatedBus::ChipAt(unsigned int address) const {
   const auto found = std::find_if(chips.begin(), chips.end(), [&](const chip_model* chip) {
-    return !message.tenBit && chip_model_answers_at(chip, message.address) != 0;
+    return chip_model_answers_at(chip, address) != 0;
   });
   return found == chips.end() ? nullptr : *found;
 }

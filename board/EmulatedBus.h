@@ -27,11 +27,13 @@ class EmulatedBus final {
 
   void Attach(chip_model& chip) { chips.push_back(&chip); }
 
+  // Returns the chip that answers at this seven-bit slave address, or null.
+  [[nodiscard]] chip_model* ChipAt(unsigned int address) const;
+
   // Transfers one message. Returns how many of its bytes were transferred, or a negative error.
   int Move(const Message& message);
 
  private:
-  [[nodiscard]] chip_model* FindChip(const Message& message) const;
   [[nodiscard]] std::uint64_t WireTime(std::size_t bytes) const;
 
   std::uint64_t clock;

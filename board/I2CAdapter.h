@@ -11,19 +11,28 @@
 
 class I2CAdapter final {
  public:
-  // What the board's controllers offer, as far as it is emulated.
-  static constexpr unsigned long Functions = I2C_FUNC_I2C | I2C_FUNC_10BIT_ADDR | I2C_FUNC_SMBUS_QUICK |
-                                             I2C_FUNC_SMBUS_BYTE | I2C_FUNC_SMBUS_BYTE_DATA |
-                                             I2C_FUNC_SMBUS_WORD_DATA | I2C_FUNC_SMBUS_I2C_BLOCK;
+  // What an adapter lacks that the board's controllers have.
+  struct Limits {
+    bool smbusOnly = false;         // it performs SMBus transactions alone
+    std::size_t maxWrite = 0xFFFF;  // most bytes of a message to send; the kernel calls it a quirk
+  };
 
-  I2CAdapter(unsigned int busNumber, EmulatedBus ownBus) : number(busNumber), bus(std::move(ownBus)) {}
+  I2CAdapter(unsigned int busNumber, EmulatedBus ownBus, const Limits& ownLimits)
+      : number(busNumber), bus(std::move(ownBus)), limits(ownLimits) {}
 
   [[nodiscard]] unsigned int Number() const { return number; }
-  [[nodiscard]] EmulatedBus& Bus() { return bus; }
+  [[nodiscard]] const EmulatedBus& Bus() const { return bus; }
+
+  // Returns what it offers, as far as that is emulated: bits of I2C_FUNCS.
+  [[nodiscard]] unsigned long Functions() const;
 
   // Performs one transfer of several messages, as the kernel's i2c_transfer(): stops at the first that fails.
-  // Returns its negative error, or how many messages were transferred in full.
+  // Returns its negative error, or how many messages were transferred in full. Performs none and returns
+  // -EOPNOTSUPP if one is beyond the limits.
   int Transfer(std::span<const EmulatedBus::Message> messages);
+
+  // Performs a transfer of one message. Returns how many of its bytes were transferred, or a negative error.
+  int Transfer(const EmulatedBus::Message& message);
 
   // Performs an SMBus transaction of this size (I2C_SMBUS_QUICK and so on) with the same messages as the
   // kernel's i2c_smbus_xfer_emulated(). `data` is what to send, or where to put what is received. Returns 0
@@ -32,6 +41,10 @@ class I2CAdapter final {
                     i2c_smbus_data& data);
 
  private:
+  [[nodiscard]] bool Refuses(const EmulatedBus::Message& message) const;
+  int TransferWithinLimits(std::span<const EmulatedBus::Message> messages);
+
   unsigned int number;
   EmulatedBus bus;
+  Limits limits;
 };

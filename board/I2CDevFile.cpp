@@ -34,8 +34,10 @@ std::uint64_t AddressOf(const void* pointer) {
 int UserMessages::Fetch(const i2c_rdwr_ioctl_data& request, const CallerMemory& caller) {
   userMessages.resize(request.nmsgs);
   const std::span<i2c_msg> all(userMessages);
-  if (!caller.Read(AddressOf(request.msgs), {reinterpret_cast<unsigned char*>(all.data()), all.size_bytes()}))
+  if (!caller.Read(AddressOf(request.msgs),
+                   {reinterpret_cast<unsigned char*>(all.data()), all.size_bytes()})) {
     return -EFAULT;
+  }
   for (const i2c_msg& message : userMessages) {
     if (message.len > I2CDevFile::MaxTransfer || (message.flags & I2C_M_RECV_LEN) != 0) return -EINVAL;
     auto& buffer = buffers.emplace_back(message.len);
@@ -47,8 +49,9 @@ int UserMessages::Fetch(const i2c_rdwr_ioctl_data& request, const CallerMemory& 
 }
 
 bool UserMessages::ReturnReceived(const CallerMemory& caller) const {
-  for (std::size_t i = 0; i < messages.size(); ++i)
+  for (std::size_t i = 0; i < messages.size(); ++i) {
     if (messages[i].read && !caller.Write(AddressOf(userMessages[i].buf), buffers[i])) return false;
+  }
   return true;
 }
 
@@ -63,11 +66,11 @@ std::size_t SmbusDataSize(std::uint32_t size) {
 
 int I2CDevFile::Write(std::span<const unsigned char> data) {
   std::vector<unsigned char> copy(data.begin(), data.end());
-  return adapter->Bus().Move(MessageOf(false, copy));
+  return adapter->Transfer(MessageOf(false, copy));
 }
 
 int I2CDevFile::Read(std::span<unsigned char> data) {
-  return adapter->Bus().Move(MessageOf(true, data));
+  return adapter->Transfer(MessageOf(true, data));
 }
 
 int I2CDevFile::Ioctl(unsigned int request, std::uint64_t argument, const CallerMemory& caller) {
@@ -82,7 +85,7 @@ int I2CDevFile::Ioctl(unsigned int request, std::uint64_t argument, const Caller
     case I2C_PEC:
       return 0;
     case I2C_FUNCS:
-      return caller.WriteObject(argument, I2CAdapter::Functions) ? 0 : -EFAULT;
+      return caller.WriteObject(argument, adapter->Functions()) ? 0 : -EFAULT;
     case I2C_RDWR:
       return TransferMessages(argument, caller);
     case I2C_SMBUS:

@@ -15,16 +15,18 @@ ImageFile::ImageFile(const std::string& path, std::size_t bytes)
     : size(bytes), file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666)) {
   if (file.Get() < 0) throw BoardError(path + ": " + std::strerror(errno));
   struct stat status {};
-  if (fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode))
+  if (fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
     throw BoardError(path + ": an image is a regular file");
+  }
   if (flock(file.Get(), LOCK_EX | LOCK_NB) != 0) throw BoardError(path + ": used by another board");
   // Before it held the lock, another board could still fill the file.
   if (fstat(file.Get(), &status) != 0) throw BoardError(path + ": " + std::strerror(errno));
-  if (status.st_size == 0)
+  if (status.st_size == 0) {
     Erase(path);
-  else if (status.st_size != static_cast<off_t>(size))
+  } else if (status.st_size != static_cast<off_t>(size)) {
     throw BoardError(path + ": has " + std::to_string(status.st_size) + " bytes, the EEPROM " +
                      std::to_string(size));
+  }
   void* const mapping = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file.Get(), 0);
   if (mapping == MAP_FAILED) throw BoardError(path + ": " + std::strerror(errno));
   memory = static_cast<unsigned char*>(mapping);

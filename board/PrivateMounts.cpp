@@ -49,15 +49,17 @@ bool MakePrivateFromTrueRoot() {
   const Descriptor root(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
   const Descriptor here(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (chroot("/proc") != 0 || fchdir(root.Get()) != 0) return false;
-  for (int depth = 0; depth < PATH_MAX / 2; ++depth)
+  for (int depth = 0; depth < PATH_MAX / 2; ++depth) {
     if (chdir("..") != 0) return false;
+  }
   return chroot(".") == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
          fchdir(root.Get()) == 0 && chroot(".") == 0 && fchdir(here.Get()) == 0;
 }
 
 void MountEmpty(const fs::path& directory) {
-  if (mount("brindle-board", directory.c_str(), "tmpfs", MS_NOSUID, "mode=755") != 0)
+  if (mount("brindle-board", directory.c_str(), "tmpfs", MS_NOSUID, "mode=755") != 0) {
     ThrowRefused("mounting on " + directory.string());
+  }
 }
 
 void MakeFile(const fs::path& path) {
@@ -73,12 +75,14 @@ void Restore(const fs::path& old, const fs::path& place) {
     return;
   }
   if (!fs::exists(status)) return;
-  if (fs::is_directory(status))
+  if (fs::is_directory(status)) {
     fs::create_directory(place);
-  else
+  } else {
     MakeFile(place);
-  if (mount(old.c_str(), place.c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0)
+  }
+  if (mount(old.c_str(), place.c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0) {
     ThrowRefused("binding " + place.string());
+  }
 }
 
 bool DropsNothing(const std::string& /*name*/) {
@@ -96,8 +100,9 @@ void PrivateMounts::Enter() {
 void PrivateMounts::CoverKeeping(const fs::path& directory,
                                  const std::function<bool(const std::string&)>& drops) try {
   std::vector<std::string> names;
-  for (const fs::directory_entry& entry : fs::directory_iterator(directory))
+  for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
     if (const std::string name = entry.path().filename(); !drops(name)) names.push_back(name);
+  }
 
   // The descriptor keeps the old directory within reach once it is covered.
   const Descriptor old(open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
@@ -111,10 +116,11 @@ void PrivateMounts::CoverKeeping(const fs::path& directory,
 
 void PrivateMounts::MakeEmptyDirectory(const fs::path& directory) {
   std::error_code error;
-  if (fs::is_directory(directory, error)) return MountEmpty(directory);
-  fs::path existing = directory.parent_path();
+  fs::path existing = directory;
   while (!fs::is_directory(existing, error)) existing = existing.parent_path();
-  CoverKeeping(existing, DropsNothing);
+  if (existing != directory) CoverKeeping(existing, DropsNothing);
   fs::create_directories(directory, error);
   if (error) throw BoardError(directory.string() + ": " + error.message());
+  MountEmpty(directory);
+  if (mount(nullptr, directory.c_str(), nullptr, MS_SHARED, nullptr) != 0) ThrowRefused("sharing a mount");
 }

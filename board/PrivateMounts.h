@@ -18,7 +18,8 @@ void Enter();
 void CoverKeeping(const std::filesystem::path& directory,
                   const std::function<bool(const std::string&)>& drops);
 
-// Makes `directory` an empty directory, whether it exists or not. Throws BoardError.
+// Makes `directory` an empty directory, whether it exists or not. Mount namespaces that are made from this
+// one as its slaves follow later mounts in it. Throws BoardError.
 void MakeEmptyDirectory(const std::filesystem::path& directory);
 
 }  // namespace PrivateMounts

@@ -14,12 +14,14 @@ static const char* const names[] = {
     [CHIP_FAULT_POWER_NOTHING] = "power-nothing",
     [CHIP_FAULT_POWER_FIRST] = "power-first",
     [CHIP_FAULT_POWER_GROUPS] = "power-groups",
+    [CHIP_FAULT_POWER_ANYTHING] = "power-anything",
 };
 
 /* Returns what follows `name` and a colon at the start of `text`, or null. */
 static const char* skip_name(const char* text, const char* name) {
-  for (; *name; ++name, ++text)
+  for (; *name; ++name, ++text) {
     if (*text != *name) return 0;
+  }
   return *text == ':' ? text + 1 : 0;
 }
 
@@ -54,7 +56,7 @@ const char* chip_fault_parse(const char* text, struct chip_fault* fault) {
   unsigned int kind = CHIP_FAULT_NONE;
   unsigned int i;
 
-  while (!rest && ++kind <= CHIP_FAULT_POWER_GROUPS) rest = skip_name(text, names[kind]);
+  while (!rest && ++kind <= CHIP_FAULT_POWER_ANYTHING) rest = skip_name(text, names[kind]);
   if (!rest) return 0;
   fault->kind = (enum chip_fault_kind)kind;
   fault->count = 1;

@@ -29,8 +29,11 @@ enum chip_fault_kind {
   /* By the number of the page write. The message is acknowledged, then the power fails. */
   CHIP_FAULT_POWER_NOTHING, /* power-nothing: nothing of the page is stored */
   CHIP_FAULT_POWER_FIRST,   /* power-first: the first `parameter` data bytes are stored */
-  CHIP_FAULT_POWER_GROUPS   /* power-groups: of the data sent, only aligned groups of 4 bytes are stored:
+  CHIP_FAULT_POWER_GROUPS,  /* power-groups: of the data sent, only aligned groups of 4 bytes are stored:
                                the i-th of the page if bit i of `parameter` is set */
+  CHIP_FAULT_POWER_ANYTHING /* power-anything: the whole page, not only the bytes sent, is erased (0xFF) if
+                               `parameter` is 0, and else holds bytes that follow from it alone; a chip
+                               erases before it programs and promises nothing for an interrupted cycle */
 };
 
 /* `met` counts the messages or page writes in which the fault changed something: a SHORT or FLIP beyond the

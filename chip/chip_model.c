@@ -3,18 +3,15 @@
 
 /* NOLINTBEGIN(readability-identifier-naming) */
 
-struct chip_rules {
-  unsigned int size;
-  unsigned int page;
-  unsigned int address_bytes;
-  unsigned int slaves; /* a power of two: the group of slave addresses at which the chip answers */
-};
-
 /* CAT24C16 and CAT24C256 data sheets: device address, page write, memory organization. */
 static const struct chip_rules rules[] = {{2048, 16, 1, 8}, {32768, 64, 2, 1}};
 
 static const struct chip_rules* rules_of(const struct chip_model* chip) {
   return &rules[chip->kind];
+}
+
+const struct chip_rules* chip_model_rules(enum chip_kind kind) {
+  return &rules[kind];
 }
 
 unsigned int chip_model_size(enum chip_kind kind) {
@@ -53,8 +50,9 @@ static int strikes(const struct chip_fault* fault, enum chip_fault_kind kind, un
 static struct chip_fault* message_fault(struct chip_model* chip, enum chip_fault_kind kind) {
   unsigned int i;
 
-  for (i = 0; i < CHIP_FAULTS; ++i)
+  for (i = 0; i < CHIP_FAULTS; ++i) {
     if (strikes(&chip->faults[i], kind, chip->messages)) return &chip->faults[i];
+  }
   return 0;
 }
 
@@ -126,9 +124,7 @@ static struct chip_fault* power_fault(struct chip_model* chip) {
 
   for (i = 0; i < CHIP_FAULTS; ++i) {
     fault = &chip->faults[i];
-    if (strikes(fault, CHIP_FAULT_POWER_NOTHING, chip->page_writes) ||
-        strikes(fault, CHIP_FAULT_POWER_FIRST, chip->page_writes) ||
-        strikes(fault, CHIP_FAULT_POWER_GROUPS, chip->page_writes))
+    if (fault->kind >= CHIP_FAULT_POWER_NOTHING && strikes(fault, fault->kind, chip->page_writes))
       return fault;
   }
   return 0;
@@ -139,6 +135,18 @@ static int survives(const struct chip_fault* cut, unsigned int index, unsigned i
   if (!cut) return 1;
   if (cut->kind == CHIP_FAULT_POWER_FIRST) return index < cut->parameter;
   return cut->kind == CHIP_FAULT_POWER_GROUPS && ((cut->parameter >> (offset >> 2)) & 1) != 0;
+}
+
+/* Fills a page whose write cycle was interrupted: with 0xFF for the seed 0, else with pseudo-random bytes. */
+static void scramble(unsigned char* page, unsigned int length, unsigned long long seed) {
+  unsigned long long state = seed;
+  unsigned int i;
+
+  for (i = 0; i < length; ++i) {
+    /* Knuth's MMIX generator, whose high bits are the random ones. */
+    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+    page[i] = seed ? (unsigned char)(state >> 56) : 0xFF;
+  }
 }
 
 /* Stores `length` data bytes from the counter on and starts the write cycle. `flip` is an index in `data`. */
@@ -157,13 +165,15 @@ static void write_page(struct chip_model* chip, const unsigned char* data, unsig
   cut = power_fault(chip);
   for (i = 0; i < length; ++i) {
     last = offset;
-    if (!dropped && survives(cut, i, offset))
+    if (!dropped && survives(cut, i, offset)) {
       chip->memory[base + offset] = (unsigned char)(data[i] ^ (i == flip ? mask : 0));
+    }
     if (!stuck) offset = (offset + 1) & (page - 1);
   }
   if (!stuck) chip->counter = (base + last + 1) & (rules_of(chip)->size - 1);
   chip->busy_until = now + chip->write_cycle;
   if (!cut) return;
+  if (cut->kind == CHIP_FAULT_POWER_ANYTHING && !dropped) scramble(chip->memory + base, page, cut->parameter);
   ++cut->met;
   chip->powered = 0;
 }
@@ -185,8 +195,9 @@ int chip_model_write(struct chip_model* chip, unsigned int slave, const unsigned
   flip = flipped_byte(chip, moved, &mask);
   for (i = 0; i < address_bytes; ++i) address = (address << 8) | (data[i] ^ (i == flip ? mask : 0U));
   chip->counter = with_slave_bits(chip, slave, address);
-  if (moved > address_bytes)
+  if (moved > address_bytes) {
     write_page(chip, data + address_bytes, moved - address_bytes, flip - address_bytes, mask, now);
+  }
   return (int)moved;
 }
 

@@ -52,6 +52,15 @@ struct chip_model {
   unsigned long long page_writes; /* begun, a dropped one and one cut by the power included */
 };
 
+struct chip_rules {
+  unsigned int size; /* of the whole memory, a power of two */
+  unsigned int page;
+  unsigned int address_bytes;
+  unsigned int slaves; /* a power of two: the group of slave addresses at which the chip answers */
+};
+
+const struct chip_rules* chip_model_rules(enum chip_kind kind);
+
 /* Returns the size of the whole memory in bytes, a power of two. */
 unsigned int chip_model_size(enum chip_kind kind);
 

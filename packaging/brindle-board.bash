@@ -2,7 +2,7 @@
 
 _brindle_board() {
   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} choices='' i
-  local options='--address --kind --second --write-cycle --refusal --clock --claim --fault --trace --help'
+  local options='--address --kind --second --write-cycle --refusal --clock --adapter --max-write --claim --fault --trace --help --version'
   COMPREPLY=()
   for ((i = 1; i < COMP_CWORD; i++)); do
     [ "${COMP_WORDS[i]}" = -- ] || continue
@@ -16,12 +16,13 @@ _brindle_board() {
   case $previous:$current in
     [\<\>\&]* | *:[\$\<\>\&]*) compopt -o bashdefault -o default ;;  # redirections and variables
     --kind:*) choices='24c256 24c16' ;;
+    --adapter:*) choices='i2c smbus' ;;
     --refusal:*) choices='ENXIO EREMOTEIO' ;;
     --fault:*)
       compopt -o nospace
-      choices='refuse: refuse-late: short: flip: drop: stuck: foreign: power-nothing: power-first: power-groups:'
+      choices='refuse: refuse-late: short: flip: drop: stuck: foreign: power-nothing: power-first: power-groups: power-anything:'
       ;;
-    --address:* | --write-cycle:* | --clock:* | --claim:*) ;;
+    --address:* | --write-cycle:* | --clock:* | --max-write:* | --claim:*) ;;
     *:-*) choices="$options --" ;;
     *) compopt -o bashdefault -o default ;;
   esac

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <array>
 #include <numeric>
 
 #include "chip/EmulatedChip.h"
@@ -9,6 +10,8 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 
 constexpr int Refused = -6;
+constexpr int Whole = 5;  // two address bytes and three of data
+const Bytes Old{2, 3, 4, 5};
 
 // Sends messages to a chip whose memory counts from 0 to 255 again and again, and waits out each write cycle.
 class ChipModelTest : public testing::Test {
@@ -46,36 +49,54 @@ TEST_F(ChipModelTest, WritesWrapInsideTheirPageAndReadsAtTheEndOfMemory) {
 }
 
 TEST_F(ChipModelTest, EachFaultChangesWhatItsNameSays) {
-  using Row = std::tuple<const char*, unsigned int, int, Bytes, Bytes, Bytes>;
-  const Bytes old{2, 3, 4, 5};
-  // Three bytes are written to 0x0002, then two are read twice.
-  for (const auto& [text, met, written, first, second, memory] :
-       std::initializer_list<Row>{{"refuse:4", 0, 5, {5, 6}, {7, 8}, {9, 8, 7, 5}},
-                                  {"refuse:1", 1, Refused, {0, 1}, {2, 3}, old},
-                                  {"refuse:2:0", 2, 5, {}, {}, {9, 8, 7, 5}},
-                                  {"refuse-late:1", 1, Refused, {0, 1}, {2, 3}, old},
-                                  {"refuse-late:2", 1, 5, {}, {7, 8}, {9, 8, 7, 5}},
-                                  {"short:1:1:4", 1, 4, {4, 5}, {6, 7}, {9, 8, 4, 5}},
-                                  {"short:2:2:1", 2, 5, {5}, {6}, {9, 8, 7, 5}},
-                                  {"flip:1:1:0x8", 1, 5, {6, 7}, {8, 9}, {2, 9, 8, 7}},
-                                  {"flip:3:1:15", 1, 5, {5, 6}, {7, 136}, {9, 8, 7, 5}},
-                                  {"drop:1:2", 1, 5, {5, 6}, {7, 8}, old},
-                                  {"stuck:1", 1, 5, {7, 3}, {4, 5}, {7, 3, 4, 5}},
-                                  {"foreign:2:1:0x8001", 1, 5, {1, 9}, {8, 7}, {9, 8, 7, 5}},
-                                  {"power-nothing:1", 1, 5, {}, {}, old},
-                                  {"power-first:1:1:2", 1, 5, {}, {}, {9, 8, 4, 5}},
-                                  {"power-groups:1:1:2", 1, 5, {}, {}, {2, 3, 7, 5}}}) {
-    SCOPED_TRACE(text);
+  // A message with the data 9, 8, 7 goes to 0x0002, then two bytes are read twice.
+  struct Case {
+    const char* fault;
+    int written = Whole;
+    Bytes first = {};
+    Bytes second = {};
+    Bytes memory = Old;  // from 0x0002 on
+    unsigned int met = 1;
+  };
+  const std::array<Case, 17> cases{{
+      {.fault = "refuse:4", .first = {5, 6}, .second = {7, 8}, .memory = {9, 8, 7, 5}, .met = 0},
+      {.fault = "refuse:1", .written = Refused, .first = {0, 1}, .second = {2, 3}},
+      {.fault = "refuse:2:0", .memory = {9, 8, 7, 5}, .met = 2},
+      {.fault = "refuse-late:1", .written = Refused, .first = {0, 1}, .second = {2, 3}},
+      {.fault = "refuse-late:2", .second = {7, 8}, .memory = {9, 8, 7, 5}},
+      {.fault = "short:1:1:4", .written = 4, .first = {4, 5}, .second = {6, 7}, .memory = {9, 8, 4, 5}},
+      {.fault = "short:2:2:1", .first = {5}, .second = {6}, .memory = {9, 8, 7, 5}, .met = 2},
+      {.fault = "flip:1:1:0x8", .first = {6, 7}, .second = {8, 9}, .memory = {2, 9, 8, 7}},
+      {.fault = "flip:3:1:15", .first = {5, 6}, .second = {7, 136}, .memory = {9, 8, 7, 5}},
+      {.fault = "drop:1:2", .first = {5, 6}, .second = {7, 8}},
+      {.fault = "stuck:1", .first = {7, 3}, .second = {4, 5}, .memory = {7, 3, 4, 5}},
+      {.fault = "foreign:2:1:0x8001", .first = {1, 9}, .second = {8, 7}, .memory = {9, 8, 7, 5}},
+      {.fault = "power-nothing:1"},
+      {.fault = "power-first:1:1:2", .memory = {9, 8, 4, 5}},
+      {.fault = "power-groups:1:1:2", .memory = {2, 3, 7, 5}},
+      {.fault = "power-anything:1", .memory = {0xFF, 0xFF, 0xFF, 0xFF}},
+      {.fault = "power-anything:1:1:1", .memory = {165, 98, 203, 128}},
+  }};
+  for (const Case& one : cases) {
+    SCOPED_TRACE(one.fault);
     std::iota(chip.Memory().begin(), chip.Memory().end(), 0);
     chip_model_power_on(&chip.Model());
     chip.ClearFaults();
-    const chip_fault& fault = chip.Add(text);
-    EXPECT_EQ(Write({0, 2, 9, 8, 7}), written);
-    EXPECT_EQ(Read(2), first);
-    EXPECT_EQ(Read(2), second);
-    EXPECT_THAT(chip.Memory().subspan(2, 4), testing::ElementsAreArray(memory));
-    EXPECT_EQ(fault.met, met);
+    const chip_fault& fault = chip.Add(one.fault);
+    EXPECT_EQ(Write({0, 2, 9, 8, 7}), one.written);
+    EXPECT_EQ(Read(2), one.first);
+    EXPECT_EQ(Read(2), one.second);
+    EXPECT_THAT(chip.Memory().subspan(2, 4), testing::ElementsAreArray(one.memory));
+    EXPECT_EQ(fault.met, one.met);
   }
+}
+
+TEST_F(ChipModelTest, PowerAnythingReachesTheWholePageAndNoOther) {
+  chip.Add("power-anything:1");
+  EXPECT_EQ(Write({0, 0x50, 1}), 3);
+  EXPECT_THAT(chip.Memory().subspan(0x40, 64), testing::Each(0xFF));
+  EXPECT_EQ(chip.Memory()[0x3F], 0x3F);
+  EXPECT_EQ(chip.Memory()[0x80], 0x80);
 }
 
 }  // namespace

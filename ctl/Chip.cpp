@@ -1,22 +1,25 @@
 #include "ctl/Chip.h"
 
+#include <cerrno>
+#include <cstring>
+
 #include "content/Hexadecimal.h"
+#include "content/Pages.h"
 #include "ctl/Failure.h"
+#include "ctl/FileEeprom.h"
 #include "ctl/LockHolder.h"
-#include "eeprom/EEPromHelper.h"
 #include "eeprom/EepromFinder.h"
 #include "i2c/LinuxI2CFactory.h"
+#include "i2c/LinuxI2CMasterBus.h"
 
 namespace {
 
-using EEPromHelper::EEPromLocation;
+std::string DoctorLine(const ChipName& name) {
+  const std::string options = name.Options();
+  return "\"brindlectl doctor" + (options.empty() ? "" : " " + options) + "\" says why";
+}
 
 }  // namespace
-
-unsigned short ChipAddress(const Arguments& arguments) {
-  return EEPromHelper::SlaveAddress(arguments.Has("goldcrest") ? EEPromLocation::GoldcrestBaseboard
-                                                               : EEPromLocation::BaseboardDefault);
-}
 
 std::shared_ptr<DirectoryLock> ReserveBoard(const Environment& environment) {
   if (auto reservation = environment.board.reserve(BoardBus::Patience)) return reservation;
@@ -26,12 +29,48 @@ std::shared_ptr<DirectoryLock> ReserveBoard(const Environment& environment) {
   throw Failure(ExitCode::NotAccessible, "board: " + who + " holds it");
 }
 
-Chip::Chip(unsigned short slave, const Environment& environment)
-    : name("board"), reservation(ReserveBoard(environment)) {
-  memory = EepromFinder::FindEeprom(environment.board.findBus(), slave, Eeprom::EepromType::Cat24c256);
+Chip::Chip(const ChipName& chipName, Use use, const Environment& environment)
+    : name(chipName), reservation(ReserveBoard(environment)), adapter(name.Adapter()) {
+  Open(use, environment);
+}
+
+void Chip::Open(Use use, const Environment& environment) {
+  const auto driver = adapter ? adapter->DriverAt(name.slave) : std::nullopt;
+  if (driver) return OpenThroughDriver(*driver, use);
+  if (!name.file.empty()) {
+    memory = std::make_unique<FileEeprom>(name.file, use == Use::Write);
+    return;
+  }
+  if (adapter) CheckAdapter(use);
+  auto bus = name.node ? std::make_shared<LinuxI2CMasterBus>(adapter->Node()) : environment.board.findBus();
+  memory = EepromFinder::FindEeprom(std::move(bus), name.slave, Eeprom::EepromType::Cat24c256);
   if (memory) return;
-  const bool isDefault = slave == EEPromHelper::SlaveAddress(EEPromLocation::BaseboardDefault);
-  throw Failure(ExitCode::NotAccessible, "board: EEPROM not accessible at " + Hex(slave, 2) +
-                                             " (\"brindlectl doctor" + (isDefault ? "" : " --goldcrest") +
-                                             "\" says why)");
+  throw Failure(ExitCode::NotAccessible, name.Text() + ": EEPROM not accessible at " + Hex(name.slave, 2) +
+                                             " (" + DoctorLine(name) + ")");
+}
+
+void Chip::OpenThroughDriver(const LinuxI2CAdapter::Driver& driver, Use use) {
+  if (driver.eeprom.empty()) {
+    throw Failure(ExitCode::NotAccessible, name.Text() + ": the kernel's driver " + driver.name + " holds " +
+                                               Hex(name.slave, 2) + " and has no file for it (" +
+                                               DoctorLine(name) + ")");
+  }
+  memory = std::make_unique<FileEeprom>(driver.eeprom.string(), use == Use::Write);
+}
+
+void Chip::CheckAdapter(Use use) const {
+  constexpr std::size_t LongestMessage = PageSize + 2;  // the page's address and its bytes
+  const LinuxI2CAdapter::Service service = adapter->Examine();
+  std::string reason;
+  if (service == LinuxI2CAdapter::Service::None) {
+    reason = errno == ENOTTY ? "not the node of an I2C adapter" : std::strerror(errno);
+  } else if (service == LinuxI2CAdapter::Service::SMBusOnly) {
+    reason = "the adapter has SMBus transfers only, and no plain I2C";
+  } else if (use == Use::Write && !adapter->TakesMessage(LongestMessage)) {
+    reason = "the adapter takes no message of 66 bytes, so no page can be written";
+  } else {
+    return;
+  }
+  throw Failure(ExitCode::NotAccessible,
+                name.Text() + ": " + adapter->Node() + ": " + reason + " (" + DoctorLine(name) + ")");
 }

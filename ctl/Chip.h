@@ -2,31 +2,36 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
-#include "content/CachedEeprom.h"
-#include "ctl/Arguments.h"
+#include "ctl/ChipName.h"
 #include "ctl/Environment.h"
 #include "eeprom/Eeprom.h"
-
-// Returns the I2C address of the board's chip: 0x52 with the option "goldcrest", else 0x56.
-[[nodiscard]] unsigned short ChipAddress(const Arguments& arguments);
 
 // Reserves the board, for which it waits up to 30 seconds. Throws Failure (19), with the process that has it.
 [[nodiscard]] std::shared_ptr<DirectoryLock> ReserveBoard(const Environment& environment);
 
-// A chip of the board, which is reserved for this process as long as the object lives.
+// An open chip: on the adapter's node or, where a driver of the kernel holds its address, behind the driver's
+// file. All boards and adapters of the system are reserved for this process as long as the object lives.
 class Chip final {
  public:
-  // Finds the chip at the 7-bit address `slave`. Throws Failure (19) when it does not answer or another
-  // process has the board.
-  Chip(unsigned short slave, const Environment& environment);
+  enum class Use { Read, Write };
+
+  // Throws Failure: 19 when the chip does not answer, may not be used, or another process has the board; 5
+  // when a file is read-only or has another size.
+  Chip(const ChipName& chipName, Use use, const Environment& environment);
 
   [[nodiscard]] Eeprom& Memory() { return *memory; }
-  [[nodiscard]] const std::string& Name() const { return name; }  // for messages: "board"
+  [[nodiscard]] const ChipName& Name() const { return name; }
 
  private:
-  std::string name;
+  void Open(Use use, const Environment& environment);
+  void OpenThroughDriver(const LinuxI2CAdapter::Driver& driver, Use use);
+  void CheckAdapter(Use use) const;
+
+  ChipName name;
   std::shared_ptr<DirectoryLock> reservation;
+  std::optional<LinuxI2CAdapter> adapter;  // no value for a file
   std::unique_ptr<Eeprom> memory;
 };

@@ -39,7 +39,10 @@ constexpr Option RevisionOption = {"revision", "N", "set the baseboard revision,
 constexpr Option DeveloperOption = {"developer", "on|off", "set or clear the developer-board flag"};
 constexpr Option JournalOption = {"journal", "DIR", "keep the journal in DIR, not in " BRINDLE_STATE_DIR};
 
-const std::vector<Option> JsonAndGoldcrest = {{"json", nullptr, "print JSON"}, GoldcrestOption};
+constexpr Option JsonOption = {"json", nullptr, "print JSON"};
+constexpr Option ChipOption = {"chip", "CHIP", "the chip that CHIP names, not the board's"};
+
+const std::vector<Option> JsonAndGoldcrest = {JsonOption, GoldcrestOption};
 
 const Command Commands[] = {
     {"list", "[SOURCE]", 0, 1, "Shows settings, files, free room and problems.", JsonAndGoldcrest, List},
@@ -79,6 +82,8 @@ const Command Commands[] = {
       {"dry-run", nullptr, "show which pages would be written, and how long it takes"},
       {"force", nullptr, "in spite of problems of what is to be stored"},
       {"discard", nullptr, "throw away the journal of an update that was cut off"},
+      JsonOption,
+      ChipOption,
       GoldcrestOption,
       JournalOption,
       {"no-journal", nullptr, "do without; a power cut then costs the content"}},
@@ -92,9 +97,17 @@ const Command Commands[] = {
       {"force", nullptr, "also when something was stored since"},
       {"discard", nullptr, "throw the journal away, and leave the chip as it is"},
       {"wait", "SECONDS", "wait so long for a chip that does not answer yet"},
+      JsonOption,
+      ChipOption,
       JournalOption},
      Recover},
-    {"doctor", "", 0, 0, "Shows why Brindle finds no EEPROM, and what to do.", JsonAndGoldcrest, Doctor},
+    {"doctor",
+     "",
+     0,
+     0,
+     "Shows why Brindle finds no EEPROM, and what to do.",
+     {JsonOption, ChipOption, GoldcrestOption},
+     Doctor},
 };
 
 void PrintUsage(std::ostream& output) {
@@ -105,7 +118,10 @@ void PrintUsage(std::ostream& output) {
            << help.substr(0, help.find('\n')) << '\n';
   }
   output
-      << "\nSOURCE is an image file, - for standard input, or board (or nothing) for the board's chip.\n"
+      << "\nSOURCE is an image file, - for standard input, or a CHIP; nothing stands for board.\n"
+         "CHIP is board, /dev/i2c-N or /dev/i2c-N@ADDRESS, the file \"eeprom\" of a kernel driver, or, "
+         "after\n"
+         "--chip, any file of 32768 bytes.\n"
          "\"brindlectl help COMMAND\" shows the options of a command.\n"
          "Exit codes: 0 done, 1 differences or problems found, 5 failed, 19 no EEPROM, 22 bad arguments.\n";
 }

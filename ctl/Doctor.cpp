@@ -1,15 +1,14 @@
 #include <fcntl.h>
-#include <grp.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
+#include <optional>
 
 #include "content/Hexadecimal.h"
+#include "ctl/Accounts.h"
 #include "ctl/Chip.h"
 #include "ctl/Commands.h"
 #include "ctl/Failure.h"
@@ -17,16 +16,11 @@
 #include "ctl/Json.h"
 #include "ctl/LockHolder.h"
 #include "ctl/Updater.h"
-#include "eeprom/EEPromHelper.h"
-#include "eeprom/EepromFinder.h"
 #include "i2c/I2CBusHelper.h"
+#include "i2c/LinuxI2CAdapter.h"
 #include "i2c/LinuxI2CFactory.h"
 
 namespace {
-
-namespace fs = std::filesystem;
-
-using Location = EEPromHelper::EEPromLocation;
 
 // What was examined, and what came of it.
 struct Observation {
@@ -40,16 +34,6 @@ using Observations = std::vector<Observation>;
 bool IsWell(const Observations& observations) {
   return std::all_of(observations.begin(), observations.end(),
                      [](const Observation& observation) { return observation.remedy.empty(); });
-}
-
-std::string UserName(uid_t user) {
-  const passwd* const entry = getpwuid(user);
-  return entry == nullptr ? std::to_string(user) : entry->pw_name;
-}
-
-std::string GroupName(gid_t group) {
-  const ::group* const entry = getgrgid(group);
-  return entry == nullptr ? std::to_string(group) : entry->gr_name;
 }
 
 using Candidate = LinuxI2CFactory::Candidate;
@@ -83,17 +67,13 @@ constexpr char RuleCommand[] =
 // there is none.
 class Examination final {
  public:
-  Examination(unsigned short chipAddress, const Environment& usedEnvironment)
-      : environment(usedEnvironment), slave(chipAddress), name(Hex(slave, 2)) {}
+  Examination(const ChipName& chipName, const Environment& usedEnvironment)
+      : environment(usedEnvironment), chip(chipName), address(Hex(chip.slave, 2)) {}
 
   Observations Run() {
-    const LinuxI2CFactory factory;
-    if (const Candidate* const adapter = FindAdapter(factory)) {
-      if (adapter->verdict == Verdict::Found) {
-        Ok("adapter", "the EEPROM's controller is " + adapter->entry);
-      }
-      ExamineNode(adapter->node.string());
-      ExamineDriver(adapter->entry.substr(adapter->entry.find('-') + 1));
+    if (const auto adapter = chip.node ? chip.node : FindAdapter()) {
+      ExamineNode(adapter->Node());
+      ExamineDriver(*adapter);
     }
     ReserveTheBoard();
     if (IsWell(observations)) ProbeChip();
@@ -107,8 +87,9 @@ class Examination final {
     observations.push_back({id, text, remedy});
   }
 
-  // Returns the adapter that Brindle uses, or else one that only lacks its node, or null.
-  const Candidate* FindAdapter(const LinuxI2CFactory& factory) {
+  // Returns the adapter that Brindle uses, or else one that only lacks its node.
+  std::optional<LinuxI2CAdapter> FindAdapter() {
+    const LinuxI2CFactory factory;
     const unsigned long controller = *I2C::GetBusAddress(I2C::Bus::I2C4);
     const auto& candidates = factory.Candidates();
     const auto isUsed = [&](const Candidate& candidate) {
@@ -120,11 +101,14 @@ class Examination final {
     };
     auto found = std::find_if(candidates.begin(), candidates.end(), isUsed);
     if (found == candidates.end()) found = std::find_if(candidates.begin(), candidates.end(), lacksNode);
-    if (found != candidates.end()) return &*found;
+    if (found != candidates.end()) {
+      if (found->verdict == Verdict::Found) Ok("adapter", "the EEPROM's controller is " + found->entry);
+      return LinuxI2CAdapter::AtNode(found->node.string());
+    }
     if (candidates.empty() && factory.SearchError()) {
       Cause("kernel", "the kernel has no I2C: no " + LinuxI2CFactory::DevicesDirectory().string(),
             "use a kernel with CONFIG_I2C and the driver of the board's I2C controllers");
-      return nullptr;
+      return std::nullopt;
     }
     std::string others;
     for (const Candidate& candidate : candidates) {
@@ -133,7 +117,7 @@ class Examination final {
     }
     Cause("adapter", "no adapter has the address " + Hex(static_cast<unsigned int>(controller)) + others,
           "enable the controller in the device tree, and its driver in the kernel");
-    return nullptr;
+    return std::nullopt;
   }
 
   void ExamineNode(const std::string& node) {
@@ -164,14 +148,16 @@ class Examination final {
                          " && udevadm control --reload && udevadm trigger --settle " + node);
   }
 
-  void ExamineDriver(const std::string& bus) {
-    const std::string device = bus + "-" + Hex(slave).substr(2);  // as the kernel names it, "5-0056"
-    const fs::path link = LinuxI2CFactory::DevicesDirectory() / device / "driver";
-    std::error_code error;
-    const std::string driver = fs::read_symlink(link, error).filename();
-    if (error) return Ok("driver", "no driver of the kernel holds " + name);
-    Cause("driver", "the kernel's driver " + driver + " holds " + name + " (" + device + ")",
-          "echo " + device + " >/sys/bus/i2c/drivers/" + driver + "/unbind");
+  void ExamineDriver(const LinuxI2CAdapter& adapter) {
+    const auto driver = adapter.DriverAt(chip.slave);
+    if (!driver) return Ok("driver", "no driver of the kernel holds " + address);
+    const std::string way = driver->eeprom.empty()
+                                ? "neither Brindle nor brindlectl can use the chip"
+                                : "Brindle cannot use the chip; brindlectl works through the driver";
+    Cause(
+        "driver",
+        "the kernel's driver " + driver->name + " holds " + address + " (" + driver->device + "), so " + way,
+        "echo " + driver->device + " >/sys/bus/i2c/drivers/" + driver->name + "/unbind");
   }
 
   // As long as the examination lasts, so that the chip is not probed in the middle of another process's read.
@@ -187,11 +173,14 @@ class Examination final {
   }
 
   void ProbeChip() {
-    if (EepromFinder::FindEeprom(environment.board.findBus(), slave, Eeprom::EepromType::Cat24c256)) {
-      return Ok("chip", "the EEPROM at " + name + " answers");
+    try {
+      const Chip probed(chip, Chip::Use::Read, environment);
+      Ok("chip", "the EEPROM at " + address + " answers");
+    } catch (const Failure& failure) {
+      const bool isSilent = failure.exitCode == ExitCode::NotAccessible;
+      Cause("chip", isSilent ? "no EEPROM answers at " + address : std::string(failure.what()),
+            "check the chip's supply and address pins, and the lines of the bus");
     }
-    Cause("chip", "no EEPROM answers at " + name,
-          "check the chip's supply and address pins, and the lines of the bus");
   }
 
   void LookForJournal() {
@@ -209,27 +198,27 @@ class Examination final {
   }
 
   void ExamineJournal(const Journal& journal, const JournalFile& file) {
-    const std::string text =
-        "an update of the chip at " + Hex(journal.slave, 2) + " was cut off; its journal is " + file.Path();
+    const ChipName name = ChipName::Parse(journal.chip, journal.slave);
+    const std::string text = "an update of " + journal.chip + " at " + Hex(journal.slave, 2) +
+                             " was cut off; its journal is " + file.Path();
     try {
-      Chip chip(journal.slave, environment);
-      Updater updater(chip.Memory(), chip.Name());
+      Chip updated(name, Chip::Use::Read, environment);
+      Updater updater(updated.Memory(), name.Text());
       if (updater.IsCutOff(journal)) return Cause("journal", text, file.Recover());
       Cause("journal", text + ", and something was stored since", file.Recover("--dry-run"));
     } catch (const std::exception&) {
-      const bool isThisChip = journal.slave == slave;
-      const bool isDefault = !isThisChip && slave != EEPromHelper::SlaveAddress(Location::BaseboardDefault);
-      const std::string other = isDefault ? "brindlectl doctor" : "brindlectl doctor --goldcrest";
+      const std::string options = name.Options();
+      const std::string doctor = "brindlectl doctor" + (options.empty() ? "" : " " + options);
       Cause("journal",
             text + ", and that chip cannot be read; if it never will be, \"" + file.Recover("--discard") +
                 "\" throws the journal away",
-            isThisChip ? file.Recover() : other);
+            name.IsSameAs(chip) ? file.Recover() : doctor);
     }
   }
 
   const Environment& environment;
-  unsigned short slave;
-  std::string name;  // of the chip, by its address: "0x56"
+  ChipName chip;
+  std::string address;  // of the chip: "0x56"
   std::shared_ptr<DirectoryLock> reservation;
   Observations observations;
 };
@@ -256,7 +245,7 @@ Json ToJson(const Observations& observations) {
 }  // namespace
 
 ExitCode Doctor(const Arguments& arguments, const Environment& environment) {
-  const Observations observations = Examination(ChipAddress(arguments), environment).Run();
+  const Observations observations = Examination(ChipName::Of(arguments), environment).Run();
   const bool isWell = IsWell(observations);
   if (arguments.Has("json")) {
     Print({{"ok", isWell}, {"findings", ToJson(observations)}}, environment.output);

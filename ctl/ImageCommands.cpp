@@ -149,7 +149,7 @@ ExitCode Extract(const Arguments& arguments, const Environment& environment) {
   const std::string& source = arguments.operands[0];
   const std::string& path = arguments.operands[2];
   const std::size_t index = ParseFileType(arguments.operands[1]);
-  if (!Source::IsChip(source)) RefuseSameFile(source, path);
+  if (!ChipName::IsChip(source)) RefuseSameFile(source, path);
   const EepromContent content = Source(source, arguments, environment).Examine();
   if (!content.freeBytes) throw Failure(ExitCode::Failed, source + ": not 32768 bytes long");
   const FileContent& file = content.files[index];

@@ -17,12 +17,13 @@ std::vector<unsigned char> ReadHostFile(const std::string& path, const Environme
 
 Source::Source(const std::string& sourceName, const Arguments& arguments, const Environment& environment)
     : name(sourceName) {
-  if (!IsChip(name)) {
+  if (!ChipName::IsChip(name)) {
     image = ReadHostFile(name, environment);
     return;
   }
-  chip = std::make_unique<Chip>(ChipAddress(arguments), environment);
-  reading.emplace(chip->Memory(), chip->Name());
+  const ChipName chipName = ChipName::Parse(name, ChipName::BoardSlave(arguments));
+  chip = std::make_unique<Chip>(chipName, Chip::Use::Read, environment);
+  reading.emplace(chip->Memory(), name);
 }
 
 EepromContent Source::Examine() {

@@ -22,10 +22,8 @@
 class Source final {
  public:
   // Opens the chip that `sourceName` names, which stays reserved as long as the object lives, or else reads
-  // the file. Throws Failure: 5 for a file, 19 for a chip.
+  // the file. Throws Failure as Chip does, and 5 for a file.
   Source(const std::string& sourceName, const Arguments& arguments, const Environment& environment);
-
-  [[nodiscard]] static bool IsChip(const std::string& sourceName) { return sourceName == "board"; }
 
   // Returns what it holds. An image may have any size.
   [[nodiscard]] EepromContent Examine();

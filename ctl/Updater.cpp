@@ -1,7 +1,6 @@
 #include "ctl/Updater.h"
 
 #include <algorithm>
-#include <chrono>
 #include <stdexcept>
 #include <utility>
 
@@ -35,15 +34,19 @@ std::vector<std::size_t> WritingOrder(const PageSet& pages) {
 
 Updater::Updater(Eeprom& borrowedChip, std::string chipName)
     : chip(borrowedChip), name(std::move(chipName)), reading(chip, name) {
-  const auto start = std::chrono::steady_clock::now();
   (void)reading.Content();
-  readSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  readSeconds = ElapsedSeconds();
+}
+
+double Updater::ElapsedSeconds() const {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 unsigned long Updater::Seconds(std::size_t pages) const {
   constexpr double WritePause = 0.006;  // the driver's, after each page
-  const double seconds = readSeconds + static_cast<double>(pages) * (readSeconds / PageCount + WritePause);
-  return static_cast<unsigned long>(seconds) + 1;
+  const double onePage = writtenPages > 0 ? writeSeconds / static_cast<double>(writtenPages)
+                                          : readSeconds / PageCount + WritePause;
+  return static_cast<unsigned long>(readSeconds + static_cast<double>(pages) * onePage) + 1;
 }
 
 PageSet Updater::ForeignPages(const Journal& journal) {
@@ -104,7 +107,10 @@ void Updater::Run(const Keep& keep, const Progress& progress) {
 void Updater::WritePages(const PageSet& pages, const Progress& progress) {
   std::size_t count = 0;
   for (const std::size_t page : WritingOrder(pages)) {
+    const double begin = ElapsedSeconds();
     if (!WritePage(page)) return;
+    writeSeconds += ElapsedSeconds() - begin;
+    ++writtenPages;
     progress(++count, pages.count());
   }
 }

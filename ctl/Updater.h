@@ -8,6 +8,7 @@
 #pragma once
 
 #include <bitset>
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -60,8 +61,12 @@ class Updater final {
   [[nodiscard]] PageSet Pending() const;
 
   // Returns an estimate of the seconds, rounded up, for writing so many pages and reading the chip back. It
-  // comes from the time that the first reading took.
+  // comes from the time that the first reading took, and that the pages took that have been written; before,
+  // from the pause of the chip's driver.
   [[nodiscard]] unsigned long Seconds(std::size_t pages) const;
+
+  // Returns the seconds since the object was made.
+  [[nodiscard]] double ElapsedSeconds() const;
 
   // After Prepare: returns when the pages of the target, read back, hold it, and all others read as before.
   // Throws std::runtime_error when they do not after three rounds. A round ends at the first page that the
@@ -77,7 +82,10 @@ class Updater final {
   Eeprom& chip;
   std::string name;
   CachedEeprom reading;
+  std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
   double readSeconds = 0;
+  double writeSeconds = 0;       // that the written pages took
+  std::size_t writtenPages = 0;  // in all rounds
   Plan plan;
   Target target;
   std::vector<unsigned char> before;   // content before the update

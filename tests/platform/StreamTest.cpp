@@ -39,11 +39,41 @@ struct Copy {
 };
 
 const Copy Copies[] = {
-    {.source = "four", .flags = REPLACE, .count = 10, .result = 4, .target = "1234"},
-    {.source = "four", .flags = REPLACE, .count = 3, .result = 3, .target = "123"},
-    {.source = "four", .flags = REPLACE, .count = -1, .result = 0, .target = ""},
-    {.source = "missing", .flags = REPLACE, .count = 10, .result = -2, .target = ""},
-    {.source = "four", .flags = READ, .count = 2, .result = -4, .target = "old"},
+    {
+        .source = "four",
+        .flags = REPLACE,
+        .count = 10,
+        .result = 4,
+        .target = "1234",
+    },
+    {
+        .source = "four",
+        .flags = REPLACE,
+        .count = 3,
+        .result = 3,
+        .target = "123",
+    },
+    {
+        .source = "four",
+        .flags = REPLACE,
+        .count = -1,
+        .result = 0,
+        .target = "",
+    },
+    {
+        .source = "missing",
+        .flags = REPLACE,
+        .count = 10,
+        .result = -2,
+        .target = "",
+    },
+    {
+        .source = "four",
+        .flags = READ,
+        .count = 2,
+        .result = -4,
+        .target = "old",
+    },
 };
 
 TEST_F(FileStreamTest, CopiesWhatOneReadOfTheSourceGave) {

@@ -42,7 +42,7 @@ void ImageFile::Erase(const std::string& path) const {
     const ssize_t written = pwrite(file.Get(), erased.data() + done, size - done, static_cast<off_t>(done));
     if (written < 0) {
       const int error = errno;
-      // An empty file can be filled by the next attempt. Where not even this works, the first error still tells why.
+      // An empty file can be filled by the next attempt. If this fails too, the first error tells why.
       [[maybe_unused]] const int result = ftruncate(file.Get(), 0);
       throw BoardError(path + ": cannot be filled: " + std::strerror(error));
     }

@@ -1,5 +1,6 @@
 #include "content/EepromContent.h"
 
+#include <algorithm>
 #include <bitset>
 #include <memory>
 #include <utility>
@@ -7,6 +8,7 @@
 #include "content/CachedEeprom.h"
 #include "content/Hexadecimal.h"
 #include "content/MemoryEeprom.h"
+#include "eeprom/PlacementPlan.h"
 #include "eeprom/PosixEEpromHandler.h"
 #include "eeprom/StoredFiles.h"
 #include "eeprom/StoredImage.h"
@@ -29,9 +31,11 @@ class Examination final {
 
   EepromContent Run() {
     ExamineSettings();
+    StoredFiles files(memory, started);
     for (std::size_t file = 0; file < content.files.size(); ++file) {
       ExamineFile(file);
       if (HasImage(file)) ExaminePlace(file);
+      content.files[file].room = LargestData(FileAllocationTable::Files.at(file), files);
     }
     content.freeBytes = CountFreeBytes();
     return std::move(content);
@@ -112,6 +116,31 @@ class Examination final {
       Add("overlap", {other, index},
           "the images of " + FileTitle(other) + " and " + FileTitle(index) + " overlap");
     }
+  }
+
+  // Asks the planner itself. What fits, fits shorter too, but for an image that keeps its size: nothing moves
+  // then.
+  [[nodiscard]] std::optional<unsigned long> LargestData(FileAllocationTable::File file,
+                                                         StoredFiles& files) const {
+    const auto fits = [&](unsigned long data) {
+      const unsigned long image = data + StoredImage::ChecksumSize;
+      return PlacementPlan::Make(started, file, image, EepromSize, files).has_value();
+    };
+    std::optional<unsigned long> largest;
+    unsigned long low = 0;
+    unsigned long high = EepromSize;
+    while (low < high) {
+      const unsigned long middle = (low + high) / 2;
+      if (fits(middle)) {
+        largest = middle;
+        low = middle + 1;
+      } else {
+        high = middle;
+      }
+    }
+    const unsigned long size = started[file].Size;
+    if (size < StoredImage::ChecksumSize || !fits(size - StoredImage::ChecksumSize)) return largest;
+    return std::max(largest.value_or(0), size - StoredImage::ChecksumSize);
   }
 
   [[nodiscard]] bool HasImage(std::size_t file) const {

@@ -17,8 +17,8 @@ enum class FileState {
   Absent     // the table describes no image
 };
 
-// A file as the table describes it. Addresses and sizes are in bytes. An absent file has no
-// values, and a reserved one only its place.
+// A file as the table describes it. Addresses and sizes are in bytes. An absent file has no values but its
+// room, and a reserved one also its place. There is no room where Brindle would refuse even an empty file.
 struct FileContent {
   FileState state = FileState::Absent;
   std::optional<unsigned short> address;           // of the image
@@ -26,6 +26,7 @@ struct FileContent {
   std::optional<unsigned short> checksum;          // as stored
   std::optional<unsigned short> computedChecksum;  // of the data
   std::vector<unsigned char> data;                 // of a stored or damaged file
+  std::optional<unsigned long> room;               // the most bytes of data that Brindle would store now
 };
 
 // Something that is wrong with a content, whoever wrote it. `id` is fixed, `text` is a sentence; `files` are

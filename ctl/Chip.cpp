@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "content/Hexadecimal.h"
-#include "content/Pages.h"
 #include "ctl/Failure.h"
 #include "ctl/FileEeprom.h"
 #include "ctl/LockHolder.h"
@@ -59,7 +58,6 @@ void Chip::OpenThroughDriver(const LinuxI2CAdapter::Driver& driver, Use use) {
 }
 
 void Chip::CheckAdapter(Use use) const {
-  constexpr std::size_t LongestMessage = PageSize + 2;  // the page's address and its bytes
   const LinuxI2CAdapter::Service service = adapter->Examine();
   std::string reason;
   if (service == LinuxI2CAdapter::Service::None) {

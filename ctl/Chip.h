@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "content/Pages.h"
 #include "ctl/ChipName.h"
 #include "ctl/Environment.h"
 #include "eeprom/Eeprom.h"
@@ -17,6 +18,8 @@
 class Chip final {
  public:
   enum class Use { Read, Write };
+
+  static constexpr std::size_t LongestMessage = PageSize + 2;  // a page's address and its bytes
 
   // Throws Failure: 19 when the chip does not answer, may not be used, or another process has the board; 5
   // when a file is read-only or has another size.

@@ -23,11 +23,10 @@ unsigned short DefaultSlave() {
 }
 
 unsigned short ParseSlave(const std::string& text) {
-  constexpr unsigned long First = 0x50;
-  constexpr unsigned long Last = 0x57;
-  const unsigned long slave = ParseNumber(text, Last);
-  if (slave < First) throw Failure(ExitCode::InvalidArguments, "no address from 0x50 to 0x57: " + text);
-  return static_cast<unsigned short>(slave);
+  for (unsigned short slave = 0x50; slave <= 0x57; ++slave) {
+    if (text == Hex(slave, 2) || text == std::to_string(slave)) return slave;
+  }
+  throw Failure(ExitCode::InvalidArguments, "no address from 0x50 to 0x57: " + text);
 }
 
 std::string Absolute(const std::string& path) {
@@ -46,7 +45,7 @@ void TakeDriverFile(ChipName& name, const std::filesystem::path& path) {
   if (!name.text.starts_with(SysfsPrefix) || path.filename() != "eeprom" || !isDevice) return;
   name.node = LinuxI2CAdapter::AtNode(NodePrefix + device.substr(0, dash));
   if (!name.node) return;
-  name.slave = ParseSlave("0x" + device.substr(dash + 1));
+  name.slave = ParseSlave("0x" + device.substr(dash + 3));
   name.file.clear();
 }
 

@@ -72,7 +72,7 @@ class Examination final {
 
   Observations Run() {
     if (const auto adapter = chip.node ? chip.node : FindAdapter()) {
-      ExamineNode(adapter->Node());
+      ExamineNode(*adapter);
       ExamineDriver(*adapter);
     }
     ReserveTheBoard();
@@ -120,7 +120,8 @@ class Examination final {
     return std::nullopt;
   }
 
-  void ExamineNode(const std::string& node) {
+  void ExamineNode(const LinuxI2CAdapter& adapter) {
+    const std::string node = adapter.Node();
     struct stat status {};
     if (stat(node.c_str(), &status) != 0) {
       return Cause("node", "the adapter has no " + node + ": i2c-dev is not loaded", "modprobe i2c-dev");
@@ -129,7 +130,8 @@ class Examination final {
     const int fd = open(node.c_str(), O_RDWR | O_CLOEXEC);
     if (fd >= 0) {
       close(fd);
-      return Ok("node", node + " can be opened; it belongs to " + owner);
+      Ok("node", node + " can be opened; it belongs to " + owner);
+      return ExamineTransfers(adapter);
     }
     if (errno != EACCES) {
       return Cause("node", node + ": " + std::strerror(errno),
@@ -146,6 +148,16 @@ class Examination final {
           hasGroup ? join
                    : "groupadd --system --force brindle && " + join + " && " + RuleCommand +
                          " && udevadm control --reload && udevadm trigger --settle " + node);
+  }
+
+  void ExamineTransfers(const LinuxI2CAdapter& adapter) {
+    constexpr char Remedy[] = "use another adapter, or its driver if the kernel has a better one";
+    if (adapter.Examine() == LinuxI2CAdapter::Service::SMBusOnly) {
+      return Cause("adapter", "the adapter has SMBus transfers only, and no plain I2C", Remedy);
+    }
+    if (!adapter.TakesMessage(Chip::LongestMessage)) {
+      Cause("adapter", "the adapter takes no message of 66 bytes, so no page can be written", Remedy);
+    }
   }
 
   void ExamineDriver(const LinuxI2CAdapter& adapter) {

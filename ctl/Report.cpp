@@ -17,6 +17,7 @@ void PrintFile(const FileContent& file, std::ostream& output) {
   if (file.address) output << ", " << *file.size << " bytes at " << Hex(*file.address);
   if (file.checksum) output << ", " << file.data.size() << " of data, checksum " << Hex(*file.checksum);
   if (file.checksum != file.computedChecksum) output << ", computed " << Hex(*file.computedChecksum);
+  if (file.room) output << ", room for " << *file.room << " bytes";
   output << '\n';
 }
 
@@ -28,7 +29,8 @@ Json ToJson(const FileContent& file, std::size_t index) {
           {"size", OrNull(file.size)},
           {"dataSize", file.checksum ? Json(file.data.size()) : Json()},
           {"checksum", OrNull(file.checksum)},
-          {"computedChecksum", OrNull(file.computedChecksum)}};
+          {"computedChecksum", OrNull(file.computedChecksum)},
+          {"room", OrNull(file.room)}};
 }
 
 }  // namespace

@@ -51,7 +51,7 @@ void UpdateOutcome::Print(const Arguments& arguments, const Environment& environ
   if (arguments.Has("json")) {
     ::Print({{"changed", !pages.empty()},
              {"pages", pages.size()},
-             {"pageNumbers", pages},
+             {"pageRanges", Ranges(pages)},
              {"compared", isCompared},
              {"dryRun", isDryRun},
              {"seconds", seconds}},

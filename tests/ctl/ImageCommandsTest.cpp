@@ -32,19 +32,21 @@ TEST_F(ImageCommands, ListAnImageAsTextAndAsJson) {
                               0x4042, {'b'});
   EXPECT_EQ(Ctl("list -", image), 1);
   EXPECT_EQ(results,
-            "revision: 300\ndeveloper board: on\nfile 1 (peripheral): reserved, 16384 bytes at 0x0040\n"
-            "file 2 (upgrade): damaged, 5 bytes at 0x4040, 3 of data, checksum 0x68c7, computed 0x6837\n"
-            "file 3 (board): absent\nfree: 32699 bytes\n"
+            "revision: 300\ndeveloper board: on\nfile 1 (peripheral): reserved, 16384 bytes at 0x0040, room "
+            "for 32702 bytes\n"
+            "file 2 (upgrade): damaged, 5 bytes at 0x4040, 3 of data, checksum 0x68c7, computed 0x6837, room "
+            "for 16318 bytes\n"
+            "file 3 (board): absent, room for 16254 bytes\nfree: 32699 bytes\n"
             "problem: file 2 (upgrade) is damaged: stored checksum 0x68c7, computed 0x6837\n");
   EXPECT_EQ(Ctl("list - --json", image), 1);
   std::erase_if(results, [](char character) { return character == ' ' || character == '\n'; });
   EXPECT_EQ(results, R"({"revision":300,"developer":true,"developerByte":165,"files":[)"
                      R"({"type":1,"name":"peripheral","state":"reserved","address":64,"size":16384,)"
-                     R"("dataSize":null,"checksum":null,"computedChecksum":null},)"
+                     R"("dataSize":null,"checksum":null,"computedChecksum":null,"room":32702},)"
                      R"({"type":2,"name":"upgrade","state":"damaged","address":16448,"size":5,)"
-                     R"("dataSize":3,"checksum":26823,"computedChecksum":26679},)"
+                     R"("dataSize":3,"checksum":26823,"computedChecksum":26679,"room":16318},)"
                      R"({"type":3,"name":"board","state":"absent","address":null,"size":null,)"
-                     R"("dataSize":null,"checksum":null,"computedChecksum":null}],)"
+                     R"("dataSize":null,"checksum":null,"computedChecksum":null,"room":16254}],)"
                      R"("freeBytes":32699,"problems":[{"id":"damaged","text":"file2(upgrade)isdamaged:)"
                      R"(storedchecksum0x68c7,computed0x6837","files":[2]}]})");
 }

@@ -124,8 +124,9 @@ static struct chip_fault* power_fault(struct chip_model* chip) {
 
   for (i = 0; i < CHIP_FAULTS; ++i) {
     fault = &chip->faults[i];
-    if (fault->kind >= CHIP_FAULT_POWER_NOTHING && strikes(fault, fault->kind, chip->page_writes))
+    if (fault->kind >= CHIP_FAULT_POWER_NOTHING && strikes(fault, fault->kind, chip->page_writes)) {
       return fault;
+    }
   }
   return 0;
 }

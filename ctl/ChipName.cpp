@@ -59,8 +59,9 @@ ChipName ChipName::Parse(const std::string& text, unsigned short boardSlave) {
   if (text.starts_with(NodePrefix)) {
     const std::size_t at = text.find('@');
     name.node = LinuxI2CAdapter::AtNode(text.substr(0, at));
-    if (!name.node)
+    if (!name.node) {
       throw Failure(ExitCode::InvalidArguments, "not /dev/i2c-N or /dev/i2c-N@ADDRESS: " + text);
+    }
     name.slave = at == std::string::npos ? DefaultSlave() : ParseSlave(text.substr(at + 1));
     return name;
   }

@@ -13,8 +13,9 @@ constexpr Table MakeTable() {
   Table table{};
   for (unsigned int byte = 0; byte < table.size(); ++byte) {
     unsigned int value = byte;
-    for (int bit = 0; bit < 8; ++bit)
+    for (int bit = 0; bit < 8; ++bit) {
       value = (value & 1) != 0 ? (value >> 1) ^ ReflectedPolynomial : value >> 1;
+    }
     table[byte] = static_cast<unsigned short>(value);
   }
   return table;

@@ -46,16 +46,15 @@ std::string CheckChoice(const Rig& rig, const StoreModel& before, const Command&
 bool WritesInOrder(const Rig& rig, const Bytes& contents, const StoreModel& before, const Command& write) {
   constexpr unsigned int TableAddress = 4;
   std::vector<unsigned int> addresses;
-  for (const auto& message : rig.bus->messages) {
-    const bool isWrite = !message.isRead && message.bytes.size() > 2;
-    if (isWrite) addresses.push_back(256U * message.bytes[0] + message.bytes[1]);
+  for (const ChipBus::Message& message : rig.bus->messages) {
+    if (message.CarriesData()) addresses.push_back(message.MemoryAddress());
   }
-  // Start-up listed the peripheral configuration file.
-  if (before.memory != contents) addresses.erase(addresses.begin());
-  const StoreModel after(rig.Memory());
-  const auto tables = std::count(addresses.begin(), addresses.end(), TableAddress);
-  return addresses.front() == after.table[write.file].address &&
-         tables == (addresses.back() == TableAddress ? 1 : 0);
+  const bool hasListed = before.memory != contents;  // the peripheral configuration file, at start-up
+  if (hasListed) addresses.erase(addresses.begin());
+  const unsigned int newImage = StoreModel(rig.Memory()).table[write.file].address;
+  const auto table = std::ranges::find(addresses, TableAddress);
+  const bool isLast = table == addresses.end() || table + 1 == addresses.end();
+  return addresses.front() == newImage && isLast;
 }
 
 }  // namespace
@@ -72,17 +71,23 @@ std::string RunAndJudge(Rig& rig, const Bytes& contents, const Command& command)
   if (rig.bus->IsLocked()) return "the bus is still locked";
   const StoreModel before(contents);
   const std::optional<Expectation> expected = before.Expect(command);
-  if (expected && !rig.CameTo(*expected, outcome)) return exit + ", not what the model says";
-  const std::string complaint = expected ? "" : CheckChoice(rig, before, command, outcome);
-  if (!complaint.empty() || !command.Is("/W") || outcome.exit != 0) return complaint;
-  return WritesInOrder(rig, contents, before, command) ? "" : "the images are written in the wrong order";
+  if (expected) {
+    if (!rig.CameTo(*expected, outcome)) return exit + ", not what the model says";
+  } else {
+    const std::string complaint = CheckChoice(rig, before, command, outcome);
+    if (!complaint.empty()) return complaint;
+  }
+  const bool hasStored = command.Is("/W") && outcome.exit == 0;
+  if (hasStored && !WritesInOrder(rig, contents, before, command)) return "the images are out of order";
+  return "";
 }
 
 bool HoldsNothingElse(const Rig& rig, const Bytes& contents, const Bytes& done) {
   const Bytes started = StoreModel(contents).memory;
   const auto now = rig.chip.Memory();
   for (std::size_t i = 0; i < now.size(); ++i) {
-    if (now[i] != contents[i] && now[i] != done[i] && now[i] != started[i]) return false;
+    const bool isKnown = now[i] == contents[i] || now[i] == started[i] || now[i] == done[i];
+    if (!isKnown) return false;
   }
   return true;
 }

@@ -4,26 +4,37 @@
 
 namespace {
 
-// No value where the file is in order.
+constexpr unsigned int FileArea = 0x40;
+constexpr unsigned int AfterReserve = 0x4040;
+constexpr unsigned int PageSize = 64;
+
+// Returns whether a file would be appended inside the reserved place: there, or just after a file that ends
+// there.
+bool LeadsIntoReserve(const Entry& entry) {
+  if (!entry.HasPlace()) return false;
+  const unsigned int next = (entry.address + entry.size + PageSize - 1) % 0x10000;
+  const bool endLeadsThere = !entry.IsTorn() && next < AfterReserve;
+  return entry.address < AfterReserve || endLeadsThere;
+}
+
+// Returns what is wrong with the place of a file, or an empty string.
 std::string CheckPlace(const StoreModel& before, const StoreModel& after, unsigned int file,
                        const Command& write) {
   const Entry& entry = after.table[file];
-  if (entry == before.table[file] && file != write.file) return "";
-  if (entry.address < 0x40 || entry.address + entry.size > ChipSize) return "is outside of the file area";
-  if (entry.address != before.table[file].address && entry.address % 64 != 0) return "is not aligned";
-  bool leadsThere = false;  // the place or the end of another file
+  const Entry& old = before.table[file];
+  if (entry == old && file != write.file) return "";
+  if (entry.address < FileArea || entry.address + entry.size > ChipSize) return "is outside of the file area";
+  if (entry.address != old.address && entry.address % PageSize != 0) return "is not aligned";
   for (unsigned int other = 0; other < Files; ++other) {
-    if (other != file && (other == write.file || before.contents[other]) &&
-        entry.Overlaps(after.table[other])) {
-      return "overlaps another";
-    }
-    const Entry& old = before.table[other];
-    const unsigned int next = (old.address + old.size + 63) % 0x10000;
-    const bool endLeadsThere = !old.IsTorn() && next < 0x4040;
-    leadsThere = leadsThere || (other != 0 && old.HasPlace() && (old.address < 0x4040 || endLeadsThere));
+    if (other == file) continue;
+    const bool isKept = other == write.file || before.contents[other];
+    if (isKept && entry.Overlaps(after.table[other])) return "overlaps another";
   }
-  const bool inReserve = file != 0 && after.table[0] == ReservedEntry && entry.address < 0x4040;
-  return inReserve && !leadsThere ? "is in the place that is reserved for file 1" : "";
+  const bool isReserved = file != 0 && after.table[0] == ReservedEntry;
+  const bool isInReserve = isReserved && entry.address < AfterReserve;
+  if (!isInReserve) return "";
+  const bool isLed = std::any_of(before.table.begin() + 1, before.table.end(), LeadsIntoReserve);
+  return isLed ? "" : "is in the place that is reserved for file 1";
 }
 
 std::string CheckChoice(const Rig& rig, const StoreModel& before, const Command& write,

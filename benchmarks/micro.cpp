@@ -10,8 +10,8 @@
 
 namespace {
 
-// Transfers take no time: what is left is the queue, the events and the change of threads. The tests' bus has
-// no queue, and a clock that stands still.
+// Transfers take no time: what is left is the queue, the events and the change of threads. The tests' bus
+// bypasses the queue, and their clock stands still.
 class InstantBus final : public TransactionalizedI2CBus {
  public:
   void SetBusSpeed(unsigned int /*speed*/) override {}

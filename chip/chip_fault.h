@@ -10,8 +10,8 @@ extern "C" {
 /* NOLINTBEGIN(readability-identifier-naming) */
 
 /* What goes wrong. Messages are numbered from 1 in the order in which they reach the chip's slave addresses,
- * refused ones included; page writes are numbered from 1 likewise. While the chip does not answer anyway,
- * without power or during a write cycle, no fault strikes. */
+ * refused ones included; page writes are numbered from 1 likewise. No fault strikes while the chip is
+ * unpowered or in a write cycle. */
 enum chip_fault_kind {
   CHIP_FAULT_NONE = 0,
 

@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
+#include <span>
 
+#include "content/Pages.h"
 #include "ctl/CtlRig.h"
 #include "ctl/Journal.h"
 #include "support/Catalogue.h"
@@ -14,92 +16,185 @@
 
 namespace {
 
-// Paths are always the rig's; everything else may be any text.
-std::string RunAnything(FuzzedDataProvider& input, Rig& rig, const Bytes& memory) {
-  constexpr const char* Words[] = {"/R",   "/W",  "/V",  "/E",  "/BS", "/DS",
-                                   "/RBI", "/RA", "/WA", "/VA", "/w",  ""};
-  const std::string start = input.ConsumeRandomLengthString(600);
-  Bytes content(start.begin(), start.end());
-  if (input.ConsumeBool()) content.resize(input.ConsumeIntegralInRange<std::size_t>(0, 70'000));
-  std::vector<std::string> words = {input.PickValueInArray(Words)};
-  if (input.ConsumeBool()) words[0] = input.ConsumeRandomLengthString(8);
-  const bool isText = words[0] == "/BS" || words[0] == "/DS";
-  words.push_back(isText ? input.ConsumeRandomLengthString(12) : rig.HostFile(content));
-  if (input.ConsumeBool())
-    words.insert(words.begin() + 1, std::to_string(input.ConsumeIntegralInRange(0, 4)));
-  if (words[0].starts_with("/R")) words.back() = rig.output;
-  words.resize(std::min(words.size(), input.ConsumeIntegralInRange<std::size_t>(0, 4)));
-  rig.Load(memory);
-  const Outcome outcome = rig.Run(words);
-  if (outcome.exit == 22) {
-    return outcome.output.find("Exiting...") == std::string::npos ? "22 without its message" : "";
-  }
-  return outcome.IsOrderly() ? "" : "exit " + std::to_string(outcome.exit);
+using Input = FuzzedDataProvider;
+
+constexpr int Success = 0;
+constexpr int Failed = 5;
+constexpr int NotAccessible = 19;
+constexpr int InvalidArguments = 22;
+
+std::size_t UpTo(Input& input, std::size_t most) {
+  return input.ConsumeIntegralInRange<std::size_t>(0, most);
 }
 
-// The model knows what is stored in an image; anything else is refused.
-std::string InspectAnything(FuzzedDataProvider& input, CtlRig& rig, Bytes content) {
-  if (input.ConsumeBool()) content.resize(input.ConsumeIntegralInRange<std::size_t>(0, 70'000));
-  const bool isImage = content.size() == ChipSize;
-  const std::string& image = rig.HostFile(content);
-  const int problems = rig.Ctl("list --json " + image);
-  if (problems > 1 || rig.Ctl("check " + image) != problems) return "list or check";
-  if (rig.Ctl("diff " + image + " " + image) != (isImage ? 0 : 5)) return "diff";
-  if (rig.Ctl("build --from=" + image + " -") != (isImage ? 0 : 5)) return "build";
-  const Bytes built(rig.results.begin(), rig.results.end());
-  if (isImage && rig.Ctl("diff - " + image, built) != 0) return "what is built";
+// Gives some contents another length, up to more than any command takes.
+void MayResize(Input& input, Bytes& content) {
+  constexpr std::size_t Longest = 70'000;
+  const bool isResized = input.ConsumeBool();
+  if (isResized) content.resize(UpTo(input, Longest));
+}
+
+Bytes AnyContent(Input& input) {
+  constexpr std::size_t Longest = 600;
+  const std::string start = input.ConsumeRandomLengthString(Longest);
+  Bytes content(start.begin(), start.end());
+  MayResize(input, content);
+  return content;
+}
+
+// Overwrites some bytes with any text.
+void Change(Input& input, Bytes& bytes) {
+  constexpr std::size_t Longest = 200;
+  const std::string text = input.ConsumeRandomLengthString(Longest);
+  const std::size_t at = UpTo(input, bytes.size() - text.size());
+  std::ranges::copy(text, std::span(bytes).subspan(at).begin());
+}
+
+// Paths are always the rig's; everything else may be any text.
+std::vector<std::string> AnyWords(Input& input, Rig& rig) {
+  constexpr const char* Flags[] = {
+      "/R",   "/W",  "/V",          // take a number and a path
+      "/E",                         // takes nothing
+      "/BS",  "/DS",                // take a value
+      "/RBI", "/RA", "/WA", "/VA",  // take a path
+      "/w",   "",
+  };
+  constexpr std::size_t LongestFlag = 8;
+  constexpr std::size_t LongestValue = 12;
+  constexpr std::size_t MostWords = 4;
+  const Bytes content = AnyContent(input);
+  std::string flag = input.PickValueInArray(Flags);
+  const bool isAnyText = input.ConsumeBool();
+  if (isAnyText) flag = input.ConsumeRandomLengthString(LongestFlag);
+  const bool takesValue = flag == "/BS" || flag == "/DS";
+  std::string value = rig.HostFile(content);
+  if (takesValue) value = input.ConsumeRandomLengthString(LongestValue);
+  if (flag.starts_with("/R")) value = rig.output;
+
+  std::vector<std::string> words = {flag};
+  const bool namesFile = input.ConsumeBool();
+  if (namesFile) words.push_back(std::to_string(input.ConsumeIntegralInRange(0, 4)));
+  words.push_back(value);
+  const std::size_t count = UpTo(input, MostWords);
+  if (count < words.size()) words.resize(count);
+  return words;
+}
+
+std::string RunAnything(Input& input, Rig& rig, const Bytes& memory) {
+  const std::vector<std::string> words = AnyWords(input, rig);
+  rig.Load(memory);
+  const Outcome outcome = rig.Run(words);
+  bool isOrderly = outcome.IsOrderly();
+  if (outcome.exit == InvalidArguments) {
+    isOrderly = outcome.output.find("Exiting...") != std::string::npos;
+  }
+  return isOrderly ? "" : "exit " + std::to_string(outcome.exit);
+}
+
+// Extracts each file, which must be the model's.
+std::string ExtractEach(CtlRig& rig, const std::string& image, const Bytes& content) {
   for (unsigned int file = 0; file < Files; ++file) {
-    const auto data = isImage ? StoreModel(content).contents[file] : std::nullopt;
+    std::optional<Bytes> data;
+    if (content.size() == ChipSize) data = StoreModel(content).contents[file];
     const bool isStored = data && !data->empty();
-    if (rig.Ctl("extract " + image + " " + std::to_string(file + 1) + " -") != (isStored ? 0 : 5))
-      return "extract";
-    if (isStored &&
-        !std::ranges::equal(rig.results, *data, {}, [](char c) { return static_cast<unsigned char>(c); })) {
-      return "what is extracted";
-    }
+    const int expected = isStored ? Success : Failed;
+    const std::string number = std::to_string(file + 1);
+    if (rig.Ctl("extract " + image + " " + number + " -") != expected) return "extract";
+    const Bytes extracted(rig.results.begin(), rig.results.end());
+    if (isStored && extracted != data) return "what is extracted";
   }
   return "";
 }
 
+// The model knows what is stored in an image; anything else is refused.
+std::string InspectAnything(Input& input, CtlRig& rig, Bytes content) {
+  MayResize(input, content);
+  const bool isImage = content.size() == ChipSize;
+  const int expected = isImage ? Success : Failed;
+  const std::string& image = rig.HostFile(content);
+  const int problems = rig.Ctl("list --json " + image);
+  if (problems > 1) return "list";
+  if (rig.Ctl("check " + image) != problems) return "check";
+  if (rig.Ctl("diff " + image + " " + image) != expected) return "diff";
+  if (rig.Ctl("build --from=" + image + " -") != expected) return "build";
+  const Bytes built(rig.results.begin(), rig.results.end());
+  const bool isRight = !isImage || rig.Ctl("diff - " + image, built) == Success;
+  if (!isRight) return "what is built";
+  return ExtractEach(rig, image, content);
+}
+
+// A journal as brindlectl writes it, for the board's own EEPROM or another one, and what became of it.
+struct AnyJournal {
+  AnyJournal(Input& input, const Bytes& memory) : target(memory) {
+    constexpr unsigned short Ours = 0x56;
+    constexpr unsigned short Another = 0x10;
+    isOurs = input.ConsumeBool();
+    Change(input, target);
+    const Journal journal = {
+        .slave = isOurs ? Ours : Another,
+        .pages = DifferingPages(memory, target),
+        .old = memory,
+        .target = target,
+    };
+    const Bytes whole = journal.Encode();
+    bytes = whole;
+    const bool isChanged = input.ConsumeBool();
+    if (isChanged) Change(input, bytes);
+    MayResize(input, bytes);
+    isWhole = bytes == whole;
+  }
+
+  [[nodiscard]] int ExpectedExit() const {
+    if (!isWhole) return Failed;
+    return isOurs ? Success : NotAccessible;
+  }
+
+  bool isOurs = false;
+  bool isWhole = false;
+  Bytes target;
+  Bytes bytes;
+};
+
 // A journal that is not whole changes nothing, not even itself.
-std::string RecoverAnything(FuzzedDataProvider& input, CtlRig& rig, const Bytes& memory) {
-  const auto change = [&input](Bytes& bytes) {
-    const std::string text = input.ConsumeRandomLengthString(200);
-    const auto at = input.ConsumeIntegralInRange<std::size_t>(0, bytes.size() - text.size());
-    std::copy(text.begin(), text.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at));
-  };
-  const bool isOurs = input.ConsumeBool();
-  Bytes target = memory;
-  change(target);
-  const Bytes whole = Journal{static_cast<unsigned short>(isOurs ? 0x56 : 0x10), memory, target}.Encode();
-  Bytes bytes = whole;
-  if (input.ConsumeBool()) change(bytes);
-  if (input.ConsumeBool()) bytes.resize(input.ConsumeIntegralInRange<std::size_t>(0, 70'000));
-  const std::string written(bytes.begin(), bytes.end());
-  const std::string journal = rig.host.File("journal", written);
+std::string RecoverAnything(Input& input, CtlRig& rig, const Bytes& memory) {
+  const AnyJournal journal(input, memory);
+  const std::string written(journal.bytes.begin(), journal.bytes.end());
+  const std::string path = rig.host.File("journal", written);
   rig.Load(memory);
   const int code = rig.Ctl("recover --journal=" + rig.host / "");
-  const bool isDone = bytes == whole && isOurs;
-  if (code != (isDone ? 0 : bytes == whole ? 19 : 5)) return "recover ended with " + std::to_string(code);
-  if (!rig.Holds(isDone ? target : memory)) return "recover left something else";
-  if (!isDone && (rig.chip.Model().page_writes != 0 || ContentOf(journal) != written)) return "recover wrote";
-  return isDone && std::filesystem::exists(journal) ? "recover left its journal" : "";
+  if (code != journal.ExpectedExit()) return "recover ended with " + std::to_string(code);
+  if (code == Success) {
+    if (!rig.Holds(journal.target)) return "recover left something else";
+    if (std::filesystem::exists(path)) return "recover left its journal";
+    return "";
+  }
+  if (rig.chip.Model().page_writes != 0 || !rig.Holds(memory)) return "recover wrote";
+  return ContentOf(path) == written ? "" : "recover changed its journal";
+}
+
+std::string TryAnything(Input& input, CtlRig& rig) {
+  const Catalogue::Random below = [&input](unsigned int limit) {
+    return input.ConsumeIntegralInRange(0U, limit - 1);
+  };
+  const Bytes memory = Catalogue::AnyMemory(below);
+  switch (below(4)) {
+    case 0:
+      return InspectAnything(input, rig, memory);
+    case 1:
+      return RecoverAnything(input, rig, memory);
+    case 2:
+      return RunAnything(input, rig, memory);
+    default:
+      return RunAndJudge(rig, memory, Catalogue::AnyCommand(below, memory));
+  }
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
   static CtlRig rig;
-  FuzzedDataProvider input(data, size);
-  const Catalogue::Random below = [&input](unsigned int limit) {
-    return input.ConsumeIntegralInRange(0U, limit - 1);
-  };
-  const Bytes memory = Catalogue::AnyMemory(below);
-  const unsigned int kind = below(4);
-  const std::string fault = kind == 0   ? InspectAnything(input, rig, memory)
-                            : kind == 1 ? RecoverAnything(input, rig, memory)
-                            : kind == 2 ? RunAnything(input, rig, memory)
-                                        : RunAndJudge(rig, memory, Catalogue::AnyCommand(below, memory));
+  Input input(data, size);
+  const std::string fault = TryAnything(input, rig);
   if (fault.empty()) return 0;
   std::cerr << "FAULT: " << fault << std::endl;
   std::abort();

@@ -26,17 +26,22 @@ Bytes After(const std::vector<Command>& commands);
 // Erased; one, two, three files; files out of order; a damaged file; a peripheral configuration file that
 // start-up lists; one that it recognises and has no need to list; a full chip.
 const std::vector<Contents>& Eeproms();
+// Returns the one of this name; throws std::out_of_range if there is none.
+const Contents& Eeprom(const std::string& name);
 const Contents& ThreeFiles();
 
 // Gives the image of this entry the right checksum.
 void MakeReadable(Bytes& memory, const Entry& entry);
 
-// Commands that only read and then those that write, and the latter alone.
-const std::vector<Command>& All();
+// Commands that only read; those that replace a setting, the largest file or everything; these and writes of
+// files of many lengths; all of them.
+const std::vector<Command>& Reading();
+const std::vector<Command>& Replacing();
 const std::vector<Command>& Writing();
+const std::vector<Command>& All();
 
-// The ways in which the power may go during a page write: nothing of the page is stored, or its first n
-// bytes, or some of its whole groups of four.
+// The ways in which power can fail during a page write: nothing of the page is stored, or its first n bytes,
+// or some of its whole groups of four.
 const std::vector<chip_fault>& PowerCuts();
 
 // Returns a number below its argument.
@@ -50,8 +55,12 @@ Bytes AnyMemory(const Random& below);
 // beyond.
 Command AnyCommand(const Random& below, const Bytes& memory);
 
-// Only every so many-th case is run where the loops are many times slower: with a sanitizer, on an emulated
-// processor.
+// Slow builds run only every Stride-th case: those with a sanitizer or for an emulated processor.
 constexpr unsigned int Stride = BRINDLE_TEST_STRIDE;
+
+// Returns how many of these cases that are.
+constexpr unsigned long PerStride(unsigned long cases) {
+  return cases / Stride;
+}
 
 }  // namespace Catalogue

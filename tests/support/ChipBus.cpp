@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <tuple>
 
 #include "platform/Event.h"
 #include "support/VirtualClock.h"
@@ -39,13 +38,18 @@ bool ChipBus::Unlock() {
 
 void ChipBus::HandleTransaction(I2C::Transaction* transaction) {
   using Type = I2C::TransactionType;
-  const auto& [type, slave] = std::tie(transaction->type, transaction->address);
+  const Type type = transaction->type;
+  const unsigned short slave = transaction->address;
   const bool writes = type == Type::Write || type == Type::WriteThenRead;
   const bool reads = type == Type::Read || type == Type::WriteThenRead;
-  transaction->success =
-      (writes || reads) &&
-      (!writes || Send<false>(slave, transaction->writeBuffer, transaction->writeLength)) &&
-      (!reads || Send<true>(slave, transaction->readBuffer, transaction->readLength));
+  bool succeeded = writes || reads;
+  if (succeeded && writes) {
+    succeeded = Send<false>(slave, transaction->writeBuffer, transaction->writeLength);
+  }
+  if (succeeded && reads) {
+    succeeded = Send<true>(slave, transaction->readBuffer, transaction->readLength);
+  }
+  transaction->success = succeeded;
 }
 
 template <bool IsRead, typename Byte>
@@ -54,8 +58,8 @@ bool ChipBus::Send(unsigned short slave, Byte* buffer, unsigned int length) {
   if (length == 0) return false;
   onMessage();
   const std::span bytes(buffer, length);
-  const auto chip =
-      std::find_if(chips.begin(), chips.end(), [slave](const auto* each) { return each->AnswersAt(slave); });
+  const auto answers = [slave](const EmulatedChip* chip) { return chip->AnswersAt(slave); };
+  const auto chip = std::ranges::find_if(chips, answers);
   int moved = NoChip;
   if (chip != chips.end()) {
     if constexpr (IsRead) {

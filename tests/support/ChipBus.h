@@ -1,5 +1,5 @@
-// The I2C bus of the tests: emulated chips on the product's own bus class, without its queue and worker. The
-// caller's thread performs each transfer. The chips must outlive the bus.
+// The I2C bus of the tests: emulated chips on the product's bus class. Transact bypasses the queue, and the
+// worker sleeps: the caller's thread performs each transfer. The chips must outlive the bus.
 #pragma once
 
 #include <functional>
@@ -7,8 +7,8 @@
 #include <span>
 #include <vector>
 
-#include "chip/EmulatedChip.h"
 #include "i2c/TransactionalizedI2CBus.h"
+#include "support/EmulatedChip.h"
 
 class ChipBus final : public TransactionalizedI2CBus {
  public:
@@ -18,6 +18,10 @@ class ChipBus final : public TransactionalizedI2CBus {
     bool isRead;
     std::vector<unsigned char> bytes;  // that were asked to move; of a read, what it left in the buffer
     int moved;                         // of them, or the negative refusal
+
+    // Of a write to a CAT24C256.
+    [[nodiscard]] bool CarriesData() const { return !isRead && bytes.size() > 2; }
+    [[nodiscard]] unsigned int MemoryAddress() const { return 256U * bytes[0] + bytes[1]; }
   };
 
   // Makes up to `maxAttempts` attempts at a transfer.

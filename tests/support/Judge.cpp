@@ -4,26 +4,37 @@
 
 namespace {
 
-// No value where the file is in order.
+constexpr unsigned int FileArea = 0x40;
+constexpr unsigned int AfterReserve = 0x4040;
+constexpr unsigned int PageSize = 64;
+
+// Returns whether a file would be appended inside the reserved place: there, or just after a file that ends
+// there.
+bool LeadsIntoReserve(const Entry& entry) {
+  if (!entry.HasPlace()) return false;
+  const unsigned int next = (entry.address + entry.size + PageSize - 1) % 0x10000;
+  const bool endLeadsThere = !entry.IsTorn() && next < AfterReserve;
+  return entry.address < AfterReserve || endLeadsThere;
+}
+
+// Returns what is wrong with the place of a file, or an empty string.
 std::string CheckPlace(const StoreModel& before, const StoreModel& after, unsigned int file,
                        const Command& write) {
   const Entry& entry = after.table[file];
-  if (entry == before.table[file] && file != write.file) return "";
-  if (entry.address < 0x40 || entry.address + entry.size > ChipSize) return "is outside of the file area";
-  if (entry.address != before.table[file].address && entry.address % 64 != 0) return "is not aligned";
-  bool leadsThere = false;  // the place or the end of another file
+  const Entry& old = before.table[file];
+  if (entry == old && file != write.file) return "";
+  if (entry.address < FileArea || entry.address + entry.size > ChipSize) return "is outside of the file area";
+  if (entry.address != old.address && entry.address % PageSize != 0) return "is not aligned";
   for (unsigned int other = 0; other < Files; ++other) {
-    if (other != file && (other == write.file || before.contents[other]) &&
-        entry.Overlaps(after.table[other])) {
-      return "overlaps another";
-    }
-    const Entry& old = before.table[other];
-    const unsigned int next = (old.address + old.size + 63) % 0x10000;
-    const bool endLeadsThere = !old.IsTorn() && next < 0x4040;
-    leadsThere = leadsThere || (other != 0 && old.HasPlace() && (old.address < 0x4040 || endLeadsThere));
+    if (other == file) continue;
+    const bool isKept = other == write.file || before.contents[other];
+    if (isKept && entry.Overlaps(after.table[other])) return "overlaps another";
   }
-  const bool inReserve = file != 0 && after.table[0] == ReservedEntry && entry.address < 0x4040;
-  return inReserve && !leadsThere ? "is in the place that is reserved for file 1" : "";
+  const bool isReserved = file != 0 && after.table[0] == ReservedEntry;
+  const bool isInReserve = isReserved && entry.address < AfterReserve;
+  if (!isInReserve) return "";
+  const bool isLed = std::any_of(before.table.begin() + 1, before.table.end(), LeadsIntoReserve);
+  return isLed ? "" : "is in the place that is reserved for file 1";
 }
 
 std::string CheckChoice(const Rig& rig, const StoreModel& before, const Command& write,
@@ -46,16 +57,15 @@ std::string CheckChoice(const Rig& rig, const StoreModel& before, const Command&
 bool WritesInOrder(const Rig& rig, const Bytes& contents, const StoreModel& before, const Command& write) {
   constexpr unsigned int TableAddress = 4;
   std::vector<unsigned int> addresses;
-  for (const auto& message : rig.bus->messages) {
-    const bool isWrite = !message.isRead && message.bytes.size() > 2;
-    if (isWrite) addresses.push_back(256U * message.bytes[0] + message.bytes[1]);
+  for (const ChipBus::Message& message : rig.bus->messages) {
+    if (message.CarriesData()) addresses.push_back(message.MemoryAddress());
   }
-  // Start-up listed the peripheral configuration file.
-  if (before.memory != contents) addresses.erase(addresses.begin());
-  const StoreModel after(rig.Memory());
-  const auto tables = std::count(addresses.begin(), addresses.end(), TableAddress);
-  return addresses.front() == after.table[write.file].address &&
-         tables == (addresses.back() == TableAddress ? 1 : 0);
+  const bool hasListed = before.memory != contents;  // the peripheral configuration file, at start-up
+  if (hasListed) addresses.erase(addresses.begin());
+  const unsigned int newImage = StoreModel(rig.Memory()).table[write.file].address;
+  const auto table = std::ranges::find(addresses, TableAddress);
+  const bool isLast = table == addresses.end() || table + 1 == addresses.end();
+  return addresses.front() == newImage && isLast;
 }
 
 }  // namespace
@@ -72,17 +82,23 @@ std::string RunAndJudge(Rig& rig, const Bytes& contents, const Command& command)
   if (rig.bus->IsLocked()) return "the bus is still locked";
   const StoreModel before(contents);
   const std::optional<Expectation> expected = before.Expect(command);
-  if (expected && !rig.CameTo(*expected, outcome)) return exit + ", not what the model says";
-  const std::string complaint = expected ? "" : CheckChoice(rig, before, command, outcome);
-  if (!complaint.empty() || !command.Is("/W") || outcome.exit != 0) return complaint;
-  return WritesInOrder(rig, contents, before, command) ? "" : "the images are written in the wrong order";
+  if (expected) {
+    if (!rig.CameTo(*expected, outcome)) return exit + ", not what the model says";
+  } else {
+    const std::string complaint = CheckChoice(rig, before, command, outcome);
+    if (!complaint.empty()) return complaint;
+  }
+  const bool hasStored = command.Is("/W") && outcome.exit == 0;
+  if (hasStored && !WritesInOrder(rig, contents, before, command)) return "the images are out of order";
+  return "";
 }
 
 bool HoldsNothingElse(const Rig& rig, const Bytes& contents, const Bytes& done) {
   const Bytes started = StoreModel(contents).memory;
   const auto now = rig.chip.Memory();
   for (std::size_t i = 0; i < now.size(); ++i) {
-    if (now[i] != contents[i] && now[i] != done[i] && now[i] != started[i]) return false;
+    const bool isKnown = now[i] == contents[i] || now[i] == started[i] || now[i] == done[i];
+    if (!isKnown) return false;
   }
   return true;
 }

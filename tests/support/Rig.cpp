@@ -8,18 +8,27 @@
 #include "cli/FrontEnd.h"
 
 bool Outcome::IsOrderly() const {
-  return (exit == 0 && output == "EEPROM read/write complete.\n") ||
-         (exit == 5 && output == "EEPROM read/write failed.\n") ||
-         (exit == 19 && output == "EEPROM not accessible\n");
+  switch (exit) {
+    case 0:
+      return output == "EEPROM read/write complete.\n";
+    case 5:
+      return output == "EEPROM read/write failed.\n";
+    case 19:
+      return output == "EEPROM not accessible\n";
+    default:
+      return false;
+  }
 }
 
-Rig::Rig(unsigned int attempts, chip_kind kind, unsigned short slave)
-    : chip(kind, slave),
-      bus(std::make_shared<ChipBus>(std::initializer_list<EmulatedChip*>{&chip, &goldcrest}, attempts)) {}
+Rig::Rig(unsigned int attempts, chip_kind kind, unsigned short slave) : chip(kind, slave) {
+  const std::initializer_list<EmulatedChip*> chips = {&chip, &goldcrest};
+  bus = std::make_shared<ChipBus>(chips, attempts);
+}
 
 void Rig::Load(const Bytes& contents) {
-  std::copy(contents.begin(), contents.end(), chip.Memory().begin());
-  chip_model_init(&chip.Model(), chip.Model().kind, chip.Memory().data(), chip.Model().slave);
+  std::ranges::copy(contents, chip.Memory().begin());
+  chip_model& model = chip.Model();
+  chip_model_init(&model, model.kind, model.memory, model.slave);
   constexpr std::uint64_t MessageTime = 100'000;  // ns; some bytes on a bus of 100 kHz
   bus->onMessage = [] { VirtualClock::now += MessageTime; };
 }
@@ -30,7 +39,7 @@ void Rig::PowerOn() {
 }
 
 bool Rig::Holds(const Bytes& contents) const {
-  return std::equal(contents.begin(), contents.end(), chip.Memory().begin(), chip.Memory().end());
+  return std::ranges::equal(contents, chip.Memory());
 }
 
 bool Rig::CameTo(const Expectation& expected, const Outcome& outcome) const {
@@ -38,7 +47,8 @@ bool Rig::CameTo(const Expectation& expected, const Outcome& outcome) const {
 }
 
 const std::string& Rig::HostFile(const Bytes& content) {
-  if (content != inputContent) host.File("in", {content.begin(), content.end()});
+  const bool isThere = content == inputContent;
+  if (!isThere) host.File("in", {content.begin(), content.end()});
   inputContent = content;
   return input;
 }
@@ -48,8 +58,10 @@ Outcome Rig::Run(const Command& command) {
   if (command.NamesFile()) words.push_back(std::to_string(command.file + 1));
   if (!command.value.empty()) {
     words.push_back(command.value);
+  } else if (command.MakesHostFile()) {
+    words.push_back(output);
   } else if (!command.Is("/E")) {
-    words.push_back(command.MakesHostFile() ? output : HostFile(command.host));
+    words.push_back(HostFile(command.host));
   }
   return Run(words);
 }
@@ -59,9 +71,12 @@ Outcome Rig::Run(const std::vector<std::string>& words) {
   for (const std::string& word : words) argv.push_back(word.c_str());
   unlink(output.c_str());
   std::ostringstream console;
-  const int exit = FrontEnd(static_cast<int>(argv.size()), argv.data(), console, [this] { return bus; });
-  Outcome outcome = {exit, {}, console.str()};
+  const auto count = static_cast<int>(argv.size());
+  Outcome outcome;
+  outcome.exit = FrontEnd(count, argv.data(), console, [this] { return bus; });
+  outcome.output = console.str();
   const std::string made = ContentOf(output);
-  if (access(output.c_str(), F_OK) == 0) outcome.host.emplace(made.begin(), made.end());
+  const bool isMade = access(output.c_str(), F_OK) == 0;
+  if (isMade) outcome.host.emplace(made.begin(), made.end());
   return outcome;
 }

@@ -1,5 +1,4 @@
-// Defines what takes the place of a system function that the program is linked with WRAPS for; the function
-// itself is then __real_FUNCTION.
+// Defines the replacement of a system function that WRAPS names; the function itself is __real_FUNCTION.
 #pragma once
 
 #define WRAP(result, function, ...)                 \

@@ -30,6 +30,9 @@ struct Command {
   ExitCode (*run)(const Arguments& arguments, const Environment& environment);
 };
 
+// Needs the table of commands.
+ExitCode Help(const Arguments& arguments, const Environment& environment);
+
 constexpr std::size_t AnyNumber = std::numeric_limits<std::size_t>::max();
 
 constexpr Option GoldcrestOption = {"goldcrest", nullptr, "the board's chip is the one at 0x52, not 0x56"};
@@ -108,6 +111,7 @@ const Command Commands[] = {
      "Shows why Brindle finds no EEPROM, and what to do.",
      {JsonOption, ChipOption, GoldcrestOption},
      Doctor},
+    {"help", "[COMMAND]", 0, 1, "Shows the commands, or the options of one.", {}, Help},
 };
 
 void PrintUsage(std::ostream& output) {
@@ -122,7 +126,6 @@ void PrintUsage(std::ostream& output) {
          "CHIP is board, /dev/i2c-N or /dev/i2c-N@ADDRESS, the file \"eeprom\" of a kernel driver, or, "
          "after\n"
          "--chip, any file of 32768 bytes.\n"
-         "\"brindlectl help COMMAND\" shows the options of a command.\n"
          "Exit codes: 0 done, 1 differences or problems found, 5 failed, 19 no EEPROM, 22 bad arguments.\n";
 }
 
@@ -198,12 +201,11 @@ void RefuseEmptyTexts(const Command& command, const Arguments& arguments) {
   }
 }
 
-// `words` are "help" and what follows it.
-ExitCode Help(const std::vector<std::string>& words, const Environment& environment) {
-  if (words.size() > 1) {
-    PrintHelp(FindCommand(words[1]), environment.output);
-  } else {
+ExitCode Help(const Arguments& arguments, const Environment& environment) {
+  if (arguments.operands.empty()) {
     PrintUsage(environment.output);
+  } else {
+    PrintHelp(FindCommand(arguments.operands.front()), environment.output);
   }
   return ExitCode::Success;
 }
@@ -216,7 +218,7 @@ ExitCode Dispatch(std::vector<std::string> words, const Environment& environment
   }
   words.erase(words.begin());
   const std::string& first = words.front();
-  if (first == "help" || first == "--help" || first == "-h") return Help(words, environment);
+  if (first == "--help" || first == "-h") return Help(Arguments(), environment);
   if (first == "--version") {
     environment.output << ProgramName << ' ' << BRINDLE_VERSION << '\n';
     return ExitCode::Success;

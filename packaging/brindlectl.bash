@@ -1,13 +1,27 @@
 # bash completion for brindlectl(8): commands, options and what they take, as the program's own help lists them.
 
+# The chips that can be named: the adapters' nodes, and the files that a kernel driver makes.
+_brindlectl_chips() {
+  local chip
+  echo board
+  for chip in /dev/i2c-* /sys/bus/i2c/devices/*/eeprom; do
+    [ ! -e "$chip" ] || echo "$chip"
+  done
+}
+
+_brindlectl_commands() {
+  "${COMP_WORDS[0]}" --help 2>/dev/null | sed -n 's/^  \([a-z]\+\) .*/\1/p'
+}
+
 # Offers what the help calls KIND, an operand or the value of an option. VALUE is what is typed of it.
 _brindlectl_offer() { # KIND VALUE
   local choices=''
   case ${1%...} in
-    SOURCE)
+    SOURCE | CHIP)
       compopt -o filenames
-      mapfile -t COMPREPLY < <(compgen -W board -- "$2"; compgen -f -- "$2")
+      mapfile -t COMPREPLY < <(compgen -W "$(_brindlectl_chips)" -- "$2"; compgen -f -- "$2")
       ;;
+    COMMAND) choices=$(_brindlectl_commands) ;;
     PATH | IMAGE) compopt -o default ;; # no words: readline's file names
     DIR) compopt -o dirnames ;;
     TYPE) choices='1 2 3 peripheral upgrade board' ;;
@@ -36,7 +50,7 @@ _brindlectl() {
   for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
     if [[ $previous == [\<\>\&]* ]]; then # the file of a redirection
       word=''
-    elif [[ $word == = || ${words[-1]} == *= ]]; then # the shell takes --option=value apart into three words
+    elif [[ $word == [=@] || ${words[-1]} == *[=@] ]]; then # the shell takes words apart at these
       words[-1]+=$word
     elif [[ $word != [\<\>\&]* ]]; then
       words+=("$word")
@@ -50,15 +64,14 @@ _brindlectl() {
     return
   fi
   if ((${#words[@]} == 1)); then
-    mapfile -t COMPREPLY < <(compgen -W "--help --version $("${words[0]}" --help 2>/dev/null |
-      sed -n 's/^  \([a-z]\+\) .*/\1/p')" -- "$current")
+    mapfile -t COMPREPLY < <(compgen -W "--help --version $(_brindlectl_commands)" -- "$current")
     return
   fi
 
   local help kind='' operands operand=0
   help=$("${words[0]}" "${words[1]}" --help 2>/dev/null)
   read -ra operands < <(sed -n '1s/.*\[OPTION\.\.\.\]//p' <<<"$help" | tr -d '[]')
-  if [[ $current == = || ${words[-1]} == *= ]]; then
+  if [[ $current == [=@] || ${words[-1]} == *[=@] ]]; then
     current=${words[-1]}$current
     unset 'words[-1]'
   fi

@@ -93,5 +93,6 @@ Target Apply(const Changes& changes, std::vector<unsigned char> base) {
 }
 
 std::vector<unsigned char> ErasedImage() {
-  return std::vector<unsigned char>(EepromSize, Eeprom::ErasedByte);
+  Bytes image(EepromSize, Eeprom::ErasedByte);
+  return image;
 }

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "content/Hexadecimal.h"
 #include "ctl/Failure.h"
@@ -28,8 +29,8 @@ std::shared_ptr<DirectoryLock> ReserveBoard(const Environment& environment) {
   throw Failure(ExitCode::NotAccessible, "board: " + who + " holds it");
 }
 
-Chip::Chip(const ChipName& chipName, Use use, const Environment& environment)
-    : name(chipName), reservation(ReserveBoard(environment)), adapter(name.Adapter()) {
+Chip::Chip(ChipName chipName, Use use, const Environment& environment)
+    : name(std::move(chipName)), reservation(ReserveBoard(environment)), adapter(name.Adapter()) {
   Open(use, environment);
 }
 

@@ -23,7 +23,7 @@ class Chip final {
 
   // Throws Failure: 19 when the chip does not answer, may not be used, or another process has the board; 5
   // when a file is read-only or has another size.
-  Chip(const ChipName& chipName, Use use, const Environment& environment);
+  Chip(ChipName chipName, Use use, const Environment& environment);
 
   [[nodiscard]] Eeprom& Memory() { return *memory; }
   [[nodiscard]] const ChipName& Name() const { return name; }

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 #include "content/Hexadecimal.h"
 #include "ctl/Accounts.h"
@@ -67,8 +68,8 @@ constexpr char RuleCommand[] =
 // there is none.
 class Examination final {
  public:
-  Examination(const ChipName& chipName, const Environment& usedEnvironment)
-      : environment(usedEnvironment), chip(chipName), address(Hex(chip.slave, 2)) {}
+  Examination(ChipName chipName, const Environment& usedEnvironment)
+      : environment(usedEnvironment), chip(std::move(chipName)), address(Hex(chip.slave, 2)) {}
 
   Observations Run() {
     if (const auto adapter = chip.node ? chip.node : FindAdapter()) {

@@ -18,8 +18,7 @@ namespace {
 [[noreturn]] void RefuseAccess(const std::string& path, const struct stat& status) {
   constexpr mode_t AnyWrite = S_IWUSR | S_IWGRP | S_IWOTH;
   if ((status.st_mode & AnyWrite) == 0) {
-    throw Failure(ExitCode::Failed,
-                  path + ": is read-only (\"read-only\" or \"wp-gpios\" in the device tree)");
+    throw Failure(ExitCode::Failed, path + ": is read-only, by read-only or wp-gpios in the device tree");
   }
   const std::string owner = UserName(status.st_uid);
   throw Failure(ExitCode::NotAccessible, path + ": belongs to " + owner + ":" + GroupName(status.st_gid) +

@@ -5,6 +5,7 @@
 #include <sys/statfs.h>
 
 #include <filesystem>
+#include <utility>
 
 #include "ctl/AtomicFile.h"
 #include "ctl/Failure.h"
@@ -17,8 +18,8 @@ namespace fs = std::filesystem;
 
 }  // namespace
 
-JournalFile::JournalFile(const std::string& folderPath)
-    : folder(folderPath), path((fs::path(folder) / "journal").string()) {}
+JournalFile::JournalFile(std::string folderPath)
+    : folder(std::move(folderPath)), path((fs::path(folder) / "journal").string()) {}
 
 JournalFile JournalFile::Of(const Arguments& arguments) {
   return JournalFile(arguments.Value("journal").value_or(DefaultFolder));

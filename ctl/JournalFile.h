@@ -12,7 +12,7 @@ class JournalFile final {
   // Part of the installation.
   static constexpr char DefaultFolder[] = BRINDLE_STATE_DIR;
 
-  explicit JournalFile(const std::string& folderPath = DefaultFolder);
+  explicit JournalFile(std::string folderPath = DefaultFolder);
 
   // Returns that in the folder that the option "journal" names, or else the default one.
   [[nodiscard]] static JournalFile Of(const Arguments& arguments);

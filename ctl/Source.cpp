@@ -1,5 +1,7 @@
 #include "ctl/Source.h"
 
+#include <utility>
+
 #include "content/Confirmation.h"
 #include "ctl/Failure.h"
 #include "ctl/HostBytes.h"
@@ -15,8 +17,8 @@ std::vector<unsigned char> ReadHostFile(const std::string& path, const Environme
   return content;
 }
 
-Source::Source(const std::string& sourceName, const Arguments& arguments, const Environment& environment)
-    : name(sourceName) {
+Source::Source(std::string sourceName, const Arguments& arguments, const Environment& environment)
+    : name(std::move(sourceName)) {
   if (!ChipName::IsChip(name)) {
     image = ReadHostFile(name, environment);
     return;

@@ -23,7 +23,7 @@ class Source final {
  public:
   // Opens the chip that `sourceName` names, which stays reserved as long as the object lives, or else reads
   // the file. Throws Failure as Chip does, and 5 for a file.
-  Source(const std::string& sourceName, const Arguments& arguments, const Environment& environment);
+  Source(std::string sourceName, const Arguments& arguments, const Environment& environment);
 
   // Returns what it holds. An image may have any size.
   [[nodiscard]] EepromContent Examine();

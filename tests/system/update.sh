@@ -54,7 +54,7 @@ says "\"brindlectl recover\" finishes it"
 cut_off '[ ! -e $journal ]' before --no-journal --discard
 expect 1 cmp -s before "$IMAGE" # the journal went first: it would have undone the update
 cut_off '[ -e $journal ]' second
-take_advice "an update was cut off" brindlectl doctor
+take_advice "an update of board at 0x56 was cut off" brindlectl doctor
 same second "$IMAGE"
 take_advice "the kernel's driver at24 holds 0x52 (5-0052)" brindlectl doctor --goldcrest
 brindle 0 /BS 3 Goldcrest

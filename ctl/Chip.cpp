@@ -56,6 +56,11 @@ void Chip::OpenThroughDriver(const LinuxI2CAdapter::Driver& driver, Use use) {
                                                DoctorLine(name) + ")");
   }
   memory = std::make_unique<FileEeprom>(driver.eeprom.string(), use == Use::Write);
+  // A driver stays bound to a chip that does not answer any more, or not yet.
+  unsigned char byte = 0;
+  if (memory->Read(0, &byte, 1) == 1) return;
+  throw Failure(ExitCode::NotAccessible, name.Text() + ": the EEPROM at " + Hex(name.slave, 2) +
+                                             " does not answer the kernel's driver " + driver.name);
 }
 
 void Chip::CheckAdapter(Use use) const {

@@ -16,6 +16,7 @@ import sys
 import tempfile
 import time
 from collections import defaultdict
+from functools import partial
 from pathlib import Path
 from statistics import median
 
@@ -34,10 +35,12 @@ COMMANDS = [
     ("/WA image", "write:0:32768", 1.01),
     ("/E", "erase:0:32768", 1.01),
 ]
-# The third file's pages are written, and nothing when the content is the image's already.
+# The third file's pages are written, and nothing when the content is the image's already. Page 0, which has no
+# checksum, and the pages to be written are read twice before, the second time with other transfers.
 UPDATE, UNCHANGED = "brindlectl update --journal . --file 3=file3", "brindlectl update --journal . image"
 UNCHANGED_FLOOR = "bench-floor /dev/i2c-5 read:0:1 read:0:32768"
-UPDATE_FLOOR = UNCHANGED_FLOOR + " read:0:64 write:21568:320 read:0:32768"
+CONFIRMING = " read:0:5 read:5:59 read:19520:5 read:19525:315"
+UPDATE_FLOOR = UNCHANGED_FLOOR + CONFIRMING + " write:19520:302 read:0:32768"
 
 
 def pieces(size):
@@ -60,7 +63,54 @@ PEERS = [
     ("update one file", "/WA and /VA", ["Brindle /WA image", "Brindle /VA image"]),
     ("update nothing", "brindlectl", [UNCHANGED]),
     ("update nothing", "floor", [UNCHANGED_FLOOR]),
+    ("three files of 400 bytes", "Brindle /RA", ["Brindle /RA brindle.out"]),
+    ("three files of 400 bytes", "brindlectl list", ["brindlectl list"]),
+    ("three files of 400 bytes", "brindlectl extract", ["brindlectl extract board 2 -"]),
 ]
+
+# What the board holds before a task; the image if nothing is said here.
+CONTENTS = {"update one file": "outdated", "three files of 400 bytes": "small-files"}
+
+# Boards whose EEPROM belongs to the kernel's driver: bytes of a message to the chip, length of a write cycle. What
+# is written there differs in every byte from what was there before.
+DRIVERS = {f"{way}, {cycle} ms": ["--claim", claim, "--write-cycle", f"{cycle}000"]
+           for cycle in (5, 3) for way, claim in (("64 bytes", "0x56"), ("1 byte", "0x56:1"))}
+DRIVER_FILE = "/sys/bus/i2c/devices/5-0056/eeprom"
+WHOLE = (0, 32768)  # address and length
+FILE2 = (16512, 3002)
+SHARE = 16  # in a quick run, only this fraction of an image is written byte by byte
+
+
+def dd(source, target, start, length):
+    """Returns dd's command line for a part of a file. The driver takes 4096 bytes at once, and no more."""
+    return (f"dd status=none conv=notrunc bs=4096 iflag=skip_bytes,count_bytes oflag=seek_bytes "
+            f"if={source} of={target} skip={start} seek={start} count={length}")
+
+
+def dd_update(part, confirmed):
+    """Returns what dd does for an update: the reading before, parts of it again, the writing, the reading after."""
+    readings = [dd(DRIVER_FILE, "dd.out", *piece) for piece in (WHOLE, *confirmed, WHOLE)]
+    return [*readings[:-1], dd("image", DRIVER_FILE, *part), readings[-1]]
+
+
+UPDATE_FILE2 = "brindlectl update --journal . --file 2=file2"
+# Tasks through the driver. The board holds outdated-TASK before.
+DRIVEN_BY_PAGES = [
+    ("file", "brindlectl", [UPDATE_FILE2]),
+    ("file", "dd, two readings", dd_update(FILE2, [])),
+    ("file", "dd, all readings", dd_update(FILE2, [(0, 64), FILE2])),
+    ("image", "brindlectl", [UNCHANGED]),
+    ("image", "dd, two readings", dd_update(WHOLE, [])),
+    ("image", "dd, all readings", dd_update(WHOLE, [WHOLE])),
+]
+
+
+def driven_by_bytes(quick):
+    part = (0, WHOLE[1] // SHARE) if quick else WHOLE
+    return [("file", "brindlectl", [UPDATE_FILE2]),
+            ("image", "brindlectl", [UNCHANGED]),
+            ("image", "dd", [dd("image", DRIVER_FILE, *part)])]
+
 
 # Programs that need no board: name, command line, exit code, and how many times /bin/true they may take.
 STARTS = [
@@ -146,8 +196,22 @@ def measure_peers(quick):
             # Real-time scheduling reserves 50 ms of every busy second for other work, and the board is busy
             # for as long as the wire would be: without the rest, only some runs would be interrupted.
             time.sleep(1)
-            restore("outdated" if task == "update one file" else "image")
+            restore(CONTENTS.get(task, "image"))
             rows[task][program].append(sum(run(line)[0] for line in lines))
+    return rows
+
+
+def measure_driver(name, quick):
+    """Returns the rows of one of DRIVERS."""
+    by_bytes = name.startswith("1 byte")
+    rows = new_table()
+    for _ in range(1 if quick or by_bytes else 3):
+        for task, program, lines in driven_by_bytes(quick) if by_bytes else DRIVEN_BY_PAGES:
+            time.sleep(1)
+            restore("outdated-part" if quick and by_bytes and task == "image" else f"outdated-{task}")
+            rows[f"{task}, {name}"][program].append(sum(run(line)[0] for line in lines))
+            if Path("board.eeprom").read_bytes() != Path("image").read_bytes():
+                sys.exit(f"{lines} did not write the image")
     return rows
 
 
@@ -182,35 +246,69 @@ def measure_sizes():
     return sizes
 
 
+def inverted(content):
+    """Returns a content that differs in every byte; so does its checksum for the sizes used here."""
+    return bytes(byte ^ 0xFF for byte in content)
+
+
 def board(options, words):
     return subprocess.run(["brindle-board", *options, "board.eeprom", "--", *words], check=True,
                           stdin=open("image", "rb"), stdout=subprocess.PIPE).stdout
 
 
 def calls(line, content):
-    """Returns the calls that a command makes on the node."""
+    """Returns the calls that a command makes on the node after it has last opened it. Before, brindlectl examines
+    the adapter: two opens and three calls, none of which reaches the chip."""
     Path("board.eeprom").write_bytes(Path(content).read_bytes())
     board(["--trace", "trace"], line.split())
-    return [call.split(" ", 4)[4] for call in Path("trace").read_text().splitlines() if " chip " not in call]
+    lines = [call.split(" ", 4) for call in Path("trace").read_text().splitlines() if " chip " not in call]
+    return [call for _, _, _, opened, call in lines if opened == lines[-1][3]]
 
 
 def measure_on_board(quick):
     """Has this program measure inside of a board that holds all three files, the first one of 16 KiB."""
     Path("image").touch()
-    for number, size in enumerate((16384, 5000, 300), 1):
-        Path(f"file{number}").write_bytes(os.urandom(size))
+    for number, size in enumerate((16384, 3000, 300), 1):
+        content = os.urandom(size)
+        Path(f"file{number}").write_bytes(content)
+        Path(f"other{number}").write_bytes(inverted(content))
         board([], ["Brindle", "/W", str(number), f"file{number}"])
     Path("image").write_bytes(Path("board.eeprom").read_bytes())
-    Path("other").write_bytes(os.urandom(300))
-    run("brindlectl build --from image --file 3=other outdated")
+    run("brindlectl build --from image --file 3=other3 outdated")
+    run("brindlectl build --from image --file 2=other2 outdated-file")
+    image = Path("image").read_bytes()
+    Path("outdated-image").write_bytes(inverted(image))
+    part = len(image) // SHARE
+    Path("outdated-part").write_bytes(inverted(image[:part]) + image[part:])
+    Path("small").write_bytes(os.urandom(400))
+    run("brindlectl build --file 1=small --file 2=small --file 3=small small-files")
     pairs = [("Brindle " + arguments, FLOOR + steps, "image") for arguments, steps, _ in selected(quick)]
     for line, floor, content in *pairs, (UPDATE, UPDATE_FLOOR, "outdated"), (UNCHANGED, UNCHANGED_FLOOR, "image"):
         if calls(line, content) != calls(floor, content):
             sys.exit(f"{line} and the floor make different calls on the node")
-    tables = {}
+    tables = {"quick": quick}
     for options, table in ([], "commands"), (["--clock", "400000"], "peers"):
         tables[table] = json.loads(board(options, [sys.executable, __file__, table, quick * "quick"]))
+    tables["driver"] = {}
+    for name, options in DRIVERS.items():
+        if quick and "5 ms" in name:
+            continue
+        measured = board(["--clock", "400000", *options], [sys.executable, __file__, name, quick * "quick"])
+        tables["driver"].update(json.loads(measured))
     return tables
+
+
+def driver_goals(rows, quick):
+    """Returns the goals of updates through the driver: name, measured ratio, limit."""
+    found = []
+    for name, row in rows.items():
+        if "dd, all readings" in row:
+            found.append((f"{name} / dd", min(row["brindlectl"]) / min(row["dd, all readings"]), 1.02))
+        elif name.startswith("file"):
+            share = SHARE if quick else 1
+            image = rows[name.replace("file", "image")]["dd"]
+            found.append((f"{name} / dd of the image", min(row["brindlectl"]) / (min(image) * share), 0.125))
+    return found
 
 
 def goals(tables):
@@ -223,6 +321,10 @@ def goals(tables):
     for task, unit, limit in (("update one file", "floor", 1.02), ("update one file", "/WA and /VA", 0.4),
                               ("update nothing", "floor", 1.02)):
         found.append((f"{task} / {unit}", min(peers[task]["brindlectl"]) / min(peers[task][unit]), limit))
+    small = peers["three files of 400 bytes"]
+    for program in ("brindlectl list", "brindlectl extract"):
+        found.append((f"{program} / /RA", min(small[program]) / min(small["Brindle /RA"]), 0.15))
+    found += driver_goals(tables["driver"], tables["quick"])
     for name, _, _, limit in STARTS:
         if limit:
             found.append((f"{name} / true", min(starts[name]["us"]) / min(starts["/bin/true"]["us"]), limit))
@@ -258,6 +360,12 @@ def ratio(values, unit):
     return f"{min(values) / min(unit):.3f}"
 
 
+def tasks_table(title, rows):
+    return table(f"{title} (median; ratios of the smallest)", ("Task", "Program", "ms", "In units of the first"),
+                 [(task, program, ms(median(values)), ratio(values, next(iter(row.values()))))
+                  for task, row in rows.items() for program, values in row.items()])
+
+
 def markdown(tables):
     return "".join((
         table("Goals", ("Goal", "Measured", "At most", "Result"), goals(tables)),
@@ -269,10 +377,9 @@ def markdown(tables):
                 ratio(row["Brindle"], row["floor"]), ratio(row["Brindle"], row["bare loop"]),
                 f"{median(row['Brindle, switches']):.2f} / {median(row['floor, switches']):.2f}", str(row["KiB"][0]))
                for name, row in tables["commands"].items()]),
-        table("Whole images at 400 kHz (median; ratios of the smallest)",
-              ("Task", "Program", "ms", "In units of the first"),
-              [(task, program, ms(median(values)), ratio(values, next(iter(row.values()))))
-               for task, row in tables["peers"].items() for program, values in row.items()]),
+        tasks_table("At 400 kHz", tables["peers"]),
+        tasks_table("Updates through the kernel's driver at 400 kHz; bytes of a message, write cycle",
+                    tables["driver"]),
         table("Start and footprint", ("Program", "Start to end (ms)", "Peak memory (KiB)"),
               [(name, spread(row["us"]), str(row["KiB"][0])) for name, row in tables["starts"].items()]),
         table("Single pieces, without kernel and board", ("Piece", "us, median", "smallest", "largest"),
@@ -314,6 +421,7 @@ def ask_for_quiet():
 def main():
     quick = sys.argv[-1] == "quick"
     inside = {"commands": measure_commands, "peers": measure_peers}
+    inside.update({name: partial(measure_driver, name) for name in DRIVERS})
     if sys.argv[1] in inside:
         json.dump(inside[sys.argv[1]](quick), sys.stdout)
         return

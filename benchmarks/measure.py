@@ -35,9 +35,9 @@ COMMANDS = [
     ("/WA image", "write:0:32768", 1.01),
     ("/E", "erase:0:32768", 1.01),
 ]
-# The third file's pages are written, and nothing when the content is the image's already. Page 0, which has no
+# The third file's pages are written, and nothing when the chip holds the image already. Page 0, which has no
 # checksum, and the pages to be written are read twice before, the second time with other transfers.
-UPDATE, UNCHANGED = "brindlectl update --journal . --file 3=file3", "brindlectl update --journal . image"
+UPDATE, UPDATE_IMAGE = "brindlectl update --journal . --file 3=file3", "brindlectl update --journal . image"
 UNCHANGED_FLOOR = "bench-floor /dev/i2c-5 read:0:1 read:0:32768"
 CONFIRMING = " read:0:5 read:5:59 read:19520:5 read:19525:315"
 UPDATE_FLOOR = UNCHANGED_FLOOR + CONFIRMING + " write:19520:302 read:0:32768"
@@ -61,7 +61,7 @@ PEERS = [
     ("update one file", "brindlectl", [UPDATE]),
     ("update one file", "floor", [UPDATE_FLOOR]),
     ("update one file", "/WA and /VA", ["Brindle /WA image", "Brindle /VA image"]),
-    ("update nothing", "brindlectl", [UNCHANGED]),
+    ("update nothing", "brindlectl", [UPDATE_IMAGE]),
     ("update nothing", "floor", [UNCHANGED_FLOOR]),
     ("three files of 400 bytes", "Brindle /RA", ["Brindle /RA brindle.out"]),
     ("three files of 400 bytes", "brindlectl list", ["brindlectl list"]),
@@ -99,7 +99,7 @@ DRIVEN_BY_PAGES = [
     ("file", "brindlectl", [UPDATE_FILE2]),
     ("file", "dd, two readings", dd_update(FILE2, [])),
     ("file", "dd, all readings", dd_update(FILE2, [(0, 64), FILE2])),
-    ("image", "brindlectl", [UNCHANGED]),
+    ("image", "brindlectl", [UPDATE_IMAGE]),
     ("image", "dd, two readings", dd_update(WHOLE, [])),
     ("image", "dd, all readings", dd_update(WHOLE, [WHOLE])),
 ]
@@ -108,7 +108,7 @@ DRIVEN_BY_PAGES = [
 def driven_by_bytes(quick):
     part = (0, WHOLE[1] // SHARE) if quick else WHOLE
     return [("file", "brindlectl", [UPDATE_FILE2]),
-            ("image", "brindlectl", [UNCHANGED]),
+            ("image", "brindlectl", [UPDATE_IMAGE]),
             ("image", "dd", [dd("image", DRIVER_FILE, *part)])]
 
 
@@ -283,7 +283,7 @@ def measure_on_board(quick):
     Path("small").write_bytes(os.urandom(400))
     run("brindlectl build --file 1=small --file 2=small --file 3=small small-files")
     pairs = [("Brindle " + arguments, FLOOR + steps, "image") for arguments, steps, _ in selected(quick)]
-    for line, floor, content in *pairs, (UPDATE, UPDATE_FLOOR, "outdated"), (UNCHANGED, UNCHANGED_FLOOR, "image"):
+    for line, floor, content in *pairs, (UPDATE, UPDATE_FLOOR, "outdated"), (UPDATE_IMAGE, UNCHANGED_FLOOR, "image"):
         if calls(line, content) != calls(floor, content):
             sys.exit(f"{line} and the floor make different calls on the node")
     tables = {"quick": quick}

@@ -75,6 +75,6 @@ void Chip::CheckAdapter(Use use) const {
   } else {
     return;
   }
-  throw Failure(ExitCode::NotAccessible,
-                name.Text() + ": " + adapter->Node() + ": " + reason + " (" + DoctorLine(name) + ")");
+  const std::string place = name.node ? name.Text() : name.Text() + ": " + adapter->Node();
+  throw Failure(ExitCode::NotAccessible, place + ": " + reason + " (" + DoctorLine(name) + ")");
 }

@@ -77,7 +77,7 @@ class Examination final {
       ExamineDriver(*adapter);
     }
     ReserveTheBoard();
-    if (IsWell(observations)) ProbeChip();
+    if (IsProbed()) ProbeChip();
     LookForJournal();
     return std::move(observations);
   }
@@ -167,6 +167,7 @@ class Examination final {
     const std::string way = driver->eeprom.empty()
                                 ? "neither Brindle nor brindlectl can use the chip"
                                 : "Brindle cannot use the chip; brindlectl works through the driver";
+    isDriven = access(driver->eeprom.c_str(), R_OK) == 0;
     Cause(
         "driver",
         "the kernel's driver " + driver->name + " holds " + address + " (" + driver->device + "), so " + way,
@@ -183,6 +184,13 @@ class Examination final {
           "process " + holder->process + " (" + holder->program +
               ") holds the board; others wait up to 30 seconds for it",
           holder->IsOurs() ? "wait until it has ended" : "kill " + holder->process);
+  }
+
+  // The chip is probed if nothing stands in the way but a driver through which brindlectl reads it.
+  [[nodiscard]] bool IsProbed() const {
+    return std::all_of(observations.begin(), observations.end(), [this](const Observation& observation) {
+      return observation.remedy.empty() || (isDriven && observation.id == std::string("driver"));
+    });
   }
 
   void ProbeChip() {
@@ -233,6 +241,7 @@ class Examination final {
   ChipName chip;
   std::string address;  // of the chip: "0x56"
   std::shared_ptr<DirectoryLock> reservation;
+  bool isDriven = false;  // by a driver with a file that this user may read
   Observations observations;
 };
 

@@ -1,37 +1,42 @@
-// brindlectl in this process, on emulated chips.
+// brindlectl in this process, on emulated chips. The rig's folder is the working folder.
 #pragma once
 
-#include <sstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
 
-#include "ctl/CommandLine.h"
+#include "platform/DirectoryLock.h"
 #include "support/Rig.h"
 
 struct CtlRig : Rig {
-  // Runs words that single spaces separate; `results` and `messages` are then what was printed.
-  int Ctl(const std::string& line, const Bytes& standardInput = {}) {
-    std::vector<std::string> words;
-    std::istringstream text("brindlectl " + line);
-    for (std::string word; std::getline(text, word, ' ');) words.push_back(word);
-    std::vector<const char*> argv;
-    for (const std::string& word : words) argv.push_back(word.c_str());
-    std::istringstream in({standardInput.begin(), standardInput.end()});
-    std::ostringstream out, err;
-    const Board board = {[](unsigned int) { return std::make_shared<DirectoryLock>(); },
-                         [this] { return bus; }};
-    const int code = RunCommandLine(static_cast<int>(argv.size()), argv.data(), {in, out, err, board});
-    results = out.str();
-    messages = err.str();
-    return code;
-  }
+  CtlRig();
 
-  void File(const std::string& name, const Bytes& content) const {
-    host.File(name, {content.begin(), content.end()});
-  }
+  // Runs words that single spaces separate; `results` and `messages` are then what was printed. Returns the
+  // exit code.
+  int Ctl(const std::string& line, const Bytes& standardInput = {});
+
+  // Runs the first command line of brindlectl that the messages quote. Returns -1 when they quote none.
+  int TakeAdvice();
+
+  [[nodiscard]] bool Says(const std::string& text) const;  // in results or messages
+
+  void File(const std::string& name, const Bytes& content) const;
 
   std::string results, messages;
+  bool isTerminal = false;  // whether the messages go to one
+
+  // Called when a command reserves the board, with the milliseconds that it would wait.
+  std::function<std::shared_ptr<DirectoryLock>(unsigned int timeout)> reserve;
 };
 
-inline Bytes Content(const std::string& path) {
-  const std::string content = ContentOf(path);
-  return {content.begin(), content.end()};
-}
+Bytes Content(const std::string& path);
+
+// Returns the names of the files in the working folder, in order, each followed by a space.
+std::string FileNames();
+
+// Returns what these commands make of an EEPROM, by the model.
+Bytes Then(Bytes memory, const std::vector<Command>& commands);
+
+// Returns the bytes, of which those from `address` on are replaced.
+Bytes Changed(Bytes bytes, std::size_t address, const Bytes& replacement);

@@ -60,6 +60,10 @@ Command Write(unsigned int file, std::size_t length, unsigned int seed) {
   return {.word = "/W", .file = file, .host = Data(length, seed)};
 }
 
+Command WriteLargestFirstFile() {
+  return {.word = "/W", .file = 0, .host = WithoutErasedBytes(Data(Block - 2, 1))};
+}
+
 Bytes After(const std::vector<Command>& commands) {
   Bytes memory(ChipSize, 0xFF);
   for (const Command& command : commands) memory = StoreModel(memory).Expect(command).value().memory;

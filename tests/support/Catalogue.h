@@ -20,6 +20,9 @@ Bytes Data(std::size_t length, unsigned int seed);
 
 Command Write(unsigned int file, std::size_t length, unsigned int seed = 0);
 
+// Writes a file 1 of 16,382 bytes, none of which is erased: its entry equals the reservation.
+Command WriteLargestFirstFile();
+
 // An erased chip after these commands.
 Bytes After(const std::vector<Command>& commands);
 

@@ -61,7 +61,7 @@ Command Write(unsigned int file, std::size_t length, unsigned int seed) {
 }
 
 Command WriteLargestFirstFile() {
-  return {.word = "/W", .file = 0, .host = WithoutErasedBytes(Data(Block - 2, 1))};
+  return {.word = "/W", .file = 0, .host = WithoutErasedBytes(Data(Block - ChecksumSize, 1))};
 }
 
 Bytes After(const std::vector<Command>& commands) {
@@ -124,7 +124,7 @@ const std::vector<Command>& Replacing() {
       {.word = "/WA", .host = Data(700, 3)},
       {.word = "/WA", .host = ThreeFiles().memory},
       Write(0, Block - ChecksumSize),
-      {.word = "/W", .host = WithoutErasedBytes(Data(Block - ChecksumSize, 1))},
+      WriteLargestFirstFile(),
   };
   return commands;
 }

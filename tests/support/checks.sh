@@ -112,6 +112,12 @@ take_advice() { # CAUSE COMMAND...
   check "$advice" eval "$advice"
 }
 
+# Runs the first command line that the last command quoted.
+follow_advice() {
+  advice=$(echo "$output" | grep -o '"brindlectl [^"]*"' | head -n 1 | tr -d '"')
+  check "${advice:-an advice}" eval "${advice:-false}"
+}
+
 # The EEPROM, whose memory is in the file $IMAGE, holds these bytes.
 holds() { # ADDRESS DIGITS
   digits=$(echo "$2" | tr -d ' ')

@@ -248,7 +248,7 @@ TEST_F(WaitingJournal, IsKeptWhenItCannotBeReplaced) {
 
 TEST_F(WaitingJournal, IsThrownAwayWhenTold) {
   EXPECT_EQ(Ctl("recover --discard --journal=."), 0);
-  EXPECT_TRUE(Says("chip at 0x56: of its 5 pages")) << results;
+  EXPECT_TRUE(Says("an update of board: of its 5 pages")) << results;
   EXPECT_TRUE(Holds(torn));
   EXPECT_FALSE(HasJournal());
   EXPECT_EQ(Update(ImageCase()), 0);
@@ -260,7 +260,7 @@ TEST_F(WaitingJournal, OfTheOtherChipIsNotThrownAwayByAnUpdate) {
   EXPECT_EQ(Ctl("update target --goldcrest --journal=."), 5);
   const Bytes other = Content("journal");
   EXPECT_EQ(Ctl("update target --discard --journal=."), 5);
-  EXPECT_TRUE(Says("the other chip, at 0x52")) << messages;
+  EXPECT_TRUE(Says("another chip, board at 0x52")) << messages;
   EXPECT_TRUE(Content("journal") == other);
   goldcrest.ClearFaults();
   chip_model_power_on(&goldcrest.Model());

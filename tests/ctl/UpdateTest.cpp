@@ -58,8 +58,9 @@ TEST_F(UpdateTest, ShowsItsProgressOnATerminalAlone) {
   EXPECT_EQ(messages, "");
   isTerminal = true;
   EXPECT_EQ(UpdatePages(AllPages(), ""), 0);
-  EXPECT_TRUE(messages.starts_with("\r\033[Kbrindlectl: 6 of 512 pages, 1 %, 4 s left")) << messages;
-  EXPECT_TRUE(messages.ends_with("brindlectl: 507 of 512 pages, 99 %, 1 s left\r\033[K")) << messages;
+  EXPECT_TRUE(messages.starts_with("\r\033[Kbrindlectl: 6 of 512 pages, 1 %, ")) << messages;
+  EXPECT_TRUE(messages.ends_with(" s left\r\033[K")) << messages;
+  EXPECT_TRUE(Says("507 of 512 pages, 99 %, ")) << messages;
   EXPECT_EQ(std::ranges::count(messages, '\r'), Percents) << "a line for each percent";
 }
 
@@ -81,7 +82,7 @@ TEST_F(UpdateTest, WritesNothingWhenTheJournalCannotBeKept) {
     EXPECT_EQ(code, hasFailed ? 5 : 0);
     const bool isUntouched = PageWrites() == 0 && !HasJournal();
     EXPECT_TRUE(isUntouched || Holds(New())) << failed;
-    EXPECT_TRUE(isUntouched || !hasFailed || Says("updated and compared, but its journal cannot be removed"));
+    EXPECT_TRUE(isUntouched || !hasFailed || Says("updated and compared, but the journal cannot be removed"));
     EXPECT_EQ(Recover(), 0);
     EXPECT_EQ(FileNames(), "target upgrade ");
   }

@@ -52,7 +52,7 @@ brindle 0 /BS 3 Goldcrest
 expect 0 brindlectl doctor --goldcrest
 cut_off first --goldcrest
 expect 5 brindlectl update first --discard
-says "an update of the other chip, at 0x52, was cut off"
+says "an update of another chip, board at 0x52, was cut off"
 check "its journal is still there" [ -e $journal ]
 take_advice "an update of board at 0x52 was cut off" brindlectl doctor
 same first "$PWD/second.eeprom"

@@ -66,9 +66,9 @@ cp image damaged
 expect 1 brindlectl list damaged
 equal "the list" "$output" "revision: erased
 developer board: erased
-file 1 (peripheral): stored, 102 bytes at 0x0040, 100 of data, checksum 0x$(hex whole 0x41 1)$(hex whole 0x40 1)
-file 2 (upgrade): damaged, 5 bytes at 0x00c0, 3 of data, checksum 0x68c7, computed 0xaf1c
-file 3 (board): stored, 202 bytes at 0x0100, 200 of data, checksum 0x$(hex whole 0x101 1)$(hex whole 0x100 1)
+file 1 (peripheral): stored, 102 bytes at 0x0040, 100 of data, checksum 0x$(hex whole 0x41 1)$(hex whole 0x40 1), room for 32446 bytes
+file 2 (upgrade): damaged, 5 bytes at 0x00c0, 3 of data, checksum 0x68c7, computed 0xaf1c, room for 32318 bytes
+file 3 (board): stored, 202 bytes at 0x0100, 200 of data, checksum 0x$(hex whole 0x101 1)$(hex whole 0x100 1), room for 32510 bytes
 free: 32395 bytes
 problem: file 2 (upgrade) is damaged: stored checksum 0x68c7, computed 0xaf1c"
 expect 0 brindlectl diff damaged damaged

@@ -91,7 +91,7 @@ says "changed since the update was cut off, on page *--discard"
 expect 5 brindlectl recover --dry-run --journal="it's j"
 cp "$IMAGE" stored
 expect 0 brindlectl recover --discard --journal="it's j"
-says "discarded the journal of an update of the chip at 0x56: of its * pages"
+says "discarded the journal of an update of board: of its * pages"
 same stored "$IMAGE"
 cp kept "it's j/journal"
 expect 5 brindlectl recover --journal="it's j"

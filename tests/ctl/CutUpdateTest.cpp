@@ -33,7 +33,7 @@ class CutUpdate : public UpdateRig {
     ASSERT_EQ(Update(update), 5);
     PowerOn();
     Add(second);
-    const int code = Recover();
+    const int code = TakeAdvice();
     const bool isCutAgain = PageWrites() >= second.page;
     ASSERT_EQ(code, isCutAgain ? 5 : 0) << messages;
     PowerOn();
@@ -45,7 +45,9 @@ class CutUpdate : public UpdateRig {
 
 TEST_F(CutUpdate, IsFinishedAfterACutAnywhereAndAfterASecondOne) {
   constexpr std::size_t Onward = 37;  // so that the second page is torn in another form
-  const auto& forms = Catalogue::PowerCuts();
+  std::vector<chip_fault> forms = Catalogue::PowerCuts();
+  const auto& torn = Catalogue::TornPages();
+  forms.insert(forms.end(), torn.begin(), torn.end());
   for (const UpdateCase& update : UpdateCases()) {
     const std::uint64_t pages = RunQuietly(update).pageWrites;
     for (std::uint64_t page = 1; page <= pages; ++page) {

@@ -47,6 +47,10 @@ std::vector<Command> Joined(std::vector<Command> commands, const std::vector<Com
   return commands;
 }
 
+chip_fault PowerCut(chip_fault_kind kind, unsigned int parameter) {
+  return {.kind = kind, .first = 1, .count = 1, .parameter = parameter, .met = 0};
+}
+
 }  // namespace
 
 Bytes Data(std::size_t length, unsigned int seed) {
@@ -148,11 +152,19 @@ const std::vector<Command>& All() {
   return commands;
 }
 
+const std::vector<chip_fault>& TornPages() {
+  static const std::vector<chip_fault> cuts = {
+      PowerCut(CHIP_FAULT_POWER_ANYTHING, 0),
+      PowerCut(CHIP_FAULT_POWER_ANYTHING, 1),
+  };
+  return cuts;
+}
+
 const std::vector<chip_fault>& PowerCuts() {
   static const std::vector<chip_fault> cuts = [] {
     std::vector<chip_fault> all;
     const auto add = [&all](chip_fault_kind kind, unsigned int parameter) {
-      all.push_back({.kind = kind, .first = 1, .count = 1, .parameter = parameter, .met = 0});
+      all.push_back(PowerCut(kind, parameter));
     };
     add(CHIP_FAULT_POWER_NOTHING, 0);
     for (unsigned int first = 1; first <= PageSize; ++first) add(CHIP_FAULT_POWER_FIRST, first);

@@ -47,6 +47,10 @@ const std::vector<Command>& All();
 // or some of its whole groups of four.
 const std::vector<chip_fault>& PowerCuts();
 
+// As PowerCuts, but the whole page is erased or holds anything, since a chip promises nothing of an
+// interrupted write cycle.
+const std::vector<chip_fault>& TornPages();
+
 // Returns a number below its argument.
 using Random = std::function<unsigned int(unsigned int)>;
 

@@ -71,3 +71,16 @@ equal "findings" "$(echo "$output" | jq -c '[.ok, (.findings[] | .id, (.ok and .
 take_advice "process $holder (sleep) holds the board" brindlectl doctor
 kill $bystander $later
 expect 0 brindlectl doctor
+
+# A node that only root and its group may open: nobody is told to join the group root.
+touch node
+chmod 660 node
+mount --bind node /dev/i2c-5
+run setpriv --reuid=65534 --regid=65534 --clear-groups brindlectl doctor
+case $output in
+  *setpriv:*) echo "skipped: the machine has no other user here" ;;
+  *)
+    says "may not open /dev/i2c-5, which belongs to root:root"
+    says "do: groupadd --system --force brindle && usermod --append --groups brindle "
+    ;;
+esac

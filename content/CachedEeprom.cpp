@@ -1,7 +1,6 @@
 #include "content/CachedEeprom.h"
 
 #include <algorithm>
-#include <functional>
 #include <span>
 #include <stdexcept>
 #include <utility>
@@ -12,12 +11,6 @@ using Bytes = std::vector<unsigned char>;
 
 auto Page(std::size_t page, auto& content) {
   return std::span(content).subspan(page * PageSize, PageSize);
-}
-
-// Returns whether all bytes of the page are the same, as they are when a lost address leads into blank pages,
-// or when no chip drives the bus.
-bool IsUniform(std::span<const unsigned char> page) {
-  return std::ranges::adjacent_find(page, std::ranges::not_equal_to()) == page.end();
 }
 
 // Returns whether the last reading of the page leads each other one by two readings, or by three if it is
@@ -84,6 +77,7 @@ void CachedEeprom::Confirm(const PageSet& pages) {
       std::ranges::copy(Page(page, readings.back()), Page(page, content).begin());
       open.reset(page);
     }
+    isDisturbed = isDisturbed || open.any();
   }
   if (open.any()) throw std::runtime_error(name + ": EEPROM reads differently each time");
   confirmed |= pages;

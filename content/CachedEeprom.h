@@ -35,8 +35,10 @@ class CachedEeprom final : public Eeprom {
   // seven readings do not settle a page. Not for pages that have been written.
   void Confirm(const PageSet& pages);
 
-  // Counts these pages as confirmed, because something else than a reading agrees with them.
-  void Trust(const PageSet& pages) { confirmed |= pages; }
+  // Returns whether two readings of any page have differed.
+  [[nodiscard]] bool IsDisturbed() const { return isDisturbed; }
+
+  // Returns the pages that have been confirmed.
   [[nodiscard]] const PageSet& Confirmed() const { return confirmed; }
 
  private:
@@ -49,4 +51,5 @@ class CachedEeprom final : public Eeprom {
   MemoryEeprom memory;
   PageSet fetched;
   PageSet confirmed;
+  bool isDisturbed = false;
 };

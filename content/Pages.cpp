@@ -1,6 +1,7 @@
 #include "content/Pages.h"
 
 #include <algorithm>
+#include <functional>
 
 PageSet PagesOf(std::size_t address, std::size_t length) {
   PageSet pages;
@@ -19,6 +20,10 @@ PageSet DifferingPages(std::span<const unsigned char> left, std::span<const unsi
     pages.set(page, !std::ranges::equal(leftPage, right.subspan(page * PageSize, PageSize)));
   }
   return pages;
+}
+
+bool IsUniform(std::span<const unsigned char> bytes) {
+  return std::ranges::adjacent_find(bytes, std::ranges::not_equal_to()) == bytes.end();
 }
 
 std::vector<PageRun> RunsOf(const PageSet& pages) {

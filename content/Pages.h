@@ -29,5 +29,9 @@ struct PageRun {
 [[nodiscard]] PageSet DifferingPages(std::span<const unsigned char> left,
                                      std::span<const unsigned char> right);
 
+// Returns whether all these bytes are the same, as they are when a lost address leads into blank pages, or
+// when no chip drives the bus.
+[[nodiscard]] bool IsUniform(std::span<const unsigned char> bytes);
+
 // Returns the pages as runs, in increasing order.
 [[nodiscard]] std::vector<PageRun> RunsOf(const PageSet& pages);

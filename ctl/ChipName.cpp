@@ -42,7 +42,7 @@ void TakeDriverFile(ChipName& name, const std::filesystem::path& path) {
   const std::string device = path.parent_path().filename();
   const std::size_t dash = device.find('-');
   const bool isDevice = dash != std::string::npos && device.size() == dash + 1 + AddressSize;
-  if (!name.text.starts_with(SysfsPrefix) || path.filename() != "eeprom" || !isDevice) return;
+  if (!name.file.starts_with(SysfsPrefix) || path.filename() != "eeprom" || !isDevice) return;
   name.node = LinuxI2CAdapter::AtNode(NodePrefix + device.substr(0, dash));
   if (!name.node) return;
   name.slave = ParseSlave("0x" + device.substr(dash + 3));
@@ -66,7 +66,7 @@ ChipName ChipName::Parse(const std::string& text, unsigned short boardSlave) {
     return name;
   }
   name.file = Absolute(text);
-  TakeDriverFile(name, text);
+  TakeDriverFile(name, name.file);
   return name;
 }
 

@@ -72,10 +72,7 @@ class Examination final {
       : environment(usedEnvironment), chip(std::move(chipName)), address(Hex(chip.slave, 2)) {}
 
   Observations Run() {
-    if (const auto adapter = chip.node ? chip.node : FindAdapter()) {
-      ExamineNode(*adapter);
-      ExamineDriver(*adapter);
-    }
+    if (chip.file.empty()) ExamineWay();
     ReserveTheBoard();
     if (IsProbed()) ProbeChip();
     LookForJournal();
@@ -83,6 +80,13 @@ class Examination final {
   }
 
  private:
+  void ExamineWay() {
+    const auto adapter = chip.node ? chip.node : FindAdapter();
+    if (!adapter) return;
+    ExamineNode(*adapter);
+    ExamineDriver(*adapter);
+  }
+
   void Ok(const char* id, const std::string& text) { observations.push_back({id, text, ""}); }
   void Cause(const char* id, const std::string& text, const std::string& remedy) {
     observations.push_back({id, text, remedy});
@@ -194,10 +198,12 @@ class Examination final {
   }
 
   void ProbeChip() {
+    const std::string eeprom = chip.file.empty() ? "the EEPROM at " + address : chip.Text();
     try {
       const Chip probed(chip, Chip::Use::Read, environment);
-      Ok("chip", "the EEPROM at " + address + " answers");
+      Ok("chip", eeprom + " answers");
     } catch (const Failure& failure) {
+      if (!chip.file.empty()) return Cause("chip", failure.what(), "check the file and its access rights");
       const bool isSilent = failure.exitCode == ExitCode::NotAccessible;
       Cause("chip", isSilent ? "no EEPROM answers at " + address : std::string(failure.what()),
             "check the chip's supply and address pins, and the lines of the bus");

@@ -15,9 +15,9 @@
 namespace {
 
 // Says why a file may not be opened that exists.
-[[noreturn]] void RefuseAccess(const std::string& path, const struct stat& status) {
+[[noreturn]] void RefuseAccess(const std::string& path, const struct stat& status, bool isWritten) {
   constexpr mode_t AnyWrite = S_IWUSR | S_IWGRP | S_IWOTH;
-  if ((status.st_mode & AnyWrite) == 0) {
+  if (isWritten && path.starts_with("/sys/") && (status.st_mode & AnyWrite) == 0) {
     throw Failure(ExitCode::Failed, path + ": is read-only, by read-only or wp-gpios in the device tree");
   }
   const std::string owner = UserName(status.st_uid);
@@ -29,16 +29,17 @@ namespace {
 }  // namespace
 
 FileEeprom::FileEeprom(const std::string& filePath, bool isWritten)
-    : fd(open(filePath.c_str(), (isWritten ? O_RDWR | O_DSYNC : O_RDONLY) | O_CLOEXEC)) {
+    : fd(open(filePath.c_str(), (isWritten ? O_RDWR | O_DSYNC : O_RDONLY) | O_CLOEXEC | O_NONBLOCK)) {
   struct stat status {};
   if (fd < 0) {
     const int error = errno;
-    if (error == EACCES && stat(filePath.c_str(), &status) == 0) RefuseAccess(filePath, status);
+    if (error == EACCES && stat(filePath.c_str(), &status) == 0) RefuseAccess(filePath, status, isWritten);
     errno = error;
     FailAt(filePath);
   }
   if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size == EepromSize) return;
   close(fd);
+  if (!S_ISREG(status.st_mode)) throw Failure(ExitCode::Failed, filePath + ": not a regular file");
   throw Failure(ExitCode::Failed, filePath + ": has " + std::to_string(status.st_size) +
                                       " bytes, and not the 32768 of a CAT24C256");
 }

@@ -106,7 +106,8 @@ ExitCode CheckOne(const std::string& source, const Arguments& arguments, const E
 void RefuseSameFile(const std::string& source, const std::string& path) {
   struct stat first {};
   struct stat second {};
-  if (stat(source.c_str(), &first) != 0 || stat(path.c_str(), &second) != 0) return;
+  const std::string opened = source == "-" ? "/dev/stdin" : source;
+  if (stat(opened.c_str(), &first) != 0 || stat(path.c_str(), &second) != 0) return;
   if (first.st_dev != second.st_dev || first.st_ino != second.st_ino) return;
   throw Failure(ExitCode::InvalidArguments, path + ": is the source, which would be overwritten");
 }

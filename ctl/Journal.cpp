@@ -72,6 +72,11 @@ PageSet TakePages(Reader& reader) {
 
 }  // namespace
 
+bool Journal::Begins(std::span<const unsigned char> bytes) {
+  const auto start = bytes.first(std::min(bytes.size(), Magic.size()));
+  return std::equal(start.begin(), start.end(), Magic.begin());
+}
+
 Bytes Journal::Encode() const {
   Bytes bytes(Magic.begin(), Magic.end());
   Append(bytes, Version, 2);

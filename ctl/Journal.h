@@ -31,6 +31,9 @@ struct Journal {
   std::vector<unsigned char> old;     // of the EEPROM's size; two readings, or the target, agree on `pages`
   std::vector<unsigned char> target;  // of the EEPROM's size
 
+  // Returns whether these bytes may be a journal, or the beginning of one.
+  [[nodiscard]] static bool Begins(std::span<const unsigned char> bytes);
+
   [[nodiscard]] std::vector<unsigned char> Encode() const;
   // Returns no value when the size, the version or the checksum is wrong.
   [[nodiscard]] static std::optional<Journal> Decode(std::span<const unsigned char> bytes);

@@ -45,18 +45,26 @@ bool JournalFile::Exists() const {
 }
 
 std::optional<Journal> JournalFile::Read() const {
+  auto journal = ReadIfWhole();
+  if (!journal && Exists()) {
+    throw Failure(ExitCode::Failed, path + ": not a whole journal of a version that this program knows; \"" +
+                                        Recover("--discard") + "\" throws it away");
+  }
+  return journal;
+}
+
+std::optional<Journal> JournalFile::ReadIfWhole() const {
   if (!Exists()) return std::nullopt;
   std::error_code error;
   if (fs::symlink_status(path, error).type() != fs::file_type::regular) {
     throw Failure(ExitCode::Failed, path + ": not a regular file, so it is no journal");
   }
   const auto bytes = ReadBytes(path, Journal::LargestSize + 1, O_NOFOLLOW | O_NONBLOCK);
-  auto journal = Journal::Decode(bytes);
-  if (!journal) {
-    throw Failure(ExitCode::Failed, path + ": not a whole journal of a version that this program knows; \"" +
-                                        Recover("--discard") + "\" throws it away");
+  if (!Journal::Begins(bytes)) {
+    throw Failure(ExitCode::Failed, path + ": not a journal of brindlectl; move it out of the way, or name " +
+                                        "another folder with --journal");
   }
-  return journal;
+  return Journal::Decode(bytes);
 }
 
 void JournalFile::Write(const Journal& journal) const {

@@ -31,6 +31,10 @@ class JournalFile final {
   // Returns no value when there is no file. Throws Failure (5) when it cannot be read or is no whole journal.
   [[nodiscard]] std::optional<Journal> Read() const;
 
+  // As Read, but returns no value also for a journal that is not whole. Throws Failure (5) for a file that
+  // does not even begin as a journal does, so that no other file is taken for one.
+  [[nodiscard]] std::optional<Journal> ReadIfWhole() const;
+
   // The change is on the disk when these return. Write replaces an older journal in one step; Remove succeeds
   // without a file. They throw Failure (5), Write also when the path is no regular file; a failed Write
   // leaves an older journal as it was, and none where there was none.

@@ -54,37 +54,44 @@ std::optional<CutOffUpdate> AwaitCutOffUpdate(const JournalFile& file, unsigned 
 }
 
 // Says what is lost with the journal, and removes it.
-ExitCode Discard(const JournalFile& file, const Environment& environment) {
+ExitCode Discard(const JournalFile& file, const Arguments& arguments, const Environment& environment) {
   const auto reservation = ReserveBoard(environment);
-  try {
-    if (const auto journal = file.Read()) {
-      const std::size_t pages = (DifferingPages(journal->old, journal->target) & journal->pages).count();
-      environment.output << "discarded the journal of an update of " << journal->chip << ": of its " << pages
-                         << " pages, some may be written and some not\n";
-    }
-  } catch (const Failure& failure) {
-    environment.output << "discarded what was no whole journal: " << failure.what() << '\n';
+  const auto journal = file.ReadIfWhole();
+  std::string lost = "a journal that was not whole";
+  if (journal) {
+    const ChipName chip = NameOfChip(*journal, file, arguments);
+    const std::size_t pages = (DifferingPages(journal->old, journal->target) & journal->pages).count();
+    lost = "the journal of an update of " + chip.Text() + ": of its " + std::to_string(pages) +
+           " pages, some may be written and some not";
   }
   file.Remove();
+  environment.output << "discarded " << lost << '\n';
   return ExitCode::Success;
 }
 
-Target JournalTarget(const Journal& journal, const Bytes& before) {
-  Target target = {before, journal.pages};
-  for (const PageRun& run : RunsOf(journal.pages)) {
+void CopyPages(const PageSet& pages, const Bytes& from, Bytes& to) {
+  for (const PageRun& run : RunsOf(pages)) {
     const auto offset = static_cast<std::ptrdiff_t>(run.first * PageSize);
-    std::copy_n(journal.target.begin() + offset, run.count * PageSize, target.content.begin() + offset);
+    std::copy_n(from.begin() + offset, run.count * PageSize, to.begin() + offset);
   }
+}
+
+// The target of the journal; what a write that was led astray has damaged beside it is as before.
+Target JournalTarget(const Journal& journal, const PageSet& stray, const Bytes& before) {
+  Target target = {before, journal.pages | stray};
+  CopyPages(journal.pages, journal.target, target.content);
+  CopyPages(stray, journal.old, target.content);
   return target;
 }
 
 // Throws Failure (5) when something was stored since the update was cut off.
 void RefuseForeignPages(Updater& updater, const Journal& journal, const JournalFile& file) {
   if (updater.IsCutOff(journal)) return;
-  throw Failure(ExitCode::Failed, journal.chip + ": changed since the update was cut off, on page " +
-                                      Ranges(WritingOrder(updater.ForeignPages(journal))) + "; \"" +
-                                      file.Recover("--force") + "\" finishes the update all the same, \"" +
-                                      file.Recover("--discard") + "\" keeps the chip as it is");
+  throw Failure(ExitCode::Failed,
+                journal.chip + ": changed since the update was cut off, on page " +
+                    Ranges(WritingOrder(updater.ForeignPages(journal) | updater.StrayPages(journal))) +
+                    "; \"" + file.Recover("--force") + "\" finishes the update all the same, \"" +
+                    file.Recover("--discard") + "\" keeps the chip as it is");
 }
 
 }  // namespace
@@ -95,6 +102,7 @@ ExitCode Recover(const Arguments& arguments, const Environment& environment) {
   if (arguments.Has("discard") && (arguments.Has("force") || arguments.Has("dry-run"))) {
     throw Failure(ExitCode::InvalidArguments, "--discard goes without --force and --dry-run");
   }
+  (void)ChipName::Of(arguments);  // is refused also when there is nothing to recover
   const JournalFile file = JournalFile::Of(arguments);
   if (arguments.Has("journal") && !file.HasFolder()) {
     throw Failure(ExitCode::Failed, file.Folder() + ": no such folder");
@@ -106,17 +114,17 @@ ExitCode Recover(const Arguments& arguments, const Environment& environment) {
   if (!file.Exists()) return endWithNothingToDo();
 
   const SignalHold hold;
-  if (arguments.Has("discard")) return Discard(file, environment);
+  if (arguments.Has("discard")) return Discard(file, arguments, environment);
   auto cutOff = AwaitCutOffUpdate(file, wait, arguments, environment);
   if (!cutOff) return endWithNothingToDo();
   const Journal& journal = cutOff->journal;
   Updater updater(cutOff->chip.Memory(), cutOff->chip.Name().Text());
   if (!arguments.Has("force")) RefuseForeignPages(updater, journal, file);
-  updater.Prepare([&](const Bytes& before) { return JournalTarget(journal, before); });
+  const PageSet stray = updater.StrayPages(journal);
+  updater.Prepare([&](const Bytes& before) { return JournalTarget(journal, stray, before); });
   if (arguments.Has("dry-run")) {
     PrintPlan(updater, arguments, environment);
     return ExitCode::Success;
   }
-  const auto keepAsItIs = [](const Bytes&, const Target&, const PageSet&) {};
-  return RunUpdate(updater, keepAsItIs, cutOff->chip, file, arguments, environment);
+  return RunUpdate(updater, {}, cutOff->chip, file, arguments, environment);
 }

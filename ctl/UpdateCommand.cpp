@@ -84,18 +84,13 @@ void WarnOfVolatileFolder(const JournalFile& journal, const Environment& environ
 
 // Throws Failure (5) when there is a journal that stands in the way of an update of the chip.
 void RefuseJournal(const JournalFile& file, const ChipName& chip, bool isDiscarded) {
-  if (!file.Exists()) return;
+  const auto journal = isDiscarded ? file.ReadIfWhole() : file.Read();
+  if (!journal) return;
   if (!isDiscarded) {
     throw Failure(ExitCode::Failed, file.Path() + ": an update was cut off; \"" + file.Recover() +
                                         "\" finishes it, --discard throws its journal away");
   }
-  std::optional<Journal> journal;
-  try {
-    journal = file.Read();
-  } catch (const Failure&) {
-    return;  // of no chip
-  }
-  if (!journal || ChipName::Parse(journal->chip, journal->slave).IsSameAs(chip)) return;
+  if (ChipName::Parse(journal->chip, journal->slave).IsSameAs(chip)) return;
   throw Failure(ExitCode::Failed, file.Path() + ": an update of another chip, " + journal->chip + " at " +
                                       Hex(journal->slave, 2) + ", was cut off; \"" + file.Recover() +
                                       "\" finishes it, \"" + file.Recover("--discard") +
@@ -124,6 +119,7 @@ ExitCode Update(const Arguments& arguments, const Environment& environment) {
   const bool keepsJournal = !arguments.Has("no-journal");
   if (!keepsJournal) file.Remove();  // one that is thrown away would undo this update
   if (keepsJournal && updater.Pending().any()) WarnOfVolatileFolder(file, environment);
+  if (keepsJournal && !image.empty() && updater.Pending().any()) updater.ConfirmUniformPages();
   const Updater::Keep keep = [&](const Bytes& old, const Target& target, const PageSet& pages) {
     if (!keepsJournal) return;
     const bool isWhole = target.pages.all();

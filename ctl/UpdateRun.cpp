@@ -76,10 +76,22 @@ void PrintPlan(const Updater& updater, const Arguments& arguments, const Environ
 ExitCode RunUpdate(Updater& updater, const Updater::Keep& keep, Chip& chip, const JournalFile& journal,
                    const Arguments& arguments, const Environment& environment) {
   UpdateOutcome outcome = {.pages = WritingOrder(updater.Pending()), .isCompared = true};
+  bool isKept = !keep;  // by an earlier run
+  Updater::Keep keepAndNote;
+  if (keep) {
+    keepAndNote = [&](const auto&... what) {
+      keep(what...);
+      isKept = true;
+    };
+  }
   try {
-    updater.Run(keep, ShowProgress(updater, environment));
+    updater.Run(keepAndNote, ShowProgress(updater, environment));
   } catch (const std::exception& failure) {
-    if (!journal.Exists()) throw;
+    if (!isKept || !journal.Exists()) throw;
+    if (keep && updater.IsUntouched()) {
+      journal.Remove();
+      throw Failure(ExitCode::Failed, std::string(failure.what()) + "; nothing was written");
+    }
     throw Failure(ExitCode::Failed, std::string(failure.what()) + "; the journal is kept, " +
                                         AdviceAfterFailure(chip, journal));
   }

@@ -29,7 +29,7 @@ struct UpdateOutcome {
 // Prints what a prepared updater would do.
 void PrintPlan(const Updater& updater, const Arguments& arguments, const Environment& environment);
 
-// Runs the updater, removes the journal if there is one, and prints the outcome. Throws Failure (5) with what
-// to do next when it fails.
+// Runs the updater, removes the journal if there is one, and prints the outcome. `keep` is empty if the
+// journal is there already. Throws Failure (5) with what to do next when it fails.
 ExitCode RunUpdate(Updater& updater, const Updater::Keep& keep, Chip& chip, const JournalFile& journal,
                    const Arguments& arguments, const Environment& environment);

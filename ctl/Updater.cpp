@@ -50,17 +50,26 @@ unsigned long Updater::Seconds(std::size_t pages) const {
 }
 
 PageSet Updater::ForeignPages(const Journal& journal) {
-  const auto foreign = [&] {
-    const Bytes& now = reading.Content();
-    return DifferingPages(now, journal.old) & DifferingPages(now, journal.target) & journal.pages;
-  };
-  reading.Confirm(foreign());
-  reading.Trust(journal.pages & ~foreign());  // they equal what the journal has
-  return foreign();
+  reading.Confirm(DifferingPages(reading.Content(), journal.target) & journal.pages);
+  const Bytes& now = reading.Content();
+  return DifferingPages(now, journal.old) & DifferingPages(now, journal.target) & journal.pages;
+}
+
+PageSet Updater::StrayPages(const Journal& journal) {
+  Bytes old = journal.old;
+  MemoryEeprom memory(old);
+  const auto lost = IntactBytes(memory) & ~IntactBytes(reading);
+  const Bytes& now = reading.Content();
+  PageSet stray;
+  for (std::size_t i = 0; i < EepromSize; ++i) {
+    if (lost[i] && now[i] != old[i]) stray.set(i / PageSize);
+  }
+  return stray & ~journal.pages;
 }
 
 bool Updater::IsCutOff(const Journal& journal) {
   const PageSet foreign = ForeignPages(journal);
+  if (StrayPages(journal).any()) return false;
   if (foreign.none()) return true;
   const PageSet unfinished = DifferingPages(reading.Content(), journal.target) & journal.pages;
   const std::size_t torn = WritingOrder(unfinished).front();
@@ -83,6 +92,16 @@ void Updater::Prepare(Plan newPlan) {
   intact = IntactBytes(memory);
 }
 
+void Updater::ConfirmUniformPages() {
+  if (!reading.IsDisturbed()) return;
+  PageSet uniform;
+  for (std::size_t page = 0; page < PageCount; ++page) {
+    uniform.set(page, IsUniform(Page(before, page)));
+  }
+  reading.Confirm(uniform);
+  Prepare(plan);
+}
+
 PageSet Updater::Pending() const {
   return DifferingPages(content, target.content) & target.pages;
 }
@@ -98,9 +117,11 @@ void Updater::Run(const Keep& keep, const Progress& progress) {
     const PageSet added = pages & ~written;
     CopyPages(added, content, old);
     written |= pages;
-    if (!isKept || added.any()) keep(old, target, written);
+    if (keep && (!isKept || added.any())) keep(old, target, written);
+    isContentKnown = false;
     WritePages(pages, progress);
     isKept = ReadBack(written);
+    isContentKnown = true;
   }
 }
 

@@ -44,17 +44,26 @@ class Updater final {
   // The reading of the chip before the update, to be confirmed where a plan rests on it.
   [[nodiscard]] CachedEeprom& Before() { return reading; }
 
-  // Returns the pages of the journal that are neither the old nor the target's ones, each read twice at
-  // least.
+  // Returns the pages of the journal that are neither the old nor the target's ones. Each page that is not
+  // the target's has been confirmed then.
   [[nodiscard]] PageSet ForeignPages(const Journal& journal);
 
-  // Returns whether the chip is still as the interrupted update left it: there is no foreign page, or just
-  // one, which the cut may have torn. That is the first, in the order of writing, that is not the target's
-  // yet, if the update writes it.
+  // Returns other pages that were written all the same: a file could be read before the update and cannot be
+  // read now, for what differs in them.
+  [[nodiscard]] PageSet StrayPages(const Journal& journal);
+
+  // Returns whether the chip is still as the interrupted update left it: there is no stray and no foreign
+  // page, or just one foreign one, which the cut may have torn. That is the first, in the order of writing,
+  // that is not the target's yet, if the update writes it.
   [[nodiscard]] bool IsCutOff(const Journal& journal);
 
   // Makes the target, and confirms the pages that it will write.
   void Prepare(Plan newPlan);
+
+  // After Prepare, where readings have differed: confirms also the pages of which all bytes are the same, as
+  // a reading that lost its address shows them, and makes the target again. What a journal of all pages calls
+  // old is settled then.
+  void ConfirmUniformPages();
 
   // After Prepare: the target, and the pages to be written.
   [[nodiscard]] const Target& NewTarget() const { return target; }
@@ -65,6 +74,9 @@ class Updater final {
   // from the pause of the chip's driver.
   [[nodiscard]] unsigned long Seconds(std::size_t pages) const;
 
+  // Returns whether the chip has taken no page, and holds what it held before.
+  [[nodiscard]] bool IsUntouched() const { return isContentKnown && writtenPages == 0 && content == before; }
+
   // Returns the seconds since the object was made.
   [[nodiscard]] double ElapsedSeconds() const;
 
@@ -72,6 +84,7 @@ class Updater final {
   // Throws std::runtime_error when they do not after three rounds. A round ends at the first page that the
   // chip refuses. Where another page has changed, what two readings or a checksum had settled is written
   // again; anything else in it counts as misread before, and the plan is made again.
+  // `keep` may be empty.
   void Run(const Keep& keep, const Progress& progress);
 
  private:
@@ -91,4 +104,5 @@ class Updater final {
   std::vector<unsigned char> before;   // content before the update
   std::bitset<EepromSize> intact;      // bytes of `before` that a checksum settles
   std::vector<unsigned char> content;  // content that was read last
+  bool isContentKnown = true;          // nothing was written since
 };

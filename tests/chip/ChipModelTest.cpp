@@ -81,36 +81,13 @@ struct FaultCase {
 
 const FaultCase FaultCases[] = {
     {.fault = "refuse:4", .met = 0},
-    {
-        .fault = "refuse:1",
-        .written = Refused,
-        .first = {0, 1},
-        .second = {2, 3},
-        .memory = Old,
-    },
+    {.fault = "refuse:1", .written = Refused, .first = {0, 1}, .second = {2, 3}, .memory = Old},
     {.fault = "refuse:2:0", .met = 2, .first = {}, .second = {}},
-    {
-        .fault = "refuse-late:1",
-        .written = Refused,
-        .first = {0, 1},
-        .second = {2, 3},
-        .memory = Old,
-    },
+    {.fault = "refuse-late:1", .written = Refused, .first = {0, 1}, .second = {2, 3}, .memory = Old},
     {.fault = "refuse-late:2", .first = {}},
-    {
-        .fault = "short:1:1:4",
-        .written = 4,
-        .first = {4, 5},
-        .second = {6, 7},
-        .memory = {9, 8, 4, 5},
-    },
+    {.fault = "short:1:1:4", .written = 4, .first = {4, 5}, .second = {6, 7}, .memory = {9, 8, 4, 5}},
     {.fault = "short:2:2:1", .met = 2, .first = {5}, .second = {6}},
-    {
-        .fault = "flip:1:1:0x8",
-        .first = {6, 7},
-        .second = {8, 9},
-        .memory = {2, 9, 8, 7},
-    },
+    {.fault = "flip:1:1:0x8", .first = {6, 7}, .second = {8, 9}, .memory = {2, 9, 8, 7}},
     {.fault = "flip:3:1:15", .second = {7, 0x88}},
     {.fault = "drop:1:2", .memory = Old},
     {.fault = "stuck:1", .first = {7, 3}, .second = {4, 5}, .memory = {7, 3, 4, 5}},
@@ -118,19 +95,8 @@ const FaultCase FaultCases[] = {
     {.fault = "power-nothing:1", .first = {}, .second = {}, .memory = Old},
     {.fault = "power-first:1:1:2", .first = {}, .second = {}, .memory = {9, 8, 4, 5}},
     {.fault = "power-groups:1:1:2", .first = {}, .second = {}, .memory = {2, 3, 7, 5}},
-    {
-        .fault = "power-anything:1",
-        .first = {},
-        .second = {},
-        .memory = {0xFF, 0xFF, 0xFF, 0xFF},
-    },
-    {
-        .fault = "power-anything:1:1:1",
-        .first = {},
-        .second = {},
-        .memory = {165, 98, 203, 128},
-    },
-};
+    {.fault = "power-anything:1", .first = {}, .second = {}, .memory = {0xFF, 0xFF, 0xFF, 0xFF}},
+    {.fault = "power-anything:1:1:1", .first = {}, .second = {}, .memory = {165, 98, 203, 128}}};
 
 TEST_F(ChipModelTest, EachFaultChangesWhatItsNameSays) {
   for (const FaultCase& row : FaultCases) {

@@ -29,17 +29,10 @@ int CtlRig::Ctl(const std::string& line, const Bytes& standardInput) {
   for (const std::string& word : words) argv.push_back(word.c_str());
   std::istringstream in({standardInput.begin(), standardInput.end()});
   std::ostringstream out, err;
-  const Board board = {
-      .reserve = [this](unsigned int timeout) { return reserve(timeout); },
-      .findBus = [this] { return bus; },
-  };
+  const Board board = {.reserve = [this](unsigned int timeout) { return reserve(timeout); },
+                       .findBus = [this] { return bus; }};
   const Environment environment = {
-      .input = in,
-      .output = out,
-      .messages = err,
-      .board = board,
-      .onTerminal = isTerminal,
-  };
+      .input = in, .output = out, .messages = err, .board = board, .onTerminal = isTerminal};
   const int code = RunCommandLine(static_cast<int>(argv.size()), argv.data(), environment);
   results = out.str();
   messages = err.str();

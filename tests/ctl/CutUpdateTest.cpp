@@ -55,10 +55,7 @@ TEST_F(CutUpdate, IsFinishedAfterACutAnywhereAndAfterASecondOne) {
         if ((page + form) % Catalogue::Stride != 0) continue;
         SCOPED_TRACE(testing::Message() << update.name << ", page write " << page << ", form " << form);
         const Cut first = {.page = page, .form = forms[form]};
-        const Cut second = {
-            .page = page + 1 + form % pages,
-            .form = forms[(form + Onward) % forms.size()],
-        };
+        const Cut second = {.page = page + 1 + form % pages, .form = forms[(form + Onward) % forms.size()]};
         CutTwice(update, first, second);
         if (HasFatalFailure()) return;
       }
@@ -158,10 +155,7 @@ TEST_F(WaitingJournal, IsNotAppliedOverWhatWasStoredSince) {
   const struct {
     Bytes content;
     std::size_t mayBeTorn;  // a page
-  } states[] = {
-      {.content = torn, .mayBeTorn = TornPage},
-      {.content = Old(), .mayBeTorn = FirstToWrite},
-  };
+  } states[] = {{.content = torn, .mayBeTorn = TornPage}, {.content = Old(), .mayBeTorn = FirstToWrite}};
   for (const auto& state : states) {
     for (std::size_t page = 0; page < PageCount; page += page < FirstPages ? 1 : Onward) {
       SCOPED_TRACE(page);

@@ -12,13 +12,11 @@ using Catalogue::After, Catalogue::Data, Catalogue::Write;
 const Bytes Upgrade = Data(250, 250);
 
 std::vector<Command> Commands(const Bytes& upgrade, const std::string& setting) {
-  return {
-      Write(0, 100, 3),
-      {.word = "/W", .file = 1, .host = upgrade},
-      Write(2, 70, 7),
-      {.word = "/BS", .value = setting},
-      {.word = "/DS", .value = setting},
-  };
+  return {Write(0, 100, 3),
+          {.word = "/W", .file = 1, .host = upgrade},
+          Write(2, 70, 7),
+          {.word = "/BS", .value = setting},
+          {.word = "/DS", .value = setting}};
 }
 
 // File 1 fills the reserved place, and no table entry is needed to find it.
@@ -32,10 +30,7 @@ Bytes ListedFile() {
 }
 
 const std::vector<Command> ChangeCommands = {
-    {.word = "/W", .file = 1, .host = Upgrade},
-    {.word = "/BS", .value = "2"},
-    {.word = "/DS", .value = "0"},
-};
+    {.word = "/W", .file = 1, .host = Upgrade}, {.word = "/BS", .value = "2"}, {.word = "/DS", .value = "0"}};
 const Command DeveloperOn = {.word = "/DS", .value = "1"};
 
 }  // namespace
@@ -100,30 +95,18 @@ bool MeansTheSame(const Bytes& left, const Bytes& right) {
 
 const std::vector<UpdateCase>& UpdateCases() {
   static const std::vector<UpdateCase> cases = {
-      {
-          .name = "Image",
-          .before = UpdateRig::Old(),
-          .words = "target",
-          .after = UpdateRig::New(),
-      },
-      {
-          .name = "Change",
-          .before = UpdateRig::Old(),
-          .words = "--file=2=upgrade --revision=2 --developer=off",
-          .after = Then(UpdateRig::Old(), ChangeCommands),
-      },
-      {
-          .name = "SettingBesideAListedFile",
-          .before = ListedFile(),
-          .words = "--developer=on",
-          .after = Then(ListedFile(), {DeveloperOn}),
-      },
-      {
-          .name = "SettingBesideAnUnlistedFile",
-          .before = UnlistedFile(),
-          .words = "--developer=on",
-          .after = Then(UnlistedFile(), {DeveloperOn}),
-      },
-  };
+      {.name = "Image", .before = UpdateRig::Old(), .words = "target", .after = UpdateRig::New()},
+      {.name = "Change",
+       .before = UpdateRig::Old(),
+       .words = "--file=2=upgrade --revision=2 --developer=off",
+       .after = Then(UpdateRig::Old(), ChangeCommands)},
+      {.name = "SettingBesideAListedFile",
+       .before = ListedFile(),
+       .words = "--developer=on",
+       .after = Then(ListedFile(), {DeveloperOn})},
+      {.name = "SettingBesideAnUnlistedFile",
+       .before = UnlistedFile(),
+       .words = "--developer=on",
+       .after = Then(UnlistedFile(), {DeveloperOn})}};
   return cases;
 }

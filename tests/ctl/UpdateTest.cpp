@@ -40,11 +40,9 @@ TEST_F(UpdateTest, SaysWhichPagesItWouldWriteAndHowLongItTakes) {
   const struct {
     std::vector<std::size_t> pages;
     const char* says;
-  } cases[] = {
-      {.pages = {0, 3, 4, 7, 9, 10, 11},
-       .says = "would write 7 of 512 pages in about 1 s: 3-4, 7, 9-11, 0\n"},
-      {.pages = AllPages(), .says = "would write 512 of 512 pages in about 4 s: 1-511, 0\n"},
-  };
+  } cases[] = {{.pages = {0, 3, 4, 7, 9, 10, 11},
+                .says = "would write 7 of 512 pages in about 1 s: 3-4, 7, 9-11, 0\n"},
+               {.pages = AllPages(), .says = "would write 512 of 512 pages in about 4 s: 1-511, 0\n"}};
   for (const auto& each : cases) {
     EXPECT_EQ(UpdatePages(each.pages, "--dry-run"), 0);
     EXPECT_EQ(results, each.says);
@@ -108,25 +106,24 @@ TEST_F(UpdateTest, SaysWhyAJournalCannotBeRead) {
   EXPECT_FALSE(Says("whole")) << messages;
 }
 
-TEST_F(UpdateTest, EndsWith5WhenReadingsNeverAgree) {
-  constexpr unsigned int ForEver = 0;
-  constexpr unsigned int InTheData = 11;
-  for (const char* const line : {"list", "build new --from=board", "update --revision=7 --journal=."}) {
+TEST_F(UpdateTest, EndsWith5WhenTheChipCannotBeRead) {
+  const struct {
+    const char* line;
+    const char* fault;
+    const char* says;
+  } cases[] = {
+      {.line = "list", .fault = "flip:3:0:11", .says = "EEPROM reads differently each time"},
+      {.line = "build new --from=board", .fault = "flip:3:0:11", .says = "reads differently each time"},
+      {.line = "update --revision=7 --journal=.", .fault = "flip:3:0:11", .says = "reads differently"},
+      {.line = "list", .fault = "refuse:10:0", .says = "board: EEPROM not readable"},
+      {.line = "check", .fault = "refuse:10:0", .says = "board: EEPROM not readable"},
+      {.line = "extract board 3 new", .fault = "refuse:10:0", .says = "EEPROM not readable"}};
+  for (const auto& each : cases) {
     Load(Old());
-    chip.Add(CHIP_FAULT_FLIP, 3, ForEver, InTheData);
-    EXPECT_EQ(Ctl(line), 5) << line;
-    EXPECT_TRUE(Says("EEPROM reads differently each time")) << messages;
+    chip.Add(each.fault);
+    EXPECT_EQ(Ctl(each.line), 5) << each.line;
+    EXPECT_TRUE(Says(each.says)) << messages;
     EXPECT_TRUE(Holds(Old()));
-  }
-}
-
-TEST_F(UpdateTest, EndsWith5WhenTheChipStopsAnswering) {
-  constexpr unsigned int ForEver = 0;
-  for (const char* const line : {"list", "check", "extract board 3 new", "build new --from=board"}) {
-    Load(Old());
-    chip.Add(CHIP_FAULT_REFUSE, 10, ForEver);
-    EXPECT_EQ(Ctl(line), 5) << line;
-    EXPECT_TRUE(Says("board: EEPROM not readable")) << messages;
   }
 }
 

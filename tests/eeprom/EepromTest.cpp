@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <numeric>
-#include <optional>
 
 #include "eeprom/Cat24c16Eeprom.h"
 #include "eeprom/Cat24c256Eeprom.h"
@@ -46,29 +45,18 @@ const Driver Cat24c16 = {
     .page = 16,
     .largestRead = 2,
     .attempts = 1,
-    .writes =
-        {
-            {{0x0E, 2}, {0x10, 2}},
-            {{0x1FF, 1}, {0x200, 16}, {0x210, 1}},
-            {{2040, 8}},
-        },
-};
+    .writes = {{{0x0E, 2}, {0x10, 2}}, {{0x1FF, 1}, {0x200, 16}, {0x210, 1}}, {{2040, 8}}}};
 
-const Driver Cat24c256 = {
-    .name = "Cat24c256",
-    .type = Type::Cat24c256,
-    .addressSize = 2,
-    .page = 64,
-    .largestRead = 16,
-    .attempts = 2,
-    .writes =
-        {
-            {{0x40, 64}},
-            {{0x20, 32}, {0x40, 64}, {0x80, 4}},
-            {{0x3F, 1}, {0x40, 1}},
-            {{0x7FFE, 2}, {0x8000, 2}},
-        },
-};
+const Driver Cat24c256 = {.name = "Cat24c256",
+                          .type = Type::Cat24c256,
+                          .addressSize = 2,
+                          .page = 64,
+                          .largestRead = 16,
+                          .attempts = 2,
+                          .writes = {{{0x40, 64}},
+                                     {{0x20, 32}, {0x40, 64}, {0x80, 4}},
+                                     {{0x3F, 1}, {0x40, 1}},
+                                     {{0x7FFE, 2}, {0x8000, 2}}}};
 
 std::unique_ptr<Eeprom> MakeEeprom(Type type, std::shared_ptr<I2CBus> bus, unsigned short slave) {
   auto device = std::make_shared<I2CDevice>(std::move(bus), slave);
@@ -223,170 +211,76 @@ TEST(Cat24c16EepromTest, ReachesEveryByteThroughTheEightSlaveAddressesOfItsChip)
   }
 }
 
-struct Transfer {
-  std::optional<std::size_t> address = {};  // that it carries
-  std::size_t length = 0;                   // of the data
-  int first = 0;                            // byte of the data of a write
-
-  bool operator==(const Transfer&) const = default;
-};
-
-// A bus that answers what it is told to, whatever it was asked.
-class PartialBus final : public I2CBus {
- public:
-  explicit PartialBus(std::vector<int> scripted) : answers(std::move(scripted)) {}
-
-  void SetBusSpeed(unsigned int) override {}
-  [[nodiscard]] unsigned int GetBusSpeed() const override { return 0; }
-  bool Transact(I2C::Transaction*) override { return false; }
-  bool Lock() override { return false; }
-  bool Unlock() override { return false; }
-
-  // Fills the whole buffer with the number of the transfer.
-  int Read(unsigned char* buffer, unsigned int length, unsigned short, I2C::AddressMode) override {
-    transfers.push_back({.length = length});
-    std::fill_n(buffer, length, static_cast<unsigned char>(transfers.size()));
-    return Answer();
-  }
-  int WriteThenRead(const unsigned char* address, unsigned int addressSize, unsigned char* buffer,
-                    unsigned int length, unsigned short slave, I2C::AddressMode mode) override {
-    const int answer = Read(buffer, length, slave, mode);
-    transfers.back().address = Decode(address, addressSize);
-    return answer;
-  }
-  int WriteDelayRead(const unsigned char*, unsigned int, unsigned char*, unsigned int, unsigned short,
-                     I2C::AddressMode, unsigned int) override {
-    return 0;
-  }
-  int Write(const unsigned char* message, unsigned int length, unsigned short, I2C::AddressMode) override {
-    transfers.push_back({.address = Decode(message, addressSizeOfWrites),
-                         .length = length - addressSizeOfWrites,
-                         .first = message[addressSizeOfWrites]});
-    return Answer();
-  }
-
-  unsigned int addressSizeOfWrites = 2;
-  std::vector<Transfer> transfers;
-
- private:
-  static std::size_t Decode(const unsigned char* address, unsigned int size) {
-    return size == 1 ? address[0] : 256U * address[0] + address[1];
-  }
-  int Answer() { return answers.at(transfers.size() - 1); }
-
-  std::vector<int> answers;
-};
-
+// What a driver sends of data that count up from 0, on a bus that answers with the bytes that the chip took.
 struct PartialWrite {
   const char* name;
   const Driver& driver;
-  unsigned short address;
-  std::size_t length;        // of the data, which count up from 0
-  std::vector<int> answers;  // with the address bytes
+  std::size_t address;
+  std::size_t length;
+  std::vector<const char*> faults;  // of the chip
   int written;
   unsigned int pauses;
-  std::vector<Transfer> transfers;
+  Pieces pieces;
+  std::vector<int> firstBytes;  // of the data in each piece
 };
 
-const PartialWrite PartialWrites[] = {
-    {.name = "GoesOnAfterTheLastByteStored",
-     .driver = Cat24c256,
-     .address = 0x20,
-     .length = 100,
-     .answers = {20, 20, 16, 56},
-     .written = 86,
-     .pauses = 3,
-     .transfers = {{0x20, 32, 0}, {0x20, 32, 0}, {0x32, 14, 32}, {0x40, 54, 46}}},
-    {.name = "SkipsAPieceOfWhichOnlyTheAddressWasTaken",
-     .driver = Cat24c256,
-     .address = 0x20,
-     .length = 40,
-     .answers = {2, 2, 10},
-     .written = 8,
-     .pauses = 1,
-     .transfers = {{0x20, 32, 0}, {0x20, 32, 0}, {0x40, 8, 32}}},
-    {.name = "CountsOnlyTheLastAttempt",
-     .driver = Cat24c256,
-     .address = 0,
-     .length = 8,
-     .answers = {9, -5},
-     .written = 0,
-     .pauses = 0,
-     .transfers = {{0, 8, 0}, {0, 8, 0}}},
-    {.name = "GoesOnAtTheNextPage",
-     .driver = Cat24c16,
-     .address = 0x0E,
-     .length = 20,
-     .answers = {2, 17, 1},
-     .written = 17,
-     .pauses = 2,
-     .transfers = {{0x0E, 2, 0}, {0x10, 16, 2}, {0x20, 2, 18}}},
-};
+const PartialWrite PartialWrites[] = {{.name = "GoesOnAfterTheLastByteStored",
+                                       .driver = Cat24c256,
+                                       .address = 0x20,
+                                       .length = 100,
+                                       .faults = {"short:1:2:20"},
+                                       .written = 86,
+                                       .pauses = 3,
+                                       .pieces = {{0x20, 32}, {0x20, 32}, {0x32, 14}, {0x40, 54}},
+                                       .firstBytes = {0, 0, 32, 46}},
+                                      {.name = "SkipsAPieceOfWhichOnlyTheAddressWasTaken",
+                                       .driver = Cat24c256,
+                                       .address = 0x20,
+                                       .length = 40,
+                                       .faults = {"short:1:2:2"},
+                                       .written = 8,
+                                       .pauses = 1,
+                                       .pieces = {{0x20, 32}, {0x20, 32}, {0x40, 8}},
+                                       .firstBytes = {0, 0, 32}},
+                                      {.name = "GoesOnAtTheNextPage",
+                                       .driver = Cat24c16,
+                                       .address = 0x0E,
+                                       .length = 20,
+                                       .faults = {"short:1:1:1", "short:3:1:2"},
+                                       .written = 17,
+                                       .pauses = 2,
+                                       .pieces = {{0x0E, 2}, {0x10, 16}, {0x20, 2}},
+                                       .firstBytes = {0, 2, 18}}};
 
 TEST(PartialTransfers, WriteEveryByteOnceToWhereTheDriverGoesOn) {
   for (const PartialWrite& row : PartialWrites) {
     SCOPED_TRACE(row.name);
-    const auto bus = std::make_shared<PartialBus>(row.answers);
-    bus->addressSizeOfWrites = row.driver.addressSize;
-    const auto eeprom = MakeEeprom(row.driver.type, bus, 0x50);
-    const Bytes data = CountingUp(row.length);
+    DriverRig rig(row.driver);
+    rig.chip.Model().write_cycle = 0;  // a piece that was stored in part is sent again at once
+    rig.bus->answersInPart = true;
+    for (const char* const fault : row.faults) rig.chip.Add(fault);
     const std::uint64_t begin = VirtualClock::now;
-    EXPECT_EQ(eeprom->Write(row.address, data.data(), static_cast<int>(data.size())), row.written);
+    EXPECT_EQ(rig.Write(row.address, CountingUp(row.length)), row.written);
     EXPECT_EQ(VirtualClock::now - begin, row.pauses * Pause);
-    EXPECT_EQ(bus->transfers, row.transfers);
+    EXPECT_EQ(rig.Sent(), row.pieces);
+    for (std::size_t i = 0; i < row.firstBytes.size(); ++i) {
+      EXPECT_EQ(rig.bus->messages.at(i).bytes.at(row.driver.addressSize), row.firstBytes[i]);
+    }
   }
 }
 
-struct PartialRead {
-  const char* name;
-  Type type;
-  int length;
-  std::vector<int> answers;
-  int count;
-  std::vector<Transfer> transfers;
-  Bytes buffer;  // afterwards: the numbers of the transfers
-};
-
-const PartialRead PartialReads[] = {
-    {.name = "GoesOnAfterAShortFirstTransfer",
-     .type = Type::Cat24c256,
-     .length = 20,
-     .answers = {3, 16, 1},
-     .count = 20,
-     .transfers = {{0x77, 16}, {{}, 16}, {{}, 1}},
-     .buffer = {1, 1, 1, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 3}},
-    {.name = "EndsWithTheSecondShortTransfer",
-     .type = Type::Cat24c256,
-     .length = 6,
-     .answers = {1, 2},
-     .count = 3,
-     .transfers = {{0x77, 6}, {{}, 5}},
-     .buffer = {1, 2, 2, 0, 0, 0}},
-    {.name = "AddressesAgainAfterNothing",
-     .type = Type::Cat24c256,
-     .length = 2,
-     .answers = {-5, 2},
-     .count = 2,
-     .transfers = {{0x77, 2}, {0x77, 2}},
-     .buffer = {2, 2}},
-    {.name = "DeliversStraightIntoTheBuffer",
-     .type = Type::Cat24c16,
-     .length = 5,
-     .answers = {1, 2, 1},
-     .count = 4,
-     .transfers = {{0x77, 2}, {{}, 2}, {{}, 2}},
-     .buffer = {1, 2, 2, 3, 3}},
-};
-
 TEST(PartialTransfers, ReadWhatTheyDeliverInOrder) {
-  for (const PartialRead& row : PartialReads) {
-    SCOPED_TRACE(row.name);
-    const auto bus = std::make_shared<PartialBus>(row.answers);
-    const auto eeprom = MakeEeprom(row.type, bus, 0x50);
-    Bytes buffer(static_cast<std::size_t>(row.length));
-    EXPECT_EQ(eeprom->Read(0x77, buffer.data(), row.length), row.count);
-    EXPECT_EQ(bus->transfers, row.transfers);
-    EXPECT_EQ(buffer, row.buffer);
+  for (const Driver& driver : {Cat24c16, Cat24c256}) {
+    SCOPED_TRACE(driver.name);
+    DriverRig rig(driver);
+    rig.bus->answersInPart = true;
+    const Bytes data = CountingUp(40);
+    std::ranges::copy(data, rig.chip.Memory().begin());
+    rig.chip.Add("short:2:1:1");  // the first transfer of the read, which goes on after it
+    EXPECT_EQ(rig.Read(0, 40), data);
+    rig.chip.Add("short:2:1:1");
+    rig.chip.Add("short:3:1:1");  // the second one ends it
+    EXPECT_EQ(rig.Read(0, 40), Bytes({0, 1}));
   }
 }
 

@@ -60,68 +60,66 @@ struct Placement {
   std::string after;     // the table; the same as before where the write is refused
 };
 
-const Placement Placements[] = {
-    {.name = "LowerNumberAboveMovesToMakeRoomForAFollower",
-     .before = "7000/f00 1000/100 2000/200",
-     .readable = "123",
-     .file = 2,
-     .length = 0x180,
-     .after = "1180/f00 1000/180 2080/200"},
-    {.name = "LowerNumberAboveMovesOutOfTheWay",
-     .before = "40/40 140/40 100/40",
-     .readable = "123",
-     .file = 3,
-     .length = 0x60,
-     .after = "40/40 180/40 100/60"},
-    {.name = "NobodyMovesWhereThatDoesNotHelp",
-     .before = "e0/40 200/40 100/40",
-     .readable = "12",
-     .file = 3,
-     .length = 0x60,
-     .after = "e0/40 200/40 240/60"},
-    {.name = "SameSizeOverAReadableFileGoesElsewhere",
-     .before = "5000/100 ffff/ffff 4040/1000",
-     .readable = "1",
-     .file = 3,
-     .length = 0x1000,
-     .after = "5000/100 ffff/ffff 5100/1000"},
-    {.name = "FileKeptModuloTheDeviceBlocksAWriteInPlace",
-     .before = "40/20 8100/40 c0/41",
-     .readable = "12",
-     .file = 3,
-     .length = 0x41,
-     .after = "40/20 8100/40 c0/41"},
-    {.name = "PlaceBeyondTheEndOverAReadableFile",
-     .before = "40/100 ffff/ffff 8040/20",
-     .readable = "1",
-     .file = 3,
-     .length = 0x20,
-     .after = "40/100 ffff/ffff 8040/20"},
-    {.name = "UnrelatedTornEntryStays",
-     .before = "40/4000 8/ff00 ffff/ffff",
-     .readable = "",
-     .file = 3,
-     .length = 0x3FC1,
-     .after = "40/4000 8/ff00 ffff/ffff"},
-    {.name = "BeyondTheEndOverAnotherFile",
-     .before = "40/100 ffff/ffff 7000/100",
-     .readable = "1",
-     .file = 3,
-     .length = 0x1800,
-     .after = "40/100 ffff/ffff 7000/100"},
-    {.name = "TornEntryLeavesTheReservedPlaceAlone",
-     .before = "40/4000 ff40/ffff ffff/ffff",
-     .readable = "",
-     .file = 3,
-     .length = 10,
-     .after = "40/4000 ff40/ffff 4040/a"},
-    {.name = "TornEntryDoesNotLeadIntoTheReservedPlace",
-     .before = "40/4000 4040/ff66 ffff/ffff",
-     .readable = "",
-     .file = 3,
-     .length = 0x66,
-     .after = "40/4000 4040/ff66 4040/66"},
-};
+const Placement Placements[] = {{.name = "LowerNumberAboveMovesToMakeRoomForAFollower",
+                                 .before = "7000/f00 1000/100 2000/200",
+                                 .readable = "123",
+                                 .file = 2,
+                                 .length = 0x180,
+                                 .after = "1180/f00 1000/180 2080/200"},
+                                {.name = "LowerNumberAboveMovesOutOfTheWay",
+                                 .before = "40/40 140/40 100/40",
+                                 .readable = "123",
+                                 .file = 3,
+                                 .length = 0x60,
+                                 .after = "40/40 180/40 100/60"},
+                                {.name = "NobodyMovesWhereThatDoesNotHelp",
+                                 .before = "e0/40 200/40 100/40",
+                                 .readable = "12",
+                                 .file = 3,
+                                 .length = 0x60,
+                                 .after = "e0/40 200/40 240/60"},
+                                {.name = "SameSizeOverAReadableFileGoesElsewhere",
+                                 .before = "5000/100 ffff/ffff 4040/1000",
+                                 .readable = "1",
+                                 .file = 3,
+                                 .length = 0x1000,
+                                 .after = "5000/100 ffff/ffff 5100/1000"},
+                                {.name = "FileKeptModuloTheDeviceBlocksAWriteInPlace",
+                                 .before = "40/20 8100/40 c0/41",
+                                 .readable = "12",
+                                 .file = 3,
+                                 .length = 0x41,
+                                 .after = "40/20 8100/40 c0/41"},
+                                {.name = "PlaceBeyondTheEndOverAReadableFile",
+                                 .before = "40/100 ffff/ffff 8040/20",
+                                 .readable = "1",
+                                 .file = 3,
+                                 .length = 0x20,
+                                 .after = "40/100 ffff/ffff 8040/20"},
+                                {.name = "UnrelatedTornEntryStays",
+                                 .before = "40/4000 8/ff00 ffff/ffff",
+                                 .readable = "",
+                                 .file = 3,
+                                 .length = 0x3FC1,
+                                 .after = "40/4000 8/ff00 ffff/ffff"},
+                                {.name = "BeyondTheEndOverAnotherFile",
+                                 .before = "40/100 ffff/ffff 7000/100",
+                                 .readable = "1",
+                                 .file = 3,
+                                 .length = 0x1800,
+                                 .after = "40/100 ffff/ffff 7000/100"},
+                                {.name = "TornEntryLeavesTheReservedPlaceAlone",
+                                 .before = "40/4000 ff40/ffff ffff/ffff",
+                                 .readable = "",
+                                 .file = 3,
+                                 .length = 10,
+                                 .after = "40/4000 ff40/ffff 4040/a"},
+                                {.name = "TornEntryDoesNotLeadIntoTheReservedPlace",
+                                 .before = "40/4000 4040/ff66 ffff/ffff",
+                                 .readable = "",
+                                 .file = 3,
+                                 .length = 0x66,
+                                 .after = "40/4000 4040/ff66 4040/66"}};
 
 TEST_F(FileStoreTest, PlacesAFileWhereTheUsualPlaceDoesNotServe) {
   for (const Placement& row : Placements) {
@@ -160,11 +158,9 @@ TEST_F(FileStoreTest, RefusesAWriteWhoseNeighbourCannotBeRead) {
     unsigned int message;  // counted from the write
     unsigned int count;
   };
-  constexpr Refusal Refusals[] = {
-      {.of = "the neighbour's address", .message = 1, .count = 2},
-      {.of = "the second transfer of its image", .message = 3, .count = 1},
-      {.of = "the other neighbour's address", .message = 5, .count = 2},
-  };
+  constexpr Refusal Refusals[] = {{.of = "the neighbour's address", .message = 1, .count = 2},
+                                  {.of = "the second transfer of its image", .message = 3, .count = 1},
+                                  {.of = "the other neighbour's address", .message = 5, .count = 2}};
   for (const Refusal& row : Refusals) {
     SCOPED_TRACE(row.of);
     auto store = Open();
@@ -180,24 +176,6 @@ TEST_F(FileStoreTest, RefusesAWriteWhoseNeighbourCannotBeRead) {
   EXPECT_TRUE(store.Write(File::PeripheralConfig, Catalogue::Data(70, 1)));
   const StoreModel after(Memory());
   EXPECT_EQ(after.contents[1], StoreModel(before).contents[1]) << "read wrongly once";
-}
-
-// A foreign table can describe a file that is longer than the device: the chip's addresses wrap.
-TEST_F(FileStoreTest, VerifiesWhatItReadsOfAFileLongerThanTheDevice) {
-  Bytes memory = Contents({{{}, {}, {0x40, 0x8003}}}, "");
-  // The last three bytes of the image are its first; the two before them make its checksum right.
-  Bytes data(memory.begin() + 0x42, memory.end());
-  data.insert(data.end(), memory.begin(), memory.begin() + 0x3E);
-  const unsigned int before = StoreModel::Checksum(data);
-  const unsigned int wanted = memory[0x40] + 256U * memory[0x41];
-  for (unsigned int word = 0; StoreModel::Checksum({&memory[0x3E], 5}, before) != wanted; ++word) {
-    memory[0x3E] = static_cast<unsigned char>(word);
-    memory[0x3F] = static_cast<unsigned char>(word >> 8);
-  }
-  data = StoreModel(memory).contents[2].value();
-  EXPECT_GT(data.size(), ChipSize);
-  EXPECT_EQ(RunAndJudge(*this, memory, {.word = "/R", .file = 2}), "");
-  EXPECT_EQ(RunAndJudge(*this, memory, {.word = "/V", .file = 2, .host = data}), "");
 }
 
 TEST_F(FileStoreTest, ReadsNothingOfAFileThatTheTableDoesNotDescribe) {

@@ -52,13 +52,11 @@ void Change(Input& input, Bytes& bytes) {
 
 // Paths are always the rig's; everything else may be any text.
 std::vector<std::string> AnyWords(Input& input, Rig& rig) {
-  constexpr const char* Flags[] = {
-      "/R",   "/W",  "/V",          // take a number and a path
-      "/E",                         // takes nothing
-      "/BS",  "/DS",                // take a value
-      "/RBI", "/RA", "/WA", "/VA",  // take a path
-      "/w",   "",
-  };
+  constexpr const char* Flags[] = {"/R",   "/W",  "/V",          // take a number and a path
+                                   "/E",                         // takes nothing
+                                   "/BS",  "/DS",                // take a value
+                                   "/RBI", "/RA", "/WA", "/VA",  // take a path
+                                   "/w",   ""};
   constexpr std::size_t LongestFlag = 8;
   constexpr std::size_t LongestValue = 12;
   constexpr std::size_t MostWords = 4;
@@ -130,12 +128,10 @@ struct AnyJournal {
     constexpr unsigned short Another = 0x10;
     isOurs = input.ConsumeBool();
     Change(input, target);
-    const Journal journal = {
-        .slave = isOurs ? Ours : Another,
-        .pages = DifferingPages(memory, target),
-        .old = memory,
-        .target = target,
-    };
+    const Journal journal = {.slave = isOurs ? Ours : Another,
+                             .pages = DifferingPages(memory, target),
+                             .old = memory,
+                             .target = target};
     const Bytes whole = journal.Encode();
     bytes = whole;
     const bool isChanged = input.ConsumeBool();

@@ -103,8 +103,8 @@ class BusTest : public testing::Test {
 struct Attempts {
   const char* name;
   I2C::TransactionType type;
-  unsigned int readLength = 0;
-  unsigned int writeLength = 0;
+  unsigned int readLength = 16;
+  unsigned int writeLength = 2;
   unsigned int delay = 0;  // ms
   Answers answers = {};
   bool success = false;
@@ -113,75 +113,34 @@ struct Attempts {
 
 using enum I2C::TransactionType;
 
+constexpr char ThreeSelections[] = "S86 T0 S86 T0 S86 T0 ";
+constexpr char ThreeWrites[] = "S86 T0 W2 S86 T0 W2 S86 T0 W2 ";
+constexpr char ThreeReads[] = "S86 T0 R16 S86 T0 R16 S86 T0 R16 ";
+
 const Attempts AttemptCases[] = {
-    {.name = "ReadsAtOnce", .type = Read, .readLength = 16, .success = true, .calls = "S86 T0 R16 "},
-    {.name = "WritesAtOnce", .type = Write, .writeLength = 4, .success = true, .calls = "S86 T0 W4 "},
-    {.name = "WritesThenReads",
-     .type = WriteThenRead,
-     .readLength = 16,
-     .writeLength = 2,
-     .success = true,
-     .calls = "S86 T0 W2 R16 "},
-    {.name = "PausesBetweenWriteAndRead",
-     .type = WriteDelayRead,
-     .readLength = 16,
-     .writeLength = 2,
-     .delay = 10,
-     .success = true,
-     .calls = "S86 T0 W2 P11 R16 "},
-    {.name = "RepeatsWhenTheSlaveCannotBeSelected",
-     .type = Read,
-     .readLength = 16,
-     .answers = {{'S', {-1}}},
-     .calls = "S86 S86 S86 "},
+    {.name = "ReadsAtOnce", .type = Read, .success = true, .calls = "S86 T0 R16 "},
+    {.name = "WritesAtOnce", .type = Write, .success = true, .calls = "S86 T0 W2 "},
+    {.name = "WritesThenReads", .type = WriteThenRead, .success = true, .calls = "S86 T0 W2 R16 "},
+    {.name = "Pauses", .type = WriteDelayRead, .delay = 10, .success = true, .calls = "S86 T0 W2 P11 R16 "},
+    {.name = "RepeatsTheSelection", .type = Read, .answers = {{'S', {-1}}}, .calls = "S86 S86 S86 "},
     {.name = "RepeatsWhenTheWidthCannotBeSelected",
      .type = Read,
-     .readLength = 16,
      .answers = {{'T', {-1, 0}}},
      .success = true,
      .calls = "S86 T0 S86 T0 R16 "},
     {.name = "RepeatsAShortWrite",
      .type = Write,
-     .writeLength = 4,
-     .answers = {{'W', {3, 1, 4}}},
+     .answers = {{'W', {0, 1, 2}}},
      .success = true,
-     .calls = "S86 T0 W4 S86 T0 W4 S86 T0 W4 "},
-    {.name = "FailsToWriteNothing", .type = Write, .calls = "S86 T0 W0 S86 T0 W0 S86 T0 W0 "},
-    {.name = "DoesNotReadAfterAFailedWrite",
-     .type = WriteThenRead,
-     .readLength = 16,
-     .writeLength = 2,
-     .answers = {{'W', {-1}}},
-     .calls = "S86 T0 W2 S86 T0 W2 S86 T0 W2 "},
-    {.name = "DoesNotReadAfterAShortWrite",
-     .type = WriteDelayRead,
-     .readLength = 16,
-     .writeLength = 2,
-     .answers = {{'W', {1}}},
-     .calls = "S86 T0 W2 S86 T0 W2 S86 T0 W2 "},
-    {.name = "RepeatsAShortRead",
-     .type = Read,
-     .readLength = 16,
-     .answers = {{'R', {-1, 0, 15}}},
-     .calls = "S86 T0 R16 S86 T0 R16 S86 T0 R16 "},
-    {.name = "FailsToReadNothing", .type = Read, .calls = "S86 T0 R0 S86 T0 R0 S86 T0 R0 "},
-    {.name = "RefusesAPauseWithoutEnd",
-     .type = WriteDelayRead,
-     .readLength = 16,
-     .writeLength = 2,
-     .delay = Event::NoTimeout,
-     .calls = "S86 T0 S86 T0 S86 T0 "},
-    {.name = "HasNoReadMem",
-     .type = ReadMem,
-     .readLength = 16,
-     .writeLength = 2,
-     .calls = "S86 T0 S86 T0 S86 T0 "},
-    {.name = "HasNoWriteMem",
-     .type = WriteMem,
-     .readLength = 16,
-     .writeLength = 2,
-     .calls = "S86 T0 S86 T0 S86 T0 "},
-};
+     .calls = ThreeWrites},
+    {.name = "WritesNothing", .type = Write, .writeLength = 0, .calls = "S86 T0 W0 S86 T0 W0 S86 T0 W0 "},
+    {.name = "FailedWrite", .type = WriteThenRead, .answers = {{'W', {-1}}}, .calls = ThreeWrites},
+    {.name = "ShortWrite", .type = WriteDelayRead, .answers = {{'W', {1}}}, .calls = ThreeWrites},
+    {.name = "RepeatsAShortRead", .type = Read, .answers = {{'R', {-1, 0, 15}}}, .calls = ThreeReads},
+    {.name = "ReadsNothing", .type = Read, .readLength = 0, .calls = "S86 T0 R0 S86 T0 R0 S86 T0 R0 "},
+    {.name = "PauseWithoutEnd", .type = WriteDelayRead, .delay = Event::NoTimeout, .calls = ThreeSelections},
+    {.name = "HasNoReadMem", .type = ReadMem, .calls = ThreeSelections},
+    {.name = "HasNoWriteMem", .type = WriteMem, .calls = ThreeSelections}};
 
 TEST_F(BusTest, MakesExactlyTheCallsOfItsAttempts) {
   constexpr unsigned int Done = 8;

@@ -1,8 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <future>
-#include <thread>
+#include <functional>
 
 #include "platform/EventFactory.h"
 #include "platform/PosixEvent.h"
@@ -27,89 +26,48 @@ constexpr auto IsZero = [](Word word) { return word == 0; };
 constexpr Word All = 0xFFFFFFFF;
 constexpr Word Other = 0x40;  // a flag that no wait asks for
 
+using Wait = std::function<Word(Event&)>;
+
+Wait Or(Word flags, unsigned int timeout) {
+  return [=](Event& event) { return event.WaitOr(flags, timeout); };
+}
+
+Wait And(Word flags, unsigned int timeout) {
+  return [=](Event& event) { return event.WaitAnd(flags, timeout); };
+}
+
+Wait Until(bool (*predicate)(Word), unsigned int timeout) {
+  return [=](Event& event) { return event.Wait(predicate, timeout); };
+}
+
 struct WaitCase {
   const char* name;
   Word word;  // before the wait
-  std::function<Word(Event&)> wait;
-  int sleepError = 0;
+  Wait wait;
   Word result;
-  Word leftByAutoReset = 0;
+  Word left = 0;  // by an event with automatic reset
+  int sleepError = 0;
 };
 
 const WaitCase WaitCases[] = {
-    {.name = "OneOfTheFlags",
-     .word = 0x5,
-     .wait = [](Event& e) { return e.WaitOr(0x4, 100); },
-     .result = 0x5,
-     .leftByAutoReset = 0x1},
-    {.name = "OneOfTheFlagsClearsAllThatWereAsked",
-     .word = 0x4,
-     .wait = [](Event& e) { return e.WaitOr(0x6, 0); },
-     .result = 0x4},
-    {.name = "NoneOfTheFlags",
-     .word = 0x2,
-     .wait = [](Event& e) { return e.WaitOr(0x1, 1); },
-     .result = 0,
-     .leftByAutoReset = 0x2},
-    {.name = "OneOfNoFlags",
-     .word = 0x2,
-     .wait = [](Event& e) { return e.WaitOr(0, 0); },
-     .result = 0,
-     .leftByAutoReset = 0x2},
-    {.name = "AllFlags",
-     .word = 0x7,
-     .wait = [](Event& e) { return e.WaitAnd(0x3); },
-     .result = true,
-     .leftByAutoReset = 0x4},
-    {.name = "NotAllFlags",
-     .word = 0x5,
-     .wait = [](Event& e) { return e.WaitAnd(0x3, 0); },
-     .result = false,
-     .leftByAutoReset = 0x5},
-    {.name = "AllOfNoFlags",
-     .word = 0x5,
-     .wait = [](Event& e) { return e.WaitAnd(0, 0); },
-     .result = true,
-     .leftByAutoReset = 0x5},
+    {.name = "OneOfTheFlags", .word = 5, .wait = Or(4, 100), .result = 5, .left = 1},
+    {.name = "OneOfTheFlagsClearsAllThatWereAsked", .word = 4, .wait = Or(6, 0), .result = 4},
+    {.name = "NoneOfTheFlags", .word = 2, .wait = Or(1, 1), .result = 0, .left = 2},
+    {.name = "OneOfNoFlags", .word = 2, .wait = Or(0, 0), .result = 0, .left = 2},
+    {.name = "AllFlags", .word = 7, .wait = And(3, Event::NoTimeout), .result = true, .left = 4},
+    {.name = "NotAllFlags", .word = 5, .wait = And(3, 0), .result = false, .left = 5},
+    {.name = "AllOfNoFlags", .word = 5, .wait = And(0, 0), .result = true, .left = 5},
+    {.name = "PredicateInTime", .word = High | 5, .wait = Until(HasHigh, 100), .result = true},
+    {.name = "PredicateNotMet", .word = 5, .wait = Until(Never, 0), .result = false, .left = 5},
+    {.name = "PredicateMetByZero", .word = 0, .wait = Until(IsZero, 0), .result = true},
+    {.name = "NoLimitTellsTheWord", .word = 0, .wait = Until(IsZero, Event::NoTimeout), .result = false},
+    {.name = "BrokenSleepForOne", .word = 5, .wait = Or(8, 1), .result = 0, .left = 5, .sleepError = EINVAL},
+    {.name = "BrokenSleepForAll", .word = 5, .wait = And(3, 1), .result = 0, .left = 4, .sleepError = EINVAL},
+    {.name = "BrokenSleep", .word = 5, .wait = Until(Never, 1), .result = false, .sleepError = EINVAL},
     {.name = "Predicate",
      .word = High | 5,
-     .wait = [](Event& e) { return e.Wait(HasHigh); },
-     .result = High | 5},
-    {.name = "PredicateInTime",
-     .word = High | 5,
-     .wait = [](Event& e) { return e.Wait(HasHigh, 100); },
-     .result = true},
-    {.name = "PredicateNotMet",
-     .word = 0x5,
-     .wait = [](Event& e) { return e.Wait(Never, 0); },
-     .result = false,
-     .leftByAutoReset = 0x5},
-    {.name = "PredicateMetByZero",
-     .word = 0,
-     .wait = [](Event& e) { return e.Wait(IsZero, 0); },
-     .result = true},
-    {.name = "WithoutALimitTellsWhetherTheWordIsNotZero",
-     .word = 0,
-     .wait = [](Event& e) { return e.Wait(IsZero, Event::NoTimeout); },
-     .result = false},
-    {.name = "BrokenSleepForOneOfTheFlags",
-     .word = 0x5,
-     .wait = [](Event& e) { return e.WaitOr(0x8, 1); },
-     .sleepError = EINVAL,
-     .result = 0,
-     .leftByAutoReset = 0x5},
-    {.name = "BrokenSleepForAllFlags",
-     .word = 0x5,
-     .wait = [](Event& e) { return e.WaitAnd(0x3, 1); },
-     .sleepError = EINVAL,
-     .result = false,
-     .leftByAutoReset = 0x4},
-    {.name = "BrokenSleepForAPredicate",
-     .word = 0x5,
-     .wait = [](Event& e) { return e.Wait(Never, 1); },
-     .sleepError = EINVAL,
-     .result = false},
-};
+     .wait = [](Event& event) { return event.Wait(HasHigh); },
+     .result = High | 5}};
 
 void CheckWait(const WaitCase& row, Event& event, Word left) {
   EXPECT_EQ(event.Signal(row.word), 0);
@@ -125,39 +83,10 @@ void CheckWait(const WaitCase& row, Event& event, Word left) {
 TEST(Event, ConsumesWhatASuccessfulOrBrokenWaitAskedFor) {
   for (const WaitCase& row : WaitCases) {
     SCOPED_TRACE(row.name);
-    CheckWait(row, *EventFactory::GetUniqueEvent(true), row.leftByAutoReset);
-    CheckWait(row, *EventFactory::GetSharedEvent(true), row.leftByAutoReset);
+    CheckWait(row, *EventFactory::GetUniqueEvent(true), row.left);
+    CheckWait(row, *EventFactory::GetSharedEvent(true), row.left);
     CheckWait(row, *EventFactory::GetUniqueEvent(false), row.word);
     CheckWait(row, *EventFactory::GetSharedEvent(false), row.word);
-  }
-}
-
-// Answers its time-out.
-struct RecordingEvent final : PosixEvent {
-  using PosixEvent::PosixEvent;
-  using PosixEvent::WaitOr;
-  Word WaitOr(Word /*flags*/, unsigned int timeout) override { return timeout; }
-};
-
-struct Cut {
-  std::int64_t microseconds;
-  unsigned int milliseconds;
-};
-
-constexpr Cut Cuts[] = {
-    {.microseconds = 2500, .milliseconds = 2},
-    {.microseconds = 999, .milliseconds = 0},
-    {.microseconds = -2500, .milliseconds = 0},
-    {.microseconds = -5'000'000'000, .milliseconds = 0},
-    {.microseconds = INT64_MAX, .milliseconds = Event::NoTimeout},
-};
-
-TEST(Event, CutsMicrosecondsToMilliseconds) {
-  RecordingEvent event(true);
-  EXPECT_EQ(Event::numberOfEvents, 1U);
-  for (const auto& [microseconds, milliseconds] : Cuts) {
-    const std::chrono::duration<std::int64_t, std::micro> timeout(microseconds);
-    EXPECT_EQ(event.WaitOr(0x9, timeout), milliseconds);
   }
 }
 
@@ -174,26 +103,6 @@ TEST(Event, SetsTheDeadlineOneMillisecondLate) {
     EXPECT_LE(begin, after) << timeout;
     EXPECT_LT(deadline.tv_nsec, 1'000'000'000);
   }
-}
-
-TEST(Event, WakesEveryWaiterAtEverySignal) {
-  PosixEvent event(false);
-  std::atomic<Word> tests = 0;
-  const auto wait = [&] {
-    sleepError = EINVAL;  // without a time-out the sleep has no deadline either
-    const auto countAndTest = [&tests](Word word) {
-      ++tests;
-      return word == 0x3;
-    };
-    return event.Wait(countAndTest, Event::NoTimeout);
-  };
-  auto first = std::async(std::launch::async, wait);
-  auto second = std::async(std::launch::async, wait);
-  for (const Word flags : {0U, 1U, 2U}) {
-    while (tests < 2 * (flags + 1)) std::this_thread::yield();
-    EXPECT_EQ(event.Signal(flags), 0);
-  }
-  EXPECT_TRUE(first.get() && second.get());
 }
 
 }  // namespace

@@ -38,43 +38,11 @@ struct Copy {
   const char* target;  // afterwards
 };
 
-const Copy Copies[] = {
-    {
-        .source = "four",
-        .flags = REPLACE,
-        .count = 10,
-        .result = 4,
-        .target = "1234",
-    },
-    {
-        .source = "four",
-        .flags = REPLACE,
-        .count = 3,
-        .result = 3,
-        .target = "123",
-    },
-    {
-        .source = "four",
-        .flags = REPLACE,
-        .count = -1,
-        .result = 0,
-        .target = "",
-    },
-    {
-        .source = "missing",
-        .flags = REPLACE,
-        .count = 10,
-        .result = -2,
-        .target = "",
-    },
-    {
-        .source = "four",
-        .flags = READ,
-        .count = 2,
-        .result = -4,
-        .target = "old",
-    },
-};
+const Copy Copies[] = {{.source = "four", .flags = REPLACE, .count = 10, .result = 4, .target = "1234"},
+                       {.source = "four", .flags = REPLACE, .count = 3, .result = 3, .target = "123"},
+                       {.source = "four", .flags = REPLACE, .count = -1, .result = 0, .target = ""},
+                       {.source = "missing", .flags = REPLACE, .count = 10, .result = -2, .target = ""},
+                       {.source = "four", .flags = READ, .count = 2, .result = -4, .target = "old"}};
 
 TEST_F(FileStreamTest, CopiesWhatOneReadOfTheSourceGave) {
   directory.File("four", "1234");
@@ -116,14 +84,12 @@ struct Opening {
   const char* content;  // of a file that held "kept", after "abc" was written
 };
 
-const Opening Openings[] = {
-    {.flags = REPLACE, .content = "abc"},
-    {.flags = READ | WRITE, .content = "abct"},
-    {.flags = READ | WRITE | APPEND, .content = "keptabc"},
-    {.flags = WRITE | APPEND, .content = "keptabc"},
-    {.flags = READ | WRITE | AT_END, .content = "keptabc"},
-    {.flags = READ | REPLACE | UNKNOWN, .content = "abc"},
-};
+const Opening Openings[] = {{.flags = REPLACE, .content = "abc"},
+                            {.flags = READ | WRITE, .content = "abct"},
+                            {.flags = READ | WRITE | APPEND, .content = "keptabc"},
+                            {.flags = WRITE | APPEND, .content = "keptabc"},
+                            {.flags = READ | WRITE | AT_END, .content = "keptabc"},
+                            {.flags = READ | REPLACE | UNKNOWN, .content = "abc"}};
 
 TEST_F(FileStreamTest, OpensAsItsFlagsSay) {
   for (const Opening& row : Openings) {

@@ -35,12 +35,10 @@ struct FaultKind {
   unsigned int parameter = 0;
 };
 
-constexpr FaultKind FaultKinds[] = {
-    {.kind = CHIP_FAULT_REFUSE},
-    {.kind = CHIP_FAULT_REFUSE_LATE},
-    {.kind = CHIP_FAULT_SHORT, .parameter = 1},
-    {.kind = CHIP_FAULT_SHORT, .parameter = 13},
-};
+constexpr FaultKind FaultKinds[] = {{.kind = CHIP_FAULT_REFUSE},
+                                    {.kind = CHIP_FAULT_REFUSE_LATE},
+                                    {.kind = CHIP_FAULT_SHORT, .parameter = 1},
+                                    {.kind = CHIP_FAULT_SHORT, .parameter = 13}};
 
 bool IsRefusal(const chip_fault& fault) {
   return fault.kind == CHIP_FAULT_REFUSE;
@@ -246,8 +244,7 @@ class FaultSweep : public testing::TestWithParam<unsigned int> {
   std::vector<Ending> endings = {
       {.name = AsPromised, .least = 50'000},     {.name = PagesNotErased, .least = 10},
       {.name = ZerosInInformation, .least = 80}, {.name = MovedFileLost, .least = 80},
-      {.name = StartUpFailed, .least = 1000},    {.name = Deceived, .least = 50},
-  };
+      {.name = StartUpFailed, .least = 1000},    {.name = Deceived, .least = 50}};
 };
 
 TEST_P(FaultSweep, CommandsDoAsPromisedOrFailAndSpareTheRest) {

@@ -94,15 +94,8 @@ class PowerCuts : public testing::TestWithParam<unsigned int> {
     if (!complaint.empty()) return complaint;
     const std::uint64_t pages = rig.chip.Model().page_writes;
     if (pages == 0) return "nothing was repeated";
-    const Run repetition = {
-        .command = run.command,
-        .before = torn,
-        .done = StoreModel(rig.Memory()),
-    };
-    const Cut again = {
-        .page = 1 + cuts % pages,
-        .form = forms[cuts % forms.size()],
-    };
+    const Run repetition = {.command = run.command, .before = torn, .done = StoreModel(rig.Memory())};
+    const Cut again = {.page = 1 + cuts % pages, .form = forms[cuts % forms.size()]};
     if (!CutAt(again, repetition)) return "not cut again";
     return Repeat(run);
   }
@@ -144,11 +137,7 @@ class PowerCuts : public testing::TestWithParam<unsigned int> {
 
   void CutEverywhere(const Catalogue::Contents& contents, const Command& command) {
     ASSERT_EQ(RunAndJudge(rig, contents.memory, command), "") << command.Name() << " on " << contents.name;
-    const Run run = {
-        .command = command,
-        .before = contents.memory,
-        .done = StoreModel(rig.Memory()),
-    };
+    const Run run = {.command = command, .before = contents.memory, .done = StoreModel(rig.Memory())};
     const std::uint64_t pages = rig.chip.Model().page_writes;
     for (std::uint64_t page = 1; page <= pages; ++page) {
       for (std::size_t i = 0; i < forms.size(); ++i) {

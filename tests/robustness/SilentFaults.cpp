@@ -22,8 +22,7 @@ const SilentFault Faults[] = {
     {.name = "a write acknowledged and dropped", .kind = CHIP_FAULT_DROP},
     {.name = "an address counter that stands still", .kind = CHIP_FAULT_STUCK},
     {.name = "a foreign transfer in between", .kind = CHIP_FAULT_FOREIGN, .parameters = {0x2345}},
-    {.name = "a read refused after the counter moved", .kind = CHIP_FAULT_REFUSE_LATE},
-};
+    {.name = "a read refused after the counter moved", .kind = CHIP_FAULT_REFUSE_LATE}};
 
 // In the order of the table's columns.
 const std::vector<Command>& Commands() {
@@ -38,8 +37,7 @@ const std::vector<Command>& Commands() {
       {.word = "/E"},
       {.word = "/BS", .value = "300"},
       {.word = "/DS", .value = "1"},
-      {.word = "/RBI"},
-  };
+      {.word = "/RBI"}};
   return commands;
 }
 

@@ -91,8 +91,7 @@ const std::vector<Contents>& Eeproms() {
         {"DamagedFile", damaged},
         {"ListedAtStart", Adoptable()},
         {"RecognisedAtStart", Unlisted(WithoutErasedBytes(Data(Block - ChecksumSize, 9)))},
-        {"Full", After({Write(0, Large, 1), Write(1, Large, 2), Write(2, UpToTheLastPage, 3)})},
-    };
+        {"Full", After({Write(0, Large, 1), Write(1, Large, 2), Write(2, UpToTheLastPage, 3)})}};
   }();
   return eeproms;
 }
@@ -108,28 +107,24 @@ const Contents& ThreeFiles() {
 }
 
 const std::vector<Command>& Reading() {
-  static const std::vector<Command> commands = {
-      {.word = "/R", .file = 0},
-      {.word = "/R", .file = 2},
-      {.word = "/V", .file = 0, .host = Data(300, 1)},
-      {.word = "/V", .file = 1, .host = Data(130, 2)},
-      {.word = "/RBI"},
-      {.word = "/RA"},
-      {.word = "/VA", .host = ThreeFiles().memory},
-  };
+  static const std::vector<Command> commands = {{.word = "/R", .file = 0},
+                                                {.word = "/R", .file = 2},
+                                                {.word = "/V", .file = 0, .host = Data(300, 1)},
+                                                {.word = "/V", .file = 1, .host = Data(130, 2)},
+                                                {.word = "/RBI"},
+                                                {.word = "/RA"},
+                                                {.word = "/VA", .host = ThreeFiles().memory}};
   return commands;
 }
 
 const std::vector<Command>& Replacing() {
-  static const std::vector<Command> commands = {
-      {.word = "/BS", .value = "300"},
-      {.word = "/DS", .value = "1"},
-      {.word = "/E"},
-      {.word = "/WA", .host = Data(700, 3)},
-      {.word = "/WA", .host = ThreeFiles().memory},
-      Write(0, Block - ChecksumSize),
-      WriteLargestFirstFile(),
-  };
+  static const std::vector<Command> commands = {{.word = "/BS", .value = "300"},
+                                                {.word = "/DS", .value = "1"},
+                                                {.word = "/E"},
+                                                {.word = "/WA", .host = Data(700, 3)},
+                                                {.word = "/WA", .host = ThreeFiles().memory},
+                                                Write(0, Block - ChecksumSize),
+                                                WriteLargestFirstFile()};
   return commands;
 }
 
@@ -153,10 +148,8 @@ const std::vector<Command>& All() {
 }
 
 const std::vector<chip_fault>& TornPages() {
-  static const std::vector<chip_fault> cuts = {
-      PowerCut(CHIP_FAULT_POWER_ANYTHING, 0),
-      PowerCut(CHIP_FAULT_POWER_ANYTHING, 1),
-  };
+  static const std::vector<chip_fault> cuts = {PowerCut(CHIP_FAULT_POWER_ANYTHING, 0),
+                                               PowerCut(CHIP_FAULT_POWER_ANYTHING, 1)};
   return cuts;
 }
 

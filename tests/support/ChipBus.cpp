@@ -25,6 +25,20 @@ bool ChipBus::Transact(I2C::Transaction* transaction) {
   return true;
 }
 
+int ChipBus::Read(unsigned char* buffer, unsigned int length, unsigned short slave, I2C::AddressMode mode) {
+  return Answer(TransactionalizedI2CBus::Read(buffer, length, slave, mode));
+}
+
+int ChipBus::Write(const unsigned char* data, unsigned int length, unsigned short slave,
+                   I2C::AddressMode mode) {
+  return Answer(TransactionalizedI2CBus::Write(data, length, slave, mode));
+}
+
+int ChipBus::WriteThenRead(const unsigned char* data, unsigned int writeLength, unsigned char* buffer,
+                           unsigned int readLength, unsigned short slave, I2C::AddressMode mode) {
+  return Answer(TransactionalizedI2CBus::WriteThenRead(data, writeLength, buffer, readLength, slave, mode));
+}
+
 bool ChipBus::Lock() {
   ++locks;
   return true;
@@ -69,5 +83,6 @@ bool ChipBus::Send(unsigned short slave, Byte* buffer, unsigned int length) {
     }
   }
   if (records) messages.push_back({slave, IsRead, {bytes.begin(), bytes.end()}, moved});
+  lastMoved = moved;
   return moved == static_cast<int>(length);
 }

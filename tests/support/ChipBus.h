@@ -2,6 +2,7 @@
 // worker sleeps: the caller's thread performs each transfer. The chips must outlive the bus.
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <initializer_list>
 #include <span>
@@ -31,13 +32,19 @@ class ChipBus final : public TransactionalizedI2CBus {
   void SetBusSpeed(unsigned int /*speed*/) override {}
   [[nodiscard]] unsigned int GetBusSpeed() const override { return 0; }
   bool Transact(I2C::Transaction* transaction) override;
+  int Read(unsigned char* buffer, unsigned int length, unsigned short slave, I2C::AddressMode mode) override;
+  int Write(const unsigned char* data, unsigned int length, unsigned short slave,
+            I2C::AddressMode mode) override;
+  int WriteThenRead(const unsigned char* data, unsigned int writeLength, unsigned char* buffer,
+                    unsigned int readLength, unsigned short slave, I2C::AddressMode mode) override;
 
   // A message outside of a pair of these ends the program.
   bool Lock() override;
   bool Unlock() override;
   [[nodiscard]] bool IsLocked() const { return locks != 0; }
 
-  bool records = false;  // whether messages are kept
+  bool records = false;        // whether messages are kept
+  bool answersInPart = false;  // whether transfers return what the chip moved of their last message
   std::vector<Message> messages;
   std::function<void()> onMessage = [] {};  // called before each message; may throw
 
@@ -46,10 +53,12 @@ class ChipBus final : public TransactionalizedI2CBus {
   void HandleTransaction(I2C::Transaction* transaction) override;
 
  private:
+  [[nodiscard]] int Answer(int whole) const { return answersInPart ? std::max(lastMoved, 0) : whole; }
   template <bool IsRead, typename Byte>
   bool Send(unsigned short slave, Byte* buffer, unsigned int length);
 
   std::vector<EmulatedChip*> chips;
   unsigned int attempts;
   unsigned int locks = 0;
+  int lastMoved = 0;  // bytes of the last message, or the negative refusal
 };

@@ -59,6 +59,7 @@ bool CachedEeprom::EraseAll() {
 }
 
 const Bytes& CachedEeprom::Content() {
+  if (fetched.none()) FetchAll();
   Fetch(PageSet().set());
   return content;
 }
@@ -88,6 +89,16 @@ void CachedEeprom::Fetch(const PageSet& pages) {
   if (missing.none()) return;
   for (const PageRun& run : RunsOf(missing)) ReadRun(run, 0, content);
   fetched |= missing;
+}
+
+void CachedEeprom::FetchAll() {
+  Bytes bytes(EepromSize + PageSize);
+  const int count = source.Read(0, bytes.data(), static_cast<int>(bytes.size()));
+  if (count < static_cast<int>(EepromSize)) throw std::runtime_error(name + ": EEPROM not readable");
+  const bool hasWrapped = count == static_cast<int>(bytes.size());  // a file has no bytes beyond its end
+  isDisturbed = hasWrapped && !std::ranges::equal(Page(0, bytes), Page(PageCount, bytes));
+  std::copy_n(bytes.begin(), EepromSize, content.begin());
+  fetched.set();
 }
 
 // Reads a run of pages in two reads, of which the first has `split` bytes.

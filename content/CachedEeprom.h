@@ -25,7 +25,9 @@ class CachedEeprom final : public Eeprom {
   bool EraseAll() override;
   [[nodiscard]] unsigned long GetSizeInBytes() const override { return EepromSize; }
 
-  // Returns the whole content, for which it reads the pages that have not been read yet.
+  // Returns the whole content, for which it reads the pages that have not been read yet. If all are read at
+  // once, page 0 is read again at the end, where the chip's addresses wrap: it reads differently if the
+  // address was lost on the way.
   [[nodiscard]] const std::vector<unsigned char>& Content();
 
   // Makes sure of these pages, but for those that are confirmed already: reads each once more and, if the two
@@ -43,6 +45,7 @@ class CachedEeprom final : public Eeprom {
 
  private:
   void Fetch(const PageSet& pages);
+  void FetchAll();
   void ReadRun(const PageRun& run, std::size_t split, std::vector<unsigned char>& into);
 
   Eeprom& source;

@@ -18,11 +18,6 @@ Bytes Stored(const std::vector<Command>& files) {
   return Apply(changes, ErasedImage()).content;
 }
 
-TEST(Changes, StoreFilesAsBrindleDoes) {
-  const std::vector<Command> files = {Write(0, 100, 1), Write(1, 3, 2), Write(2, 200, 3)};
-  EXPECT_TRUE(Stored(files) == After(files));
-}
-
 // The next start would end the file at its first erased byte, where another checksum happens to be right.
 TEST(Changes, RefuseAFileThatWouldReadDifferently) {
   const auto isListedAtStart = [](const Contents& each) { return each.name == "ListedAtStart"; };

@@ -178,6 +178,21 @@ TEST_F(WaitingJournal, IsNotAppliedOverWhatWasStoredSince) {
   }
 }
 
+// What Brindle has stored must not look like the old content in one disturbed reading.
+TEST_F(WaitingJournal, IsNotAppliedForAMisread) {
+  constexpr std::uint64_t FirstRead = 4;  // message
+  constexpr unsigned int Bits = 128;      // of a transfer
+  const Command setting = {.word = "/BS", .value = "5"};
+  ASSERT_EQ(Rig::Run(setting).exit, 0);
+  const Bytes content = Memory();
+  for (unsigned int bit = 0; bit < Bits; ++bit) {
+    Load(content);
+    chip.Add(CHIP_FAULT_FLIP, FirstRead, 1, bit);
+    ASSERT_EQ(Recover(), 5) << bit;
+    ASSERT_TRUE(Holds(content));
+  }
+}
+
 TEST_F(WaitingJournal, IsNotRefusedForAMisread) {
   constexpr std::uint64_t Some = 61;
   constexpr unsigned int InTheData = 77;

@@ -29,6 +29,14 @@ Bytes ListedFile() {
   return After({Catalogue::WriteLargestFirstFile(), Write(2, 300, 5)});
 }
 
+// Old() with bytes that belong to no file, as a chip has them after files were moved.
+Bytes WithUnusedBytes() {
+  constexpr std::ptrdiff_t Unused = 30'000;
+  Bytes memory = UpdateRig::Old();
+  std::ranges::copy(Data(2000, 4), memory.begin() + Unused);
+  return memory;
+}
+
 const std::vector<Command> ChangeCommands = {
     {.word = "/W", .file = 1, .host = Upgrade}, {.word = "/BS", .value = "2"}, {.word = "/DS", .value = "0"}};
 const Command DeveloperOn = {.word = "/DS", .value = "1"};
@@ -96,6 +104,10 @@ bool MeansTheSame(const Bytes& left, const Bytes& right) {
 const std::vector<UpdateCase>& UpdateCases() {
   static const std::vector<UpdateCase> cases = {
       {.name = "Image", .before = UpdateRig::Old(), .words = "target", .after = UpdateRig::New()},
+      {.name = "ImageOverUnusedBytes",
+       .before = WithUnusedBytes(),
+       .words = "target",
+       .after = UpdateRig::New()},
       {.name = "Change",
        .before = UpdateRig::Old(),
        .words = "--file=2=upgrade --revision=2 --developer=off",

@@ -20,16 +20,6 @@ struct FileStreamTest : testing::Test {
   unsigned char buffer[16] = {'a', 'b', 'c'};
 };
 
-TEST_F(FileStreamTest, IsAStreamNumberedThroughoutTheProcess) {
-  const unsigned int next = Stream::nextID;
-  EXPECT_EQ(FileStream("/dev/null", READ).GetID(), next);
-  FileStream stream("/dev/null", READ);
-  EXPECT_EQ(stream.GetID(), next + 1);
-  stream.Open();
-  stream.Stream::Close();
-  EXPECT_FALSE(stream.Connected());
-}
-
 struct Copy {
   const char* source;
   unsigned char flags;  // of the target, which holds "old"

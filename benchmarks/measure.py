@@ -38,9 +38,9 @@ COMMANDS = [
 # The third file's pages are written, and nothing when the chip holds the image already. Page 0, which has no
 # checksum, and the pages to be written are read twice before, the second time with other transfers.
 UPDATE, UPDATE_IMAGE = "brindlectl update --journal . --file 3=file3", "brindlectl update --journal . image"
-UNCHANGED_FLOOR = "bench-floor /dev/i2c-5 read:0:1 read:0:32768"
+UNCHANGED_FLOOR = "bench-floor /dev/i2c-5 read:0:1 read:0:32832"
 CONFIRMING = " read:0:5 read:5:59 read:19520:5 read:19525:315"
-UPDATE_FLOOR = UNCHANGED_FLOOR + CONFIRMING + " write:19520:302 read:0:32768"
+UPDATE_FLOOR = UNCHANGED_FLOOR + CONFIRMING + " write:19520:302 read:0:32832"
 
 
 def pieces(size):

@@ -36,7 +36,7 @@ class LinuxI2CAdapter final {
   [[nodiscard]] Service Examine() const;
 
   // Returns whether the adapter takes messages of so many bytes, which its driver may refuse with EOPNOTSUPP.
-  // It is asked with a message to address 0x03, at which no chip is (reserved by the I2C specification), so
+  // It is asked with a message to address 0x03, at which no chip is (reserved by the I2C standard), so
   // that nothing is stored anywhere.
   [[nodiscard]] bool TakesMessage(std::size_t length) const;
 

@@ -26,6 +26,13 @@ bool IsUniform(std::span<const unsigned char> bytes) {
   return std::ranges::adjacent_find(bytes, std::ranges::not_equal_to()) == bytes.end();
 }
 
+void CopyPages(const PageSet& pages, std::span<const unsigned char> from, std::span<unsigned char> to) {
+  for (const PageRun& run : RunsOf(pages)) {
+    const std::size_t offset = run.first * PageSize;
+    std::ranges::copy(from.subspan(offset, run.count * PageSize), to.subspan(offset).begin());
+  }
+}
+
 std::vector<PageRun> RunsOf(const PageSet& pages) {
   std::vector<PageRun> runs;
   for (std::size_t page = 0; page < PageCount; ++page) {

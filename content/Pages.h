@@ -33,5 +33,8 @@ struct PageRun {
 // when no chip drives the bus.
 [[nodiscard]] bool IsUniform(std::span<const unsigned char> bytes);
 
+// Copies these pages between two contents of the EEPROM's size.
+void CopyPages(const PageSet& pages, std::span<const unsigned char> from, std::span<unsigned char> to);
+
 // Returns the pages as runs, in increasing order.
 [[nodiscard]] std::vector<PageRun> RunsOf(const PageSet& pages);

@@ -69,13 +69,6 @@ ExitCode Discard(const JournalFile& file, const Arguments& arguments, const Envi
   return ExitCode::Success;
 }
 
-void CopyPages(const PageSet& pages, const Bytes& from, Bytes& to) {
-  for (const PageRun& run : RunsOf(pages)) {
-    const auto offset = static_cast<std::ptrdiff_t>(run.first * PageSize);
-    std::copy_n(from.begin() + offset, run.count * PageSize, to.begin() + offset);
-  }
-}
-
 // The target of the journal; what a write that was led astray has damaged beside it is as before.
 Target JournalTarget(const Journal& journal, const PageSet& stray, const Bytes& before) {
   Target target = {before, journal.pages | stray};

@@ -15,13 +15,6 @@ std::span<const unsigned char> Page(const Bytes& content, std::size_t page) {
   return std::span(content).subspan(page * PageSize, PageSize);
 }
 
-void CopyPages(const PageSet& pages, const Bytes& from, Bytes& to) {
-  for (const PageRun& run : RunsOf(pages)) {
-    const auto offset = static_cast<std::ptrdiff_t>(run.first * PageSize);
-    std::copy_n(from.begin() + offset, run.count * PageSize, to.begin() + offset);
-  }
-}
-
 }  // namespace
 
 std::vector<std::size_t> WritingOrder(const PageSet& pages) {

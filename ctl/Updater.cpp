@@ -146,6 +146,9 @@ bool Updater::ReadBack(const PageSet& written) {
   const PageSet unlikeTarget = DifferingPages(after.Content(), target.content) & target.pages;
   const PageSet unlikeBefore = DifferingPages(after.Content(), before) & ~target.pages;
   after.Confirm(unlikeTarget | unlikeBefore);
+  // The address of this reading may have been flipped as that of a write was: then a page that went elsewhere
+  // looks as if it were in its place.
+  if (after.IsDisturbed()) after.Confirm(written);
   content = after.Content();
   const PageSet changed = DifferingPages(content, before) & ~written;
   if (changed.none()) return true;

@@ -37,6 +37,7 @@ Bytes WithUnusedBytes() {
   return memory;
 }
 
+const Command OtherUpgrade = {.word = "/W", .file = 1, .host = Data(200, 9)};
 const std::vector<Command> ChangeCommands = {
     {.word = "/W", .file = 1, .host = Upgrade}, {.word = "/BS", .value = "2"}, {.word = "/DS", .value = "0"}};
 const Command DeveloperOn = {.word = "/DS", .value = "1"};
@@ -47,6 +48,7 @@ void UpdateRig::SetUp() {
   Load(Old());
   File("target", New());
   File("upgrade", Upgrade);
+  File("other", After(Commands(OtherUpgrade.host, "2")));
 }
 
 Bytes UpdateRig::Old() {
@@ -108,6 +110,10 @@ const std::vector<UpdateCase>& UpdateCases() {
        .before = WithUnusedBytes(),
        .words = "target",
        .after = UpdateRig::New()},
+      {.name = "ImageKeepingSettings",
+       .before = UpdateRig::Old(),
+       .words = "other --keep-settings",
+       .after = Then(UpdateRig::Old(), {OtherUpgrade})},
       {.name = "Change",
        .before = UpdateRig::Old(),
        .words = "--file=2=upgrade --revision=2 --developer=off",

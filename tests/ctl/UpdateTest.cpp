@@ -82,7 +82,7 @@ TEST_F(UpdateTest, WritesNothingWhenTheJournalCannotBeKept) {
     EXPECT_TRUE(isUntouched || Holds(New())) << failed;
     EXPECT_TRUE(isUntouched || !hasFailed || Says("updated and compared, but the journal cannot be removed"));
     EXPECT_EQ(Recover(), 0);
-    EXPECT_EQ(FileNames(), "target upgrade ");
+    EXPECT_EQ(FileNames(), "other target upgrade ");
   }
 }
 
@@ -162,7 +162,7 @@ TEST_F(UpdateTest, AnImageIsThereWhenASignalEndsTheProcess) {
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_TRUE(WIFSIGNALED(status));
-  EXPECT_EQ(FileNames(), "new target upgrade ");
+  EXPECT_EQ(FileNames(), "new other target upgrade ");
   EXPECT_EQ(Ctl("check new"), 0);
 }
 
